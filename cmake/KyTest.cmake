@@ -1,0 +1,22 @@
+# ky_test(tst_name SOURCES a.cpp … LINK ky_service … [LIBS …] [DATA dir] [TIMEOUT s] [LABELS …])
+# One Qt Test program. LINK names the object libraries that come into it. DATA is a folder that
+# the program finds under the macro KY_TEST_DATA.
+function(ky_test name)
+    cmake_parse_arguments(ARG "SERIAL" "DATA;TIMEOUT" "SOURCES;LINK;LIBS;LABELS" ${ARGN})
+    add_executable(${name} ${ARG_SOURCES})
+    target_link_libraries(${name} PRIVATE ${ARG_LINK} ${ARG_LIBS} Qt5::Test)
+    ky_warnings(${name})
+    set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
+    if(ARG_DATA)
+        target_compile_definitions(${name} PRIVATE KY_TEST_DATA="${ARG_DATA}")
+    endif()
+    if(NOT ARG_TIMEOUT)
+        set(ARG_TIMEOUT 120)
+    endif()
+    add_test(NAME ${name} COMMAND ${name})
+    set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}"
+        ENVIRONMENT "QT_QPA_PLATFORM=offscreen;LC_ALL=C.UTF-8;ASAN_OPTIONS=detect_leaks=1;UBSAN_OPTIONS=print_stacktrace=1")
+    if(ARG_SERIAL)
+        set_tests_properties(${name} PROPERTIES RUN_SERIAL ON)
+    endif()
+endfunction()

@@ -1,0 +1,34 @@
+#include "host/BaseThread.h"
+
+BaseThread::BaseThread(QObject* parent)
+    : QThread(parent)
+{}
+
+BaseThread::~BaseThread() = default;
+
+void BaseThread::setNeedStop(bool isNeedStop)
+{
+    _isNeedStop = isNeedStop;
+}
+
+bool BaseThread::isNeedStop() const
+{
+    return _isNeedStop;
+}
+
+void BaseThread::setResult(int result)
+{
+    _result = result;
+}
+
+int BaseThread::result() const
+{
+    return _result;
+}
+
+void BaseThread::stopThread()
+{
+    setNeedStop(true);
+    quit();
+    wait();
+}

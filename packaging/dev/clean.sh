@@ -1,0 +1,2 @@
+set -euo pipefail
+rm -rf build build-sanitize build-bench build-fuzz

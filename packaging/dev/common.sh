@@ -1,0 +1,39 @@
+# Shared by the verbs: packages of the host, and building.
+
+build_packages="g++ cmake ninja-build ccache pkg-config qtbase5-dev libqt5serialport5-dev
+    libqt5sql5-sqlite nlohmann-json3-dev git"
+test_packages="clang libclang-rt-dev openssl chrony can-utils curl"
+run_packages=""
+
+# Installs what is missing of the named packages, and asks nothing when all are there.
+need() {
+    local missing=() package
+    for package in "$@"; do
+        dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q 'ok installed' ||
+            missing+=("$package")
+    done
+    [ ${#missing[@]} -eq 0 ] && return
+    echo "dev: installing ${missing[*]}"
+    local root=()
+    [ "$(id -u)" -eq 0 ] || root=(sudo)
+    "${root[@]}" apt-get update -qq
+    "${root[@]}" env DEBIAN_FRONTEND=noninteractive \
+        apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+}
+
+# The cache serves every checkout of the project on this machine.
+export CCACHE_BASEDIR=$PWD CCACHE_NOHASHDIR=1
+
+# build PRESET [TARGET …]
+build() {
+    local preset=$1
+    shift
+    local folder=build
+    [ "$preset" = dev ] || folder=build-$preset
+    [ -f "$folder/build.ninja" ] || cmake --preset "$preset" >"/tmp/ky-configure.$$" 2>&1 || {
+        cat "/tmp/ky-configure.$$" >&2
+        exit 1
+    }
+    rm -f "/tmp/ky-configure.$$"
+    cmake --build "$folder" ${1:+--target "$@"}
+}
