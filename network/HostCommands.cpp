@@ -1,0 +1,45 @@
+#include "network/HostCommands.h"
+
+#include "host/BaseObject.h"
+#include "host/PublicClass.h"
+#include "network/NetworkSettings.h"
+
+namespace ky {
+
+bool runOnHost(BaseObject& owner, const QString& line, int limitMs, QString& output)
+{
+    if (PublicClass::init()->processCmd(line, output, limitMs, true))
+        return true;
+    owner.setLastError(output);
+    return false;
+}
+
+bool runOnHost(BaseObject& owner, const QString& line, int limitMs)
+{
+    QString output;
+    return runOnHost(owner, line, limitMs, output);
+}
+
+bool saysSuccess(const QString& nmcliOutput)
+{
+    return nmcliOutput.contains(QStringLiteral(u"成功")) ||
+           nmcliOutput.contains(QLatin1String("successfully"));
+}
+
+bool runForSuccessWords(BaseObject& owner, const QString& line, int limitMs)
+{
+    QString output;
+    if (!runOnHost(owner, line, limitMs, output))
+        return false;
+    if (saysSuccess(output))
+        return true;
+    owner.setLastError(output);
+    return false;
+}
+
+void storeSetting(const char* key, const QVariant& value)
+{
+    PublicClass::init()->writeIni(QLatin1String(settings::kFile), QLatin1String(key), value);
+}
+
+} // namespace ky

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <QString>
+#include <QVariant>
+
+class BaseObject;
+
+namespace ky {
+
+/// Runs a shell line on the host (`limitMs` at most) for an object whose last error takes the
+/// output of a command that failed. True when it ran.
+bool runOnHost(BaseObject& owner, const QString& line, int limitMs, QString& output);
+bool runOnHost(BaseObject& owner, const QString& line, int limitMs);
+
+/// Whether `nmcli` reports success in words, English or Chinese; it does for everything but
+/// `modify` and `reload`, which are silent.
+bool saysSuccess(const QString& nmcliOutput);
+
+/// Runs a line whose `nmcli` must report success in words; any other output becomes the last error
+/// of `owner`, as that of a command that failed does.
+bool runForSuccessWords(BaseObject& owner, const QString& line, int limitMs);
+
+/// Stores one value of the network's settings file at once.
+void storeSetting(const char* key, const QVariant& value);
+
+} // namespace ky
