@@ -1,0 +1,175 @@
+#include "service/HCTcpServer.h"
+
+#include "service/RetiredThreads.h"
+#include "service/ServiceLog.h"
+#include "service/TcpSocket.h"
+
+#include <QCoreApplication>
+#include <QHostAddress>
+#include <QThread>
+#include <QTimer>
+
+namespace {
+
+constexpr int kKickLimitMs = 15000;
+
+/// Ends a connection in its own thread. Requests that still arrive are not taken any more: their
+/// answers would keep the connection open for as long as the peer goes on asking.
+void endConnection(TcpSocket* socket)
+{
+    QObject::disconnect(socket, &QIODevice::readyRead, socket, &TcpSocket::slotReadyRead);
+    socket->disconnectFromHost();
+    if (socket->state() != QAbstractSocket::UnconnectedState)
+        QTimer::singleShot(kKickLimitMs, socket, [socket] { socket->abort(); });
+}
+
+} // namespace
+
+HCTcpServer::HCTcpServer(QObject* parent)
+    : QTcpServer(parent)
+{}
+
+HCTcpServer::~HCTcpServer()
+{
+    stopListen();
+}
+
+void HCTcpServer::setRelayObject(QObject* relayObject)
+{
+    _relayObject = relayObject;
+}
+
+QString HCTcpServer::errorString() const
+{
+    return _errorString;
+}
+
+void HCTcpServer::setErrorString(const QString& errorString)
+{
+    _errorString = errorString;
+}
+
+bool HCTcpServer::startListen(quint16 port)
+{
+    if (isListening()) {
+        setErrorString(QStringLiteral("已在监听"));
+        return false;
+    }
+    if (!listen(QHostAddress::AnyIPv4, port)) {
+        setErrorString(QStringLiteral("listen:[%1]is fail").arg(port));
+        return false;
+    }
+    KY_DEBUG << QStringLiteral("[listen:%1 is listenning now]").arg(port);
+    return true;
+}
+
+void HCTcpServer::stopListen()
+{
+    const QMap<qintptr, TcpSocket*> sockets = _tcpSocketMap;
+    for (TcpSocket* socket : sockets) {
+        QObject::disconnect(socket, &TcpSocket::disconnected, this, &HCTcpServer::slotDisconnected);
+        // After this no thread touches the relay object, which may be on its way out.
+        socket->setRelayObj(nullptr);
+        ky::retireConnection(socket);
+    }
+    // Notices that were queued before name connections that are no longer in the map.
+    QCoreApplication::removePostedEvents(this, QEvent::MetaCall);
+    close();
+    KY_DEBUG << "[_tcpSocketMap.keys.size:" << _tcpSocketMap.size() << "]";
+    _tcpSocketMap = {};
+}
+
+void HCTcpServer::KickAllClients()
+{
+    for (TcpSocket* socket : qAsConst(_tcpSocketMap))
+        QMetaObject::invokeMethod(
+            socket, [socket] { endConnection(socket); }, Qt::QueuedConnection);
+}
+
+/// The kernel hands out a number again as soon as it is closed, while the notice of the old
+/// connection's end is still queued here. Once the old thread has ended that notice is certainly
+/// in the queue, and delivering the queue now ends the old connection in the ordinary way.
+void HCTcpServer::settleFormerOwner(qintptr handle)
+{
+    TcpSocket* former = _tcpSocketMap.value(handle);
+    if (!former)
+        return;
+    former->thread()->quit();
+    former->thread()->wait();
+    QCoreApplication::sendPostedEvents(this, QEvent::MetaCall);
+    if (_tcpSocketMap.contains(handle))
+        slotDisconnected(handle);
+}
+
+void HCTcpServer::incomingConnection(qintptr handle)
+{
+    settleFormerOwner(handle);
+    KY_DEBUG << "[handle:" << handle << "count:" << _tcpSocketMap.size() << "]";
+    auto* socket = new TcpSocket;
+    socket->setRelayObj(_relayObject);
+    auto* thread = new QThread;
+    socket->setThread(thread);
+    socket->setSocketDescriptor(handle, QAbstractSocket::ConnectedState, QIODevice::ReadWrite);
+    socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
+    socket->setIntptr(handle);
+    connect(socket, &TcpSocket::disconnected, this, &HCTcpServer::slotDisconnected);
+    _tcpSocketMap.insert(handle, socket);
+    socket->updatePeerInfo();
+    socket->moveToThread(thread);
+    thread->start(QThread::InheritPriority);
+}
+
+void HCTcpServer::slotDisconnected(qintptr handle)
+{
+    TcpSocket* socket = _tcpSocketMap.value(handle);
+    const QVariantMap peer = socket->peerInfo();
+    KY_DEBUG << QStringLiteral("[disconnected][handle:%1][IP:%2][port:%3][name:%4]")
+                    .arg(QString::number(handle), peer.value(QStringLiteral("ip")).toString(),
+                         peer.value(QStringLiteral("port")).toString(),
+                         peer.value(QStringLiteral("name")).toString());
+    QThread* thread = socket->thread();
+    thread->quit();
+    thread->wait();
+    delete thread;
+    _tcpSocketMap.remove(handle);
+    delete socket;
+    KY_DEBUG << "[disconnected:hand:" << handle << "count:" << _tcpSocketMap.size() << "]";
+}
+
+TcpSocket* HCTcpServer::socketOf(qintptr handle)
+{
+    TcpSocket* socket = _tcpSocketMap.value(handle);
+    if (!socket) {
+        const QString text = QStringLiteral("[Tcpsocket[handle:%1] is null]").arg(handle);
+        KY_WARNING << text;
+        setErrorString(text);
+    }
+    return socket;
+}
+
+bool HCTcpServer::sendDataToClient(qintptr handle, const QByteArray& data)
+{
+    TcpSocket* socket = socketOf(handle);
+    if (!socket)
+        return false;
+    socket->write2Client(data);
+    return true;
+}
+
+bool HCTcpServer::waitWrite2Client(qintptr handle, const QByteArray& data)
+{
+    TcpSocket* socket = socketOf(handle);
+    if (!socket)
+        return false;
+    if (socket->waitWrite2Client(data))
+        return true;
+    const QString text = socket->errorString();
+    KY_WARNING << text;
+    setErrorString(text);
+    return false;
+}
+
+QVariantMap HCTcpServer::getSocketPeerInfo(qintptr handle)
+{
+    return _tcpSocketMap.value(handle)->peerInfo();
+}

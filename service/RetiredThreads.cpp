@@ -1,0 +1,74 @@
+#include "service/RetiredThreads.h"
+
+#include "service/ServiceLog.h"
+#include "service/TcpSocket.h"
+
+#include <QCoreApplication>
+#include <QMutex>
+#include <QThread>
+#include <QVector>
+
+namespace ky {
+
+namespace {
+
+constexpr unsigned long kWaitAtExitMs = 2000;
+
+QMutex& retiredMutex()
+{
+    static QMutex mutex;
+    return mutex;
+}
+
+QVector<QThread*>& retiredThreads()
+{
+    static QVector<QThread*> threads;
+    return threads;
+}
+
+void clearFinished()
+{
+    auto& threads = retiredThreads();
+    for (int i = threads.size() - 1; i >= 0; --i) {
+        if (threads.at(i)->isFinished())
+            delete threads.takeAt(i);
+    }
+}
+
+/// A thread that still runs while static objects go would use them after their end.
+void waitAtExit()
+{
+    const QMutexLocker locker(&retiredMutex());
+    for (QThread* thread : qAsConst(retiredThreads()))
+        thread->wait(kWaitAtExitMs);
+    clearFinished();
+}
+
+void remember(QThread* thread)
+{
+    static bool isRegistered = false;
+    const QMutexLocker locker(&retiredMutex());
+    if (!isRegistered)
+        qAddPostRoutine(waitAtExit);
+    isRegistered = true;
+    clearFinished();
+    retiredThreads().append(thread);
+}
+
+} // namespace
+
+void retireConnection(TcpSocket* socket)
+{
+    QThread* thread = socket->thread();
+    remember(thread);
+    QMetaObject::invokeMethod(
+        socket,
+        [socket, thread] {
+            socket->abort();
+            socket->deleteLater();
+            thread->quit();
+        },
+        Qt::QueuedConnection);
+}
+
+} // namespace ky

@@ -1,0 +1,191 @@
+#include "service/TcpSocket.h"
+
+#include "host/SqliteClass.h"
+#include "service/ServiceLog.h"
+
+#include <QHostAddress>
+
+namespace {
+
+constexpr int kWaitWriteMs = 15000;
+constexpr int kServicePort = 19208;
+/// One read takes no more than this, so that an upload needs no more memory than that.
+constexpr qint64 kReadChunk = 256 * 1024;
+constexpr char kRelayMethod[] =
+    "slotRevInterface(QString,qintptr,quint16,quint16,QByteArray,QVariant)";
+
+/// The look-up of names creates the table of the service port when the host has none. That write
+/// must not meet a look-up in another thread, so it is done before the first connection runs.
+const QMap<QString, int>& serviceCommands()
+{
+    static QMutex mutex;
+    auto& tables = SqliteClass::init()->portCommands;
+    const auto known = tables.constFind(kServicePort);
+    if (known != tables.constEnd())
+        return *known;
+    const QMutexLocker locker(&mutex);
+    return tables[kServicePort];
+}
+
+} // namespace
+
+TcpSocket::TcpSocket(QObject* parent)
+    : QTcpSocket(parent)
+    , _header(new VantHeader)
+{
+    qRegisterMetaType<qintptr>("qintptr");
+    qRegisterMetaType<QAbstractSocket::SocketError>("QAbstractSocket::SocketError");
+    serviceCommands();
+    setReadBufferSize(kReadChunk);
+
+    connect(this, &QIODevice::readyRead, this, &TcpSocket::slotReadyRead);
+    connect(this, &QAbstractSocket::disconnected, this, &TcpSocket::slotDisconnected);
+    connect(this, &QAbstractSocket::errorOccurred, this, &TcpSocket::slotError);
+    connect(this, &TcpSocket::sigWrite, this, &TcpSocket::slotWrite);
+    connect(this, &TcpSocket::sigWaitWrite, this, &TcpSocket::slotWaitWrite,
+            Qt::BlockingQueuedConnection);
+}
+
+TcpSocket::~TcpSocket()
+{
+    delete _header;
+    _header = nullptr;
+    _thread = nullptr;
+    // Neither the end of the connection nor what is still unread may reach a half-gone object.
+    QObject::disconnect(this, nullptr, this, nullptr);
+    abort();
+}
+
+qintptr TcpSocket::intptr() const
+{
+    return _intptr;
+}
+
+void TcpSocket::setIntptr(qintptr handle)
+{
+    _intptr = handle;
+}
+
+QThread* TcpSocket::thread() const
+{
+    return _thread;
+}
+
+void TcpSocket::setThread(QThread* thread)
+{
+    _thread = thread;
+}
+
+QObject* TcpSocket::relayObj() const
+{
+    const QMutexLocker locker(&_relayMutex);
+    return _relayObj;
+}
+
+void TcpSocket::setRelayObj(QObject* relayObject)
+{
+    const QMutexLocker locker(&_relayMutex);
+    _relayObj = relayObject;
+    _relayMethod = QMetaMethod();
+    if (!relayObject)
+        return;
+    const QMetaObject* meta = relayObject->metaObject();
+    _relayMethod = meta->method(meta->indexOfMethod(kRelayMethod));
+}
+
+bool TcpSocket::isNeedStop() const
+{
+    return _isNeedStop;
+}
+
+void TcpSocket::setIsNeedStop(bool isNeedStop)
+{
+    _isNeedStop = isNeedStop;
+}
+
+QVariantMap TcpSocket::peerInfo() const
+{
+    return _peerInfo;
+}
+
+void TcpSocket::updatePeerInfo()
+{
+    _peerInfo.insert(QStringLiteral("ip"), peerAddress().toString());
+    _peerInfo.insert(QStringLiteral("port"), int(peerPort()));
+    _peerInfo.insert(QStringLiteral("name"), peerName());
+}
+
+QString TcpSocket::getSocketDebugStr() const
+{
+    const QString reason = error() == UnknownSocketError ? QStringLiteral("none") : errorString();
+    return QStringLiteral(" Local:%1:%2 Server:%3:%4 Tcp:%5")
+        .arg(localAddress().toString(), QString::number(localPort()), peerAddress().toString(),
+             QString::number(peerPort()), reason);
+}
+
+QString TcpSocket::CDString(int command) const
+{
+    return serviceCommands().key(command);
+}
+
+void TcpSocket::write2Client(const QByteArray& message)
+{
+    emit sigWrite(message);
+}
+
+void TcpSocket::write2Server(const QByteArray& message)
+{
+    emit sigWrite(message);
+}
+
+bool TcpSocket::waitWrite2Client(const QByteArray& message)
+{
+    emit sigWaitWrite(message);
+    return true;
+}
+
+bool TcpSocket::callRelay(const QString& name, qintptr handle, quint16 answerType, quint16 number,
+                          const QByteArray& data, const QVariant& json)
+{
+    const QMutexLocker locker(&_relayMutex);
+    if (_relayMethod.isValid())
+        return _relayMethod.invoke(_relayObj, Qt::QueuedConnection, Q_ARG(QString, name),
+                                   Q_ARG(qintptr, handle), Q_ARG(quint16, answerType),
+                                   Q_ARG(quint16, number), Q_ARG(QByteArray, data),
+                                   Q_ARG(QVariant, json));
+    return QMetaObject::invokeMethod(_relayObj, "slotRevInterface", Qt::QueuedConnection,
+                                     Q_ARG(QString, name), Q_ARG(qintptr, handle),
+                                     Q_ARG(quint16, answerType), Q_ARG(quint16, number),
+                                     Q_ARG(QByteArray, data), Q_ARG(QVariant, json));
+}
+
+void TcpSocket::slotDisconnected()
+{
+    emit disconnected(_intptr);
+}
+
+void TcpSocket::slotReadyRead()
+{
+    resolveTcpReadData(_intptr, readAll());
+}
+
+void TcpSocket::slotError(QAbstractSocket::SocketError socketError)
+{
+    KY_WARNING << "[socket_id:" << _intptr << "socketError:" << socketError << "]";
+}
+
+void TcpSocket::slotWaitWrite(QByteArray message)
+{
+    write(message);
+    flush();
+    // False also when flush() has left nothing to wait for: the text is then set all the same.
+    if (!waitForBytesWritten(kWaitWriteMs))
+        setErrorString(QStringLiteral("waitForBytesWritten:timeout:15s"));
+    emit sigFinished();
+}
+
+void TcpSocket::slotWrite(QByteArray message)
+{
+    write(message);
+    flush();
+}
