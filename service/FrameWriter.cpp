@@ -3,17 +3,22 @@
 #include <QtEndian>
 
 #include <cstring>
+#include <limits>
 
 namespace ky {
 
 namespace {
 
 constexpr quint8 kMarker15 = 2;
+/// What a QByteArray can hold, with room for its own head.
+constexpr qint64 kMaxFrame = std::numeric_limits<int>::max() - 4096;
 
 } // namespace
 
 QByteArray buildFrame(quint16 type, quint16 number, const QByteArray& json, const QByteArray& data)
 {
+    if (kHeaderSize + qint64(json.size()) + data.size() > kMaxFrame)
+        return {};
     VantHeader header;
     header.number = qToBigEndian(number);
     header.dataSize = qToBigEndian(quint32(json.size()) + quint32(data.size()));

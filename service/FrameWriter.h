@@ -10,7 +10,8 @@ constexpr int kHeaderSize = int(sizeof(VantHeader));
 constexpr quint16 kAnswerOffset = 10000; ///< what an answer's type adds to the request's
 
 /// One whole frame: header, JSON area, binary data area, in one allocation. `jsonSize` keeps the
-/// low 16 bits of a JSON area that is too long for the field; `dataSize` stays right.
+/// low 16 bits of a JSON area that is too long for the field; `dataSize` stays right. Empty when
+/// the body is more than a QByteArray can hold (about 2 GiB).
 QByteArray buildFrame(quint16 type, quint16 number, const QByteArray& json, const QByteArray& data);
 
 } // namespace ky

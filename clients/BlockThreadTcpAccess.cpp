@@ -1,0 +1,102 @@
+// What the owner's thread reads and sets of the blocking client.
+#include "clients/BlockThreadTcp.h"
+
+bool BlockThreadTcp::getIsOk() const
+{
+    return _isOk;
+}
+
+void BlockThreadTcp::setIsOk(bool isOk)
+{
+    _isOk = isOk;
+}
+
+QString BlockThreadTcp::lastError() const
+{
+    const QMutexLocker locker(&_mutex);
+    return _lastError;
+}
+
+void BlockThreadTcp::setLastError(const QString& text)
+{
+    const QMutexLocker locker(&_mutex);
+    _lastError = text;
+}
+
+QVariantMap BlockThreadTcp::receiveMap() const
+{
+    const QMutexLocker locker(&_mutex);
+    return _receiveMap;
+}
+
+void BlockThreadTcp::setReceiveMap(const QVariantMap& map)
+{
+    const QMutexLocker locker(&_mutex);
+    _receiveMap = map;
+}
+
+QByteArray BlockThreadTcp::receiveData() const
+{
+    const QMutexLocker locker(&_mutex);
+    return _receiveData;
+}
+
+void BlockThreadTcp::setReceiveData(const QByteArray& data)
+{
+    const QMutexLocker locker(&_mutex);
+    _receiveData = data;
+}
+
+QVariant BlockThreadTcp::receiveJsonVar() const
+{
+    const QMutexLocker locker(&_mutex);
+    return _receiveJsonVar;
+}
+
+void BlockThreadTcp::setReceiveJsonVar(const QVariant& json)
+{
+    const QMutexLocker locker(&_mutex);
+    _receiveJsonVar = json;
+}
+
+QString BlockThreadTcp::getIp() const
+{
+    const QMutexLocker locker(&_mutex);
+    return _ip;
+}
+
+void BlockThreadTcp::setIp(const QString& ip)
+{
+    const QMutexLocker locker(&_mutex);
+    _ip = ip;
+}
+
+quint16 BlockThreadTcp::getPort() const
+{
+    return _port;
+}
+
+void BlockThreadTcp::setPort(quint16 port)
+{
+    _port = port;
+}
+
+quint64 BlockThreadTcp::payloadSize() const
+{
+    return _payloadSize;
+}
+
+void BlockThreadTcp::setPayloadSize(quint64 size)
+{
+    _payloadSize = size;
+}
+
+bool BlockThreadTcp::isNeedStop() const
+{
+    return _needStop;
+}
+
+void BlockThreadTcp::setNeedStop(bool isNeedStop)
+{
+    _needStop = isNeedStop;
+}

@@ -1,0 +1,3 @@
+#include "clients/ClientsLog.h"
+
+Q_LOGGING_CATEGORY(kyClientsLog, "ky.clients")

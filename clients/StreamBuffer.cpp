@@ -1,0 +1,49 @@
+#include "clients/StreamBuffer.h"
+
+#include <limits>
+#include <new>
+
+namespace ky {
+
+namespace {
+
+/// What a QByteArray can hold, with room for its own head.
+constexpr int kMaxBuffer = std::numeric_limits<int>::max() - 4096;
+
+} // namespace
+
+bool appendWithin(QByteArray& buffer, const QByteArray& bytes)
+{
+    if (bytes.size() > kMaxBuffer - buffer.size())
+        return false;
+    try {
+        buffer.append(bytes);
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+    return true;
+}
+
+bool StreamBuffer::append(const QByteArray& bytes)
+{
+    if (_start > 0) {
+        _bytes.remove(0, _start);
+        _start = 0;
+    }
+    return appendWithin(_bytes, bytes);
+}
+
+void StreamBuffer::drop(int count)
+{
+    _start += count;
+    if (_start >= _bytes.size())
+        clear();
+}
+
+void StreamBuffer::clear()
+{
+    _bytes.clear();
+    _start = 0;
+}
+
+} // namespace ky
