@@ -1,0 +1,17 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+namespace ky {
+
+/// The text of a hostapd configuration with the values of "ssid" and "wpa_passphrase" replaced.
+/// All other lines, comments and order stay as they are.
+QByteArray rewrittenHostapdConf(const QByteArray& text, const QString& ssid,
+                                const QString& passPhrase);
+
+/// Whether a value can stand in one line of such a file. One with a line end would bring settings
+/// of its own into it.
+bool fitsHostapdConf(const QString& value);
+
+} // namespace ky
