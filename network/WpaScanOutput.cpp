@@ -1,5 +1,7 @@
 #include "network/WpaScanOutput.h"
 
+#include "network/SsidEscapes.h"
+
 #include <QStringList>
 
 namespace ky {
@@ -19,17 +21,17 @@ constexpr const char* kStatusNames[] = {
     "address",      "ssid",     "id",
 };
 
-AccessPoint accessPointOf(const QStringList& fields, SsidDecoder decodeSsid)
+AccessPoint accessPointOf(const QStringList& fields)
 {
     AccessPoint accessPoint;
     accessPoint.bssid = fields.at(0);
     accessPoint.frequency = fields.at(1);
     accessPoint.rssi = fields.at(2);
-    accessPoint.ssid = decodeSsid(fields.at(4));
+    accessPoint.ssid = decodeSsidEscapes(fields.at(4));
     return accessPoint;
 }
 
-ScanTable parseSingleRow(const QString& text, SsidDecoder decodeSsid)
+ScanTable parseSingleRow(const QString& text)
 {
     ScanTable table;
     table.isSingleRow = true;
@@ -37,12 +39,12 @@ ScanTable parseSingleRow(const QString& text, SsidDecoder decodeSsid)
     const QStringList fields = text.split(kBlank);
     if (fields.size() < kFieldCount)
         return table;
-    table.rows.append(accessPointOf(fields, decodeSsid));
+    table.rows.append(accessPointOf(fields));
     table.rows.last().isEncrypted = fields.at(3) != QLatin1String("[ESS]");
     return table;
 }
 
-void readStatusLine(const QString& line, SsidDecoder decodeSsid, QVariantMap& status)
+void readStatusLine(const QString& line, QVariantMap& status)
 {
     for (const char* name : kStatusNames) {
         const QString word = QLatin1String(name) + QLatin1Char('=');
@@ -50,7 +52,7 @@ void readStatusLine(const QString& line, SsidDecoder decodeSsid, QVariantMap& st
             continue;
         QString value = QString(line).remove(word);
         if (word == QLatin1String("ssid=")) {
-            value = decodeSsid(value);
+            value = decodeSsidEscapes(value);
             if (!value.isEmpty())
                 status.insert(QStringLiteral("current_wifi"), value);
         }
@@ -61,12 +63,12 @@ void readStatusLine(const QString& line, SsidDecoder decodeSsid, QVariantMap& st
 
 } // namespace
 
-ScanTable parseScanTable(const QString& text, SsidDecoder decodeSsid)
+ScanTable parseScanTable(const QString& text)
 {
     if (text.isEmpty())
         return {};
     if (!text.contains(kLineFeed))
-        return parseSingleRow(text, decodeSsid);
+        return parseSingleRow(text);
 
     ScanTable table;
     const QStringList lines = text.split(kLineFeed);
@@ -75,7 +77,7 @@ ScanTable parseScanTable(const QString& text, SsidDecoder decodeSsid)
         const QStringList fields = lines.at(i).split(kTab);
         if (fields.size() < kFieldCount)
             continue;
-        table.rows.append(accessPointOf(fields, decodeSsid));
+        table.rows.append(accessPointOf(fields));
         table.rows.last().isEncrypted = fields.at(3).contains(QLatin1String("WPA"));
     }
     return table;
@@ -86,13 +88,13 @@ bool isScanBusy(const QString& text)
     return text.contains(QLatin1String("FAIL-BUSY"));
 }
 
-QVariantMap parseWpaStatus(const QString& text, SsidDecoder decodeSsid)
+QVariantMap parseWpaStatus(const QString& text)
 {
     QVariantMap status;
     if (!text.contains(kLineFeed))
         return status;
     for (const QString& line : text.split(kLineFeed))
-        readStatusLine(line, decodeSsid, status);
+        readStatusLine(line, status);
     return status;
 }
 

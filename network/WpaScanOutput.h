@@ -8,9 +8,6 @@
 
 namespace ky {
 
-/// How a printed SSID becomes text: wpa_cli writes bytes beyond ASCII as \x escapes.
-using SsidDecoder = QString (*)(const QString&);
-
 /// The rows of `wpa_cli scan_result`.
 struct ScanTable
 {
@@ -19,14 +16,15 @@ struct ScanTable
     bool isSingleRow = false; ///< a text without a line feed is one row without a header
 };
 
-/// Reads a scan table. Rows with fewer than five fields are dropped without a word.
-ScanTable parseScanTable(const QString& text, SsidDecoder decodeSsid);
+/// Reads a scan table; SSIDs are decoded. Rows with fewer than five fields are dropped without a
+/// word.
+ScanTable parseScanTable(const QString& text);
 
 /// The answer of `wpa_cli scan` while another scan is on its way, with exit status 0.
 bool isScanBusy(const QString& text);
 
-/// What `wpa_cli status` says, under its own names, and the SSID once more under "current_wifi".
-/// A text without a line feed says nothing.
-QVariantMap parseWpaStatus(const QString& text, SsidDecoder decodeSsid);
+/// What `wpa_cli status` says, under its own names, and the decoded SSID once more under
+/// "current_wifi". A text without a line feed says nothing.
+QVariantMap parseWpaStatus(const QString& text);
 
 } // namespace ky

@@ -105,8 +105,7 @@ void tst_RoamingDecision::firstRuleThatFitsDecides_data()
     row("5 GHz better by one, one below the floor", -86, -85, kAbsent, false, RoamReason::Floor5G);
     row("5 GHz equal at the floor", -85, -85, kAbsent, false, RoamReason::Stay);
     row("5 GHz weaker at the floor", -85, -86, kAbsent, false, RoamReason::Stay);
-    row("5 GHz better by one at the floor, 2.4 GHz too", -85, -84, -80, false,
-        RoamReason::Floor5G);
+    row("5 GHz better by one at the floor, 2.4 GHz too", -85, -84, -80, false, RoamReason::Floor5G);
 
     row("2.4 GHz better by one, one above the floor", -84, kAbsent, -83, false, RoamReason::Stay);
     row("2.4 GHz better by one, at the floor", -85, kAbsent, -84, false, RoamReason::Floor24G);
@@ -237,9 +236,12 @@ void tst_RoamingDecision::targetHasTheSsidAndAnotherBssid_data()
     QTest::addColumn<QString>("bssid");
     QTest::addColumn<bool>("isTarget");
 
-    QTest::newRow("another access point") << "site" << "02:01" << true;
-    QTest::newRow("the one in use") << "site" << "02:00" << false;
-    QTest::newRow("another network") << "Site" << "02:01" << false;
+    QTest::newRow("another access point") << "site"
+                                          << "02:01" << true;
+    QTest::newRow("the one in use") << "site"
+                                    << "02:00" << false;
+    QTest::newRow("another network") << "Site"
+                                     << "02:01" << false;
 }
 
 void tst_RoamingDecision::targetHasTheSsidAndAnotherBssid()

@@ -121,16 +121,16 @@ void tst_SupervisionDecision::outcomeOfAProbe_data()
     QTest::addColumn<AfterProbe>("next");
 
     QTest::newRow("good") << true << true << true << LinkReport::Good << AfterProbe::Wait;
-    QTest::newRow("good, no reset") << true << false << true << LinkReport::Good
-                                    << AfterProbe::Wait;
+    QTest::newRow("good, no reset")
+        << true << false << true << LinkReport::Good << AfterProbe::Wait;
     QTest::newRow("good, silent") << false << true << true << LinkReport::None << AfterProbe::Wait;
     QTest::newRow("lost") << true << true << false << LinkReport::Lost << AfterProbe::Repair;
-    QTest::newRow("lost, no reset") << true << false << false << LinkReport::Lost
-                                    << AfterProbe::Roam;
+    QTest::newRow("lost, no reset")
+        << true << false << false << LinkReport::Lost << AfterProbe::Roam;
     QTest::newRow("lost, silent") << false << true << false << LinkReport::None
                                   << AfterProbe::Repair;
-    QTest::newRow("lost, silent, no reset") << false << false << false << LinkReport::None
-                                            << AfterProbe::Roam;
+    QTest::newRow("lost, silent, no reset")
+        << false << false << false << LinkReport::None << AfterProbe::Roam;
 }
 
 void tst_SupervisionDecision::outcomeOfAProbe()
