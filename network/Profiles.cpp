@@ -22,7 +22,7 @@ Profile findProfile(const QString& folder, const char* group, const char* key, c
     const QStringList names = profileFiles(folder);
     for (const QString& name : names) {
         Profile profile{name, KeyFile::read(folder + QLatin1Char('/') + name)};
-        if (profile.file.value(group, key) == value)
+        if (profile.file.holds(group, key, value))
             return profile;
     }
     return {};

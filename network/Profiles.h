@@ -22,8 +22,8 @@ struct Profile
     bool isFound() const { return !fileName.isEmpty(); }
 };
 
-/// The first profile, in the folder's own order, whose key has this value. An absent key reads as
-/// an empty text.
+/// The first profile, in the folder's own order, whose key has this value. An empty value does not
+/// find profiles that lack the key.
 Profile findProfile(const QString& folder, const char* group, const char* key,
                     const QString& value);
 

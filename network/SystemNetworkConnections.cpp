@@ -1,1 +1,114 @@
 #include "network/SystemNetwork.h"
+
+#include "host/PublicClass.h"
+#include "network/CertificateFile.h"
+#include "network/ConnectionTemplates.h"
+#include "network/HostCommands.h"
+#include "network/NetworkLog.h"
+#include "support/ShellLine.h"
+
+#include <QDir>
+
+using namespace ky;
+
+namespace {
+
+constexpr char kUp[] = "sudo nmcli connection up %1 ifname %2";
+constexpr char kReload[] = "sudo nmcli connection reload";
+constexpr char kAutoconnect[] = "nmcli connection modify '%1' connection.autoconnect yes";
+constexpr char kJoinShort[] = " nmcli d wifi connect '%1'";
+constexpr char kConnectDevice[] = "nmcli device connect %1";
+constexpr char kRestart[] = "service network-manager restart";
+constexpr int kLimitMs = 20000;
+
+constexpr int kAfterRestartS = 5;
+constexpr int kUpLimitMs = 15000;
+
+const QLatin1String kConnectWifi("connectWifi");
+
+} // namespace
+
+bool SystemNetwork::connectWifi(int limit, bool restart)
+{
+    QString card;
+    if (!getWirelessCardName(card))
+        return false;
+    _wirelessCardName = card;
+    _wirelessUUID = getCurrentWifiUUid();
+    KY_DEBUG << QStringLiteral("[_wirelessCardName:%1]").arg(_wirelessCardName);
+    KY_DEBUG << QStringLiteral("[_wirelessUUID:%1]").arg(_wirelessUUID);
+    QString output;
+    const bool hasRun =
+        runOnHost(*this, shellLine(kUp, _wirelessUUID, _wirelessCardName), limit, output);
+    if (hasRun && saysSuccess(output))
+        return true;
+    setLastError(output);
+    if (hasRun || !restart)
+        return false;
+    if (runOnHost(*this, shellLine(kRestart), kLimitMs))
+        setLastError(QStringLiteral("Running[%1]").arg(QLatin1String(kRestart)));
+    PublicClass::init()->waitSTime(kAfterRestartS);
+    return false;
+}
+
+bool SystemNetwork::connectWindowWifi(QString ssid, QString password, bool hidden)
+{
+    if (ssid.isEmpty())
+        return false;
+    ssid = ssid.trimmed();
+    password = password.trimmed();
+    deleteByConnectionType(QStringLiteral("wifi"));
+    return runForSuccessWords(*this, joinWifiLine(ssid, password, hidden), kLimitMs) &&
+           runOnHost(*this, shellLine(kAutoconnect, ssid), kLimitMs);
+}
+
+bool SystemNetwork::connectWindowWifi2(QString ssid, QString, bool)
+{
+    if (ssid.isEmpty())
+        return false;
+    QString output;
+    if (!PublicClass::init()->processCmd(shellLine(kJoinShort, ssid.trimmed()), output, kLimitMs,
+                                         true))
+        return false;
+    if (saysSuccess(output))
+        return true;
+    setLastError(output);
+    return false;
+}
+
+bool SystemNetwork::connectDeviceCard(const QString& card)
+{
+    return runForSuccessWords(*this, shellLine(kConnectDevice, card), kLimitMs);
+}
+
+bool SystemNetwork::runIwconfig(const QVariantMap& request)
+{
+    if (request.value(QStringLiteral("interface")).toString() != kConnectWifi)
+        return true;
+    const QVariantMap wifi = request.value(kConnectWifi).toMap();
+    const QString unsafe = unsafeFileName(wifi);
+    if (!unsafe.isNull()) {
+        setLastError(QStringLiteral("file name [%1]: leads out of the backup folder").arg(unsafe));
+        return false;
+    }
+    QString card;
+    if (!getWirelessCardName(card))
+        return false;
+    PublicClass* host = PublicClass::init();
+    const QString folder =
+        host->readIni(host->settingsFile, QStringLiteral("AppInfo/networkBackup")).toString();
+    QDir().mkpath(folder);
+    KY_DEBUG << "[cardName:" << card << "]";
+    deleteByConnectionType(QStringLiteral("wifi"));
+    writeCertificateFiles(wifi, folder);
+    if (!runOnHost(*this, addWifiLine(wifi, card, folder), kLimitMs))
+        return false;
+    host->waitSTime(1);
+    if (!runOnHost(*this, shellLine(kReload), kLimitMs))
+        return false;
+    host->waitSTime(2);
+    if (!connectWifi(kUpLimitMs, false))
+        return false;
+    host->waitSTime(1);
+    return true;
+}

@@ -181,9 +181,10 @@ KeyFile KeyFile::read(const QString& path)
     return file.open(QIODevice::ReadOnly) ? KeyFile(file.readAll()) : KeyFile();
 }
 
-bool KeyFile::contains(const char* group, const char* key) const
+bool KeyFile::holds(const char* group, const char* key, const QString& text) const
 {
-    return lastValue(_content, group, key).has_value();
+    const std::optional<Span> value = lastValue(_content, group, key);
+    return value && QString::fromUtf8(unescaped(*value)) == text;
 }
 
 QString KeyFile::value(const char* group, const char* key) const

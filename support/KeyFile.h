@@ -22,7 +22,8 @@ public:
         : _content(content)
     {}
 
-    bool contains(const char* group, const char* key) const;
+    /// Whether the key is there and has exactly this text.
+    bool holds(const char* group, const char* key, const QString& text) const;
 
     /// The text of a key: blanks in front of it are dropped, the escapes \s \n \t \r and \\ are
     /// resolved, others stay as they stand. Empty if the key is absent.

@@ -1,0 +1,121 @@
+#include "network/SystemNetwork.h"
+
+#include "host/PublicClass.h"
+#include "network/HostCommands.h"
+#include "network/NetworkLog.h"
+#include "network/NetworkSettings.h"
+#include "network/NmcliOutput.h"
+#include "network/Profiles.h"
+#include "support/AtomicFile.h"
+#include "support/HostPaths.h"
+#include "support/HostRoot.h"
+#include "support/ShellLine.h"
+
+#include <QFile>
+
+using namespace ky;
+
+namespace {
+
+constexpr char kReload[] = "sudo nmcli connection reload";
+constexpr int kReloadLimitMs = 30000;
+constexpr char kShowHolding[] = "nmcli connection show | grep %1";
+constexpr char kDelete[] = "nmcli connection delete %1";
+constexpr int kLimitMs = 20000;
+
+constexpr char kNotQueried[] = "The name/UUID already used for the connection was not queried";
+
+/// Removes each keyfile whose key has this value. True if at least one went.
+bool removeProfiles(const char* key, const QString& value)
+{
+    bool hasRemoved = false;
+    const QStringList names = profileFiles(profileFolder());
+    for (const QString& name : names) {
+        const QString path = profileFolder() + QLatin1Char('/') + name;
+        if (!KeyFile::read(path).holds("connection", key, value))
+            continue;
+        const bool isRemoved = QFile::remove(path);
+        if (isRemoved)
+            KY_DEBUG << "File deleted successfully:" << path;
+        else
+            KY_WARNING << "Failed to deleted file:" << path;
+        hasRemoved = hasRemoved || isRemoved;
+    }
+    return hasRemoved;
+}
+
+/// Removes each profile that `nmcli` lists; whether one goes is not looked at.
+void removeListed(const QString& list)
+{
+    const QStringList uuids = uuidsIn(list);
+    QString output;
+    for (const QString& uuid : uuids)
+        PublicClass::init()->processCmd(shellLine(kDelete, uuid), output, kLimitMs, true);
+    if (!uuids.isEmpty())
+        PublicClass::init()->waitSTime(1);
+}
+
+} // namespace
+
+void SystemNetwork::deleteConnections(const QString& card)
+{
+    if (removeProfiles("interface-name", card))
+        runOnHost(*this, shellLine(kReload), kReloadLimitMs);
+    QString list;
+    if (!runOnHost(*this, shellLine(kShowHolding, card), kLimitMs, list))
+        return;
+    if (!list.contains(QLatin1Char('\n'))) {
+        KY_DEBUG << kNotQueried;
+        return;
+    }
+    removeListed(list);
+}
+
+void SystemNetwork::deleteByConnectionType(const QString& type)
+{
+    removeProfiles("type", type);
+    QString list;
+    if (!runOnHost(*this, shellLine(kShowHolding, type), kLimitMs, list))
+        return;
+    if (!list.contains(QLatin1Char('\n'))) {
+        setLastError(QLatin1String(kNotQueried));
+        return;
+    }
+    removeListed(list);
+}
+
+bool SystemNetwork::setPermanentlyDisabled(int kind, bool disable)
+{
+    // The two texts look exchanged; callers show them as they are.
+    if (kind == 0) {
+        setLastError(tr("Wireless network card driver not found"));
+        return false;
+    }
+    if (kind != 1)
+        return true;
+    KY_DEBUG << "[_wirelessCardName:" << _wirelessCardName;
+    const QString driver = getWiredNetworkDriver();
+    if (driver.isEmpty()) {
+        setLastError(tr("Permanent disabling of wired network cards is currently not supported"));
+        return false;
+    }
+    QFile file(hostPath(paths::kModuleBlacklist));
+    if (!file.open(QIODevice::ReadWrite)) {
+        setLastError(QStringLiteral("open [%1]: %2").arg(file.fileName(), file.errorString()));
+        return false;
+    }
+    const QByteArray text = file.readAll();
+    file.close();
+    if (!text.contains("blacklist " + driver.toUtf8())) {
+        // The old content stands twice in the new one: known behaviour, and modprobe does not mind.
+        const QByteArray line = "\n blacklist " + driver.toUtf8() + " #wifi";
+        QString error;
+        if (!replaceFile(file.fileName(), text + text + line, &error)) {
+            setLastError(error);
+            return false;
+        }
+    }
+    storeSetting(settings::kWirelessCardDriver, driver);
+    storeSetting(settings::kIsPermanentlyDisabled, disable);
+    return true;
+}
