@@ -1,0 +1,476 @@
+#include "EchoService.h"
+#include "RawClient.h"
+#include "RelayRecorder.h"
+
+#include "service/TcpSocket.h"
+
+#include <fcntl.h>
+#include <memory>
+
+using ky::buildFrame;
+
+class tst_HCTcpServer : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void init();
+
+    void answersAClientByItsHandle();
+    void peerInfoHoldsAddressPortAndName();
+    void clientThatGoesAtOnceLeavesNoEntry();
+    void logsCountsWhenAClientComesAndGoes();
+    void sendToAnUnknownHandleIsRefusedWithItsText();
+    void waitingWriteToAnUnknownHandleIsRefused();
+    void waitingWriteReturnsWhenTheBytesHaveGone();
+    void sendToAPeerWhoseEndIsStillQueuedIsTaken();
+    void listeningTwiceIsRefused();
+    void portInUseIsRefused();
+    void hundredClientsMakeHundredThreads();
+    void kickDisconnectsEveryClientAndEntriesLeave();
+    void kickedClientStillGetsWhatWasWritten();
+    void kickEndsAClientThatKeepsAsking();
+    void stopCutsEveryClientAndEndsTheirThreads();
+    void lateNoticesAfterStopMeetNothing();
+    void destructorUnderLoadLeavesNoThread();
+    void closedNumberServesTheNextClient();
+    void clientsThatVanishInMidFrameLeaveNothing();
+    void clientsThatVanishInMidAnswerLeaveNothing();
+
+private:
+    int _threadsAtRest = 0;
+};
+
+namespace {
+
+QStringList logged;
+
+void keepLog(QtMsgType, const QMessageLogContext&, const QString& text)
+{
+    static QMutex mutex;
+    const QMutexLocker locker(&mutex);
+    logged << text;
+}
+
+int warningsOfQt()
+{
+    return logged.filter(QStringLiteral("notifier")).size() +
+           logged.filter(QStringLiteral("another thread")).size() +
+           logged.filter(QStringLiteral("QThread")).size();
+}
+
+class LogKeeper
+{
+public:
+    LogKeeper()
+    {
+        logged.clear();
+        _before = qInstallMessageHandler(keepLog);
+    }
+    ~LogKeeper() { qInstallMessageHandler(_before); }
+
+private:
+    QtMessageHandler _before;
+};
+
+QVector<qintptr> seenHandles(const RelayRecorder& relay)
+{
+    QVector<qintptr> handles;
+    for (const auto& request : relay.requests)
+        handles << request.handle;
+    return handles;
+}
+
+} // namespace
+
+void tst_HCTcpServer::initTestCase()
+{
+    QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false"));
+    _threadsAtRest = threadCount();
+}
+
+void tst_HCTcpServer::init()
+{
+    QTRY_COMPARE(threadCount(), _threadsAtRest);
+}
+
+void tst_HCTcpServer::answersAClientByItsHandle()
+{
+    EchoService service;
+    QByteArray answer;
+
+    const ClientThreads clients(1, [&](int) {
+        RawClient client;
+        client.connectTo(service.port());
+        client.send(buildFrame(2000, 7, "{}", "hello"));
+        answer = client.receiveFrame();
+    });
+
+    QTRY_VERIFY(clients.areDone());
+    QCOMPARE(answer, buildFrame(12000, 7, {}, "hello"));
+}
+
+void tst_HCTcpServer::peerInfoHoldsAddressPortAndName()
+{
+    RelayRecorder relay;
+    HCTcpServer server(nullptr);
+    server.setRelayObject(&relay);
+    QVERIFY(server.startListen(0));
+    RawClient client;
+    QVERIFY(client.connectTo(server.serverPort(), 9));
+    client.send(buildFrame(2000, 1, {}, {}));
+    QTRY_COMPARE(relay.requests.size(), size_t(1));
+
+    const QVariantMap peer = server.getSocketPeerInfo(relay.requests[0].handle);
+
+    QCOMPARE(peer.keys(), QStringList({"ip", "name", "port"}));
+    QCOMPARE(peer.value("ip").toString(), QStringLiteral("127.0.0.9"));
+    QVERIFY(peer.value("port").toInt() > 0);
+}
+
+void tst_HCTcpServer::clientThatGoesAtOnceLeavesNoEntry()
+{
+    EchoService service;
+
+    for (int i = 0; i < 20; ++i) {
+        RawClient client;
+        QVERIFY(client.connectTo(service.port()));
+        if (i % 2)
+            client.reset();
+    }
+
+    QTRY_COMPARE(threadCount(), _threadsAtRest);
+}
+
+void tst_HCTcpServer::logsCountsWhenAClientComesAndGoes()
+{
+    EchoService service;
+    const LogKeeper keeper;
+    QLoggingCategory::setFilterRules(QStringLiteral("ky.service.debug=true"));
+
+    for (int i = 0; i < 2; ++i) {
+        {
+            RawClient client;
+            QVERIFY(client.connectTo(service.port()));
+            QTRY_COMPARE(logged.filter(QStringLiteral("[incomingConnection]")).size(), i + 1);
+        }
+        QTRY_COMPARE(logged.filter(QStringLiteral("[disconnected:hand:")).size(), i + 1);
+    }
+    QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false"));
+
+    const QString come = logged.filter(QStringLiteral("[incomingConnection]")).last();
+    const QString gone = logged.filter(QStringLiteral("[disconnected:hand:")).last();
+    const QString peer = logged.filter(QStringLiteral("[disconnected][handle:")).last();
+    QVERIFY2(come.endsWith(QStringLiteral("count: 0 ]")), qPrintable(come));
+    QVERIFY2(gone.endsWith(QStringLiteral("count: 0 ]")), qPrintable(gone));
+    QVERIFY2(peer.contains(QStringLiteral("][IP:127.0.0.1][port:")), qPrintable(peer));
+}
+
+void tst_HCTcpServer::sendToAnUnknownHandleIsRefusedWithItsText()
+{
+    HCTcpServer server(nullptr);
+    const LogKeeper keeper;
+    QLoggingCategory::setFilterRules(QStringLiteral("ky.service.warning=true"));
+
+    QVERIFY(!server.sendDataToClient(4711, "x"));
+
+    QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false"));
+    QCOMPARE(server.errorString(), QStringLiteral("[Tcpsocket[handle:4711] is null]"));
+    QVERIFY(logged.last().startsWith(QStringLiteral("[warning]")));
+    QVERIFY(logged.last().endsWith(server.errorString()));
+}
+
+void tst_HCTcpServer::waitingWriteToAnUnknownHandleIsRefused()
+{
+    HCTcpServer server(nullptr);
+
+    QVERIFY(!server.waitWrite2Client(4711, "x"));
+
+    QCOMPARE(server.errorString(), QStringLiteral("[Tcpsocket[handle:4711] is null]"));
+}
+
+void tst_HCTcpServer::waitingWriteReturnsWhenTheBytesHaveGone()
+{
+    RelayRecorder relay;
+    HCTcpServer server(nullptr);
+    server.setRelayObject(&relay);
+    QVERIFY(server.startListen(0));
+    RawClient client;
+    QVERIFY(client.connectTo(server.serverPort()));
+    client.send(buildFrame(2000, 1, {}, {}));
+    QTRY_COMPARE(relay.requests.size(), size_t(1));
+    const QByteArray large(8 * 1024 * 1024, 'z');
+    QByteArray received;
+    std::thread reader([&] { received = client.receive(large.size()); });
+
+    const bool isWritten = server.waitWrite2Client(relay.requests[0].handle, large);
+
+    reader.join();
+    QVERIFY(isWritten);
+    QCOMPARE(received, large);
+}
+
+void tst_HCTcpServer::sendToAPeerWhoseEndIsStillQueuedIsTaken()
+{
+    RelayRecorder relay;
+    HCTcpServer server(nullptr);
+    server.setRelayObject(&relay);
+    QVERIFY(server.startListen(0));
+    RawClient client;
+    QVERIFY(client.connectTo(server.serverPort()));
+    client.send(buildFrame(2000, 1, {}, {}));
+    QTRY_COMPARE(relay.requests.size(), size_t(1));
+    const qintptr handle = relay.requests[0].handle;
+
+    client.reset();
+    // The socket's own thread closes the descriptor; this thread has served no event meanwhile.
+    QDeadlineTimer limit(5000);
+    while (fcntl(int(handle), F_GETFD) != -1 && !limit.hasExpired())
+        std::this_thread::yield();
+    const bool isTaken = server.sendDataToClient(handle, "late");
+    QTRY_VERIFY(!server.sendDataToClient(handle, "later"));
+
+    QVERIFY(isTaken);
+}
+
+void tst_HCTcpServer::listeningTwiceIsRefused()
+{
+    HCTcpServer server(nullptr);
+    QVERIFY(server.startListen(0));
+
+    QVERIFY(!server.startListen(0));
+
+    QCOMPARE(server.errorString(), QStringLiteral("已在监听"));
+    QVERIFY(server.isListening());
+}
+
+void tst_HCTcpServer::portInUseIsRefused()
+{
+    HCTcpServer first(nullptr);
+    QVERIFY(first.startListen(0));
+    HCTcpServer second(nullptr);
+
+    QVERIFY(!second.startListen(first.serverPort()));
+
+    QCOMPARE(second.errorString(), QStringLiteral("listen:[%1]is fail").arg(first.serverPort()));
+    QVERIFY(!second.isListening());
+}
+
+void tst_HCTcpServer::hundredClientsMakeHundredThreads()
+{
+    EchoService service;
+    std::vector<std::unique_ptr<RawClient>> clients;
+
+    for (int i = 0; i < 100; ++i) {
+        clients.push_back(std::make_unique<RawClient>());
+        QVERIFY(clients.back()->connectTo(service.port()));
+        if (i % 20 == 19)
+            QTRY_COMPARE(threadCount(), _threadsAtRest + i + 1);
+    }
+    QCOMPARE(threadCount(), _threadsAtRest + 100);
+
+    clients.clear();
+    QTRY_COMPARE(threadCount(), _threadsAtRest);
+}
+
+void tst_HCTcpServer::kickDisconnectsEveryClientAndEntriesLeave()
+{
+    const LogKeeper keeper;
+    RelayRecorder relay;
+    HCTcpServer server(nullptr);
+    server.setRelayObject(&relay);
+    QVERIFY(server.startListen(0));
+    std::vector<std::unique_ptr<RawClient>> clients;
+    for (int i = 0; i < 10; ++i) {
+        clients.push_back(std::make_unique<RawClient>());
+        QVERIFY(clients.back()->connectTo(server.serverPort()));
+        clients.back()->send(buildFrame(2000, 1, {}, {}));
+    }
+    QTRY_COMPARE(relay.requests.size(), size_t(10));
+
+    server.KickAllClients();
+
+    for (const auto& client : clients)
+        QVERIFY(client->isEndedByPeer());
+    for (qintptr handle : seenHandles(relay))
+        QTRY_VERIFY(!server.sendDataToClient(handle, "x"));
+    QCOMPARE(warningsOfQt(), 0);
+}
+
+void tst_HCTcpServer::kickedClientStillGetsWhatWasWritten()
+{
+    RelayRecorder relay;
+    HCTcpServer server(nullptr);
+    server.setRelayObject(&relay);
+    QVERIFY(server.startListen(0));
+    RawClient client;
+    QVERIFY(client.connectTo(server.serverPort()));
+    client.send(buildFrame(2000, 1, {}, {}));
+    QTRY_COMPARE(relay.requests.size(), size_t(1));
+    const QByteArray large(16 * 1024 * 1024, 'z');
+
+    server.sendDataToClient(relay.requests[0].handle, large);
+    server.KickAllClients();
+
+    QCOMPARE(client.receive(large.size()).size(), large.size());
+    QVERIFY(client.isEndedByPeer());
+}
+
+void tst_HCTcpServer::kickEndsAClientThatKeepsAsking()
+{
+    EchoService service;
+    std::atomic<int> ended{0};
+    std::atomic<int> asking{0};
+
+    const ClientThreads clients(4, [&](int) {
+        RawClient client;
+        client.connectTo(service.port());
+        const QByteArray request = buildFrame(2000, 1, {}, QByteArray(1000, 'r'));
+        while (client.send(request) && !client.receiveFrame().isEmpty())
+            ++asking;
+        ++ended;
+    });
+    QTRY_VERIFY(asking > 100);
+    service.server.KickAllClients();
+
+    QTRY_COMPARE(ended.load(), 4);
+    QTRY_VERIFY(clients.areDone());
+}
+
+void tst_HCTcpServer::stopCutsEveryClientAndEndsTheirThreads()
+{
+    const LogKeeper keeper;
+    EchoService service;
+    std::vector<std::unique_ptr<RawClient>> clients;
+    for (int i = 0; i < 10; ++i) {
+        clients.push_back(std::make_unique<RawClient>());
+        QVERIFY(clients.back()->connectTo(service.port()));
+        clients.back()->send(buildFrame(2000, 1, {}, {}));
+    }
+    QTRY_COMPARE(service.requests, qint64(10));
+
+    service.server.stopListen();
+
+    QVERIFY(!service.server.isListening());
+    for (const auto& client : clients)
+        QVERIFY(client->isEndedByPeer());
+    QTRY_COMPARE(threadCount(), _threadsAtRest);
+    QCOMPARE(warningsOfQt(), 0);
+}
+
+void tst_HCTcpServer::lateNoticesAfterStopMeetNothing()
+{
+    EchoService service;
+    std::vector<std::unique_ptr<RawClient>> clients;
+    for (int i = 0; i < 20; ++i) {
+        clients.push_back(std::make_unique<RawClient>());
+        QVERIFY(clients.back()->connectTo(service.port()));
+        clients.back()->send(buildFrame(2000, 1, {}, {}));
+    }
+    QTRY_COMPARE(service.requests, qint64(20));
+
+    // Their ends are queued here by the time the listener stops.
+    for (const auto& client : clients)
+        client->reset();
+    QThread::msleep(20);
+    service.server.stopListen();
+    QCoreApplication::processEvents();
+
+    QVERIFY(service.server.startListen(0));
+    RawClient next;
+    QVERIFY(next.connectTo(service.port()));
+    next.send(buildFrame(2000, 1, {}, {}));
+    QTRY_COMPARE(service.requests, qint64(21));
+}
+
+void tst_HCTcpServer::destructorUnderLoadLeavesNoThread()
+{
+    const LogKeeper keeper;
+    std::atomic<int> ended{0};
+    auto service = std::make_unique<EchoService>();
+    const quint16 port = service->port();
+
+    ClientThreads clients(8, [&](int) {
+        RawClient client;
+        client.connectTo(port);
+        const QByteArray request = buildFrame(2000, 1, {}, QByteArray(2000, 'r'));
+        while (client.send(request) && !client.receiveFrame().isEmpty()) {
+        }
+        ++ended;
+    });
+    QTRY_VERIFY(service->requests > 1000);
+    service.reset();
+
+    QTRY_COMPARE(ended.load(), 8);
+    QTRY_COMPARE(threadCount(), _threadsAtRest);
+    QCOMPARE(warningsOfQt(), 0);
+}
+
+void tst_HCTcpServer::closedNumberServesTheNextClient()
+{
+    RelayRecorder relay;
+    HCTcpServer server(nullptr);
+    server.setRelayObject(&relay);
+    QVERIFY(server.startListen(0));
+    auto first = std::make_unique<RawClient>();
+    QVERIFY(first->connectTo(server.serverPort()));
+    first->send(buildFrame(2000, 1, {}, {}));
+    QTRY_COMPARE(relay.requests.size(), size_t(1));
+    const qintptr handle = relay.requests[0].handle;
+
+    // The second client waits in the backlog when the first one's number is closed; the end of
+    // the first is still queued when the kernel gives its number away.
+    first->reset();
+    QDeadlineTimer limit(5000);
+    while (fcntl(int(handle), F_GETFD) != -1 && !limit.hasExpired())
+        std::this_thread::yield();
+    RawClient second;
+    QVERIFY(second.connectTo(server.serverPort()));
+    second.send(buildFrame(2000, 2, {}, {}));
+    QTRY_COMPARE(relay.requests.size(), size_t(2));
+    QTest::qWait(50);
+
+    server.sendDataToClient(relay.requests[1].handle, buildFrame(12000, 2, {}, "two"));
+    QCOMPARE(second.receiveFrame(), buildFrame(12000, 2, {}, "two"));
+}
+
+void tst_HCTcpServer::clientsThatVanishInMidFrameLeaveNothing()
+{
+    EchoService service;
+    const QByteArray frame = buildFrame(2000, 1, "{\"a\":1}", QByteArray(1000, 'x'));
+
+    for (int cut = 1; cut < frame.size(); cut += 37) {
+        RawClient client;
+        QVERIFY(client.connectTo(service.port()));
+        client.send(frame.left(cut));
+        if (cut % 2)
+            client.reset();
+    }
+
+    QTRY_COMPARE(threadCount(), _threadsAtRest);
+    QCOMPARE(service.requests, qint64(0));
+}
+
+void tst_HCTcpServer::clientsThatVanishInMidAnswerLeaveNothing()
+{
+    EchoService service;
+
+    const ClientThreads clients(4, [&](int i) {
+        for (int n = 0; n < 10; ++n) {
+            RawClient client;
+            client.connectTo(service.port());
+            client.send(buildFrame(2000, 1, {}, QByteArray(4 * 1024 * 1024, 'x')));
+            client.receive(1 + n * 1000);
+            if ((i + n) % 2)
+                client.reset();
+        }
+    });
+
+    QTRY_VERIFY_WITH_TIMEOUT(clients.areDone(), 60000);
+    QCOMPARE(service.requests, qint64(40));
+    QTRY_COMPARE(threadCount(), _threadsAtRest);
+}
+
+QTEST_GUILESS_MAIN(tst_HCTcpServer)
+#include "tst_HCTcpServer.moc"

@@ -1,0 +1,298 @@
+#include "RawClient.h"
+#include "RelayRecorder.h"
+
+#include "host/PublicClass.h"
+#include "service/FernoProClass.h"
+#include "service/FrameWriter.h"
+#include "service/KyNetworkObject.h"
+#include "service/WifiShare.h"
+
+#include <QSettings>
+#include <QTcpServer>
+#include <QTemporaryDir>
+#include <QtTest>
+
+using ky::buildFrame;
+
+class tst_KyNetworkObject : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase() { QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false")); }
+    void init();
+
+    void relayObjectOwnsTheFrontAndReceivesRequests();
+    void listensOnThePortOfItsSettings();
+    void settingsWithoutASectionAreRefused();
+    void missingSettingsFileIsRefused();
+    void portsOutside1To32767AreRefused_data();
+    void portsOutside1To32767AreRefused();
+    void threadCountsOutside1To64AreRefused_data();
+    void threadCountsOutside1To64AreRefused();
+    void threadCountOfTheSettingsIsCutTo8Bits_data();
+    void threadCountOfTheSettingsIsCutTo8Bits();
+    void secondCallStopsTheService();
+    void badPortLeavesAListeningServerAlone();
+    void portInUseWarnsWithTheStoredText();
+    void restartedServiceServesAgain();
+    void failedSendSetsTheLastError();
+    void processWideStorageIsThereAtLoad();
+    void releasedStorageIsNull();
+
+private:
+    static quint16 freePort();
+
+    std::unique_ptr<QTemporaryDir> _dir;
+};
+
+namespace {
+
+QString lastWarning;
+
+void keepWarning(QtMsgType type, const QMessageLogContext&, const QString& text)
+{
+    if (type == QtWarningMsg)
+        lastWarning = text;
+}
+
+} // namespace
+
+/// A port between 1 and 32767 that nobody listens on.
+quint16 tst_KyNetworkObject::freePort()
+{
+    static quint16 next = quint16(20000 + QCoreApplication::applicationPid() % 10000);
+    for (int i = 0; i < 1000; ++i) {
+        QTcpServer probe;
+        if (probe.listen(QHostAddress::AnyIPv4, ++next))
+            return next;
+    }
+    return 0;
+}
+
+void tst_KyNetworkObject::init()
+{
+    _dir = std::make_unique<QTemporaryDir>();
+    PublicClass::init()->settingsFile = _dir->filePath("settings.ini");
+}
+
+void tst_KyNetworkObject::relayObjectOwnsTheFrontAndReceivesRequests()
+{
+    RelayRecorder relay;
+    auto* front = new KyNetworkObject(&relay);
+    const quint16 port = freePort();
+    QVERIFY(front->listenTcp(port, 1, 0, true));
+    RawClient client;
+    QVERIFY(client.connectTo(port));
+
+    client.send(buildFrame(2000, 3, {}, "data"));
+
+    QTRY_COMPARE(relay.requests.size(), size_t(1));
+    QCOMPARE(front->parent(), &relay);
+    QVERIFY(front->sendDataToClient(relay.requests[0].handle, "raw answer"));
+    QCOMPARE(client.receive(10), QByteArray("raw answer"));
+    QCOMPARE(front->getSocketPeerInfo(relay.requests[0].handle).value("ip").toString(),
+             QStringLiteral("127.0.0.1"));
+}
+
+void tst_KyNetworkObject::listensOnThePortOfItsSettings()
+{
+    const quint16 port = freePort();
+    QSettings settings(PublicClass::init()->settingsFile, QSettings::IniFormat);
+    settings.setValue("Server7/port", port);
+    settings.setValue("Server7/threadCount", 4);
+    settings.sync();
+    QObject relay;
+    KyNetworkObject front(&relay);
+    front.setServerId(7);
+
+    QVERIFY(front.startTcpListenning());
+
+    QCOMPARE(front.serverId(), quint8(7));
+    QVERIFY(front.isTcpListening());
+    RawClient client;
+    QVERIFY(client.connectTo(port));
+}
+
+void tst_KyNetworkObject::settingsWithoutASectionAreRefused()
+{
+    QSettings settings(PublicClass::init()->settingsFile, QSettings::IniFormat);
+    settings.setValue("Server1/port", 19208);
+    settings.sync();
+    QObject relay;
+    KyNetworkObject front(&relay);
+    front.setServerId(2);
+
+    QVERIFY(!front.startTcpListenning());
+
+    QVERIFY(!front.isTcpListening());
+    QCOMPARE(front.getLastError(), QString());
+}
+
+void tst_KyNetworkObject::missingSettingsFileIsRefused()
+{
+    QObject relay;
+    KyNetworkObject front(&relay);
+
+    QVERIFY(!front.startTcpListenning());
+}
+
+void tst_KyNetworkObject::portsOutside1To32767AreRefused_data()
+{
+    QTest::addColumn<int>("port");
+    for (int port : {0, 32768, 40000, 65535})
+        QTest::newRow(qPrintable(QString::number(port))) << port;
+}
+
+void tst_KyNetworkObject::portsOutside1To32767AreRefused()
+{
+    QFETCH(int, port);
+    QObject relay;
+    KyNetworkObject front(&relay);
+
+    QVERIFY(!front.listenTcp(quint16(port), 1, 0, true));
+    QVERIFY(!front.isTcpListening());
+}
+
+void tst_KyNetworkObject::threadCountsOutside1To64AreRefused_data()
+{
+    QTest::addColumn<int>("threadCount");
+    QTest::addColumn<bool>("isTaken");
+    QTest::newRow("0") << 0 << false;
+    QTest::newRow("1") << 1 << true;
+    QTest::newRow("64") << 64 << true;
+    QTest::newRow("65") << 65 << false;
+    QTest::newRow("255") << 255 << false;
+}
+
+void tst_KyNetworkObject::threadCountsOutside1To64AreRefused()
+{
+    QFETCH(int, threadCount);
+    QFETCH(bool, isTaken);
+    QObject relay;
+    KyNetworkObject front(&relay);
+
+    QCOMPARE(front.listenTcp(freePort(), quint8(threadCount), 0, true), isTaken);
+    QCOMPARE(front.isTcpListening(), isTaken);
+}
+
+void tst_KyNetworkObject::threadCountOfTheSettingsIsCutTo8Bits_data()
+{
+    QTest::addColumn<int>("threadCount");
+    QTest::addColumn<bool>("isTaken");
+    QTest::newRow("257 is 1") << 257 << true;
+    QTest::newRow("256 is 0") << 256 << false;
+}
+
+void tst_KyNetworkObject::threadCountOfTheSettingsIsCutTo8Bits()
+{
+    QFETCH(int, threadCount);
+    QFETCH(bool, isTaken);
+    QSettings settings(PublicClass::init()->settingsFile, QSettings::IniFormat);
+    settings.setValue("Server0/port", freePort());
+    settings.setValue("Server0/threadCount", threadCount);
+    settings.sync();
+    QObject relay;
+    KyNetworkObject front(&relay);
+
+    QCOMPARE(front.startTcpListenning(), isTaken);
+}
+
+void tst_KyNetworkObject::secondCallStopsTheService()
+{
+    RelayRecorder relay;
+    KyNetworkObject front(&relay);
+    const quint16 port = freePort();
+    QVERIFY(front.listenTcp(port, 1, 0, true));
+    RawClient client;
+    QVERIFY(client.connectTo(port));
+    client.send(buildFrame(2000, 1, {}, {}));
+    QTRY_COMPARE(relay.requests.size(), size_t(1));
+
+    QVERIFY(front.listenTcp(port, 1, 0, true));
+
+    QVERIFY(!front.isTcpListening());
+    QVERIFY(client.isEndedByPeer());
+    QTRY_VERIFY(!front.sendDataToClient(relay.requests[0].handle, "x"));
+}
+
+void tst_KyNetworkObject::badPortLeavesAListeningServerAlone()
+{
+    QObject relay;
+    KyNetworkObject front(&relay);
+    QVERIFY(front.listenTcp(freePort(), 1, 0, true));
+
+    QVERIFY(!front.listenTcp(0, 1, 0, true));
+    QVERIFY(!front.listenTcp(1, 65, 0, true));
+
+    QVERIFY(front.isTcpListening());
+}
+
+void tst_KyNetworkObject::portInUseWarnsWithTheStoredText()
+{
+    QObject relay;
+    KyNetworkObject first(&relay);
+    const quint16 port = freePort();
+    QVERIFY(first.listenTcp(port, 1, 0, true));
+    KyNetworkObject second(&relay);
+    QVERIFY(!second.sendDataToClient(99, "x"));
+    QLoggingCategory::setFilterRules(QStringLiteral("ky.service.warning=true"));
+    const auto before = qInstallMessageHandler(keepWarning);
+
+    const bool isListening = second.listenTcp(port, 1, 0, true);
+
+    qInstallMessageHandler(before);
+    QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false"));
+    QVERIFY(!isListening);
+    QCOMPARE(lastWarning,
+             QStringLiteral("[warning][listenTcp][Error: [Tcpsocket[handle:99] is null] ]"));
+}
+
+void tst_KyNetworkObject::restartedServiceServesAgain()
+{
+    RelayRecorder relay;
+    KyNetworkObject front(&relay);
+    const quint16 port = freePort();
+    for (int round = 0; round < 3; ++round) {
+        QVERIFY(front.listenTcp(port, 1, 0, true));
+        RawClient client;
+        QVERIFY(client.connectTo(port));
+        client.send(buildFrame(2000, 1, {}, {}));
+        QTRY_COMPARE(relay.requests.size(), size_t(round + 1));
+        QVERIFY(front.listenTcp(port, 1, 0, true));
+        QVERIFY(client.isEndedByPeer());
+    }
+}
+
+void tst_KyNetworkObject::failedSendSetsTheLastError()
+{
+    QObject relay;
+    KyNetworkObject front(&relay);
+
+    QVERIFY(!front.sendDataToClient(12, "x"));
+    QCOMPARE(front.getLastError(), QStringLiteral("[Tcpsocket[handle:12] is null]"));
+    QVERIFY(!front.waitWrite2Client(13, "x"));
+    QCOMPARE(front.getLastError(), QStringLiteral("[Tcpsocket[handle:13] is null]"));
+}
+
+void tst_KyNetworkObject::processWideStorageIsThereAtLoad()
+{
+    QVERIFY(FernoProClass::init());
+    QCOMPARE(FernoProClass::init(), FernoProClass::getThis());
+    QCOMPARE(FernoProClass::init(), FernoProClass::pFernoProClass);
+    QCOMPARE(FernoProClass::init()->value, qint64(1));
+    QVERIFY(FernoProClass::init()->firstMap.isEmpty());
+    QCOMPARE(WifiShare::_lastError, QString());
+}
+
+void tst_KyNetworkObject::releasedStorageIsNull()
+{
+    FernoProClass::releaseThis();
+    FernoProClass::releaseThis();
+
+    QVERIFY(!FernoProClass::init());
+    QVERIFY(!FernoProClass::getThis());
+}
+
+QTEST_GUILESS_MAIN(tst_KyNetworkObject)
+#include "tst_KyNetworkObject.moc"
