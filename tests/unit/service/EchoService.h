@@ -3,8 +3,10 @@
 #include "service/FrameWriter.h"
 #include "service/HCTcpServer.h"
 
+#include <QEventLoop>
 #include <QFile>
 #include <QObject>
+#include <QTimer>
 #include <QVariant>
 #include <QtTest>
 
@@ -38,6 +40,23 @@ public slots:
         server.sendDataToClient(handle, ky::buildFrame(answerType, number, {}, data));
     }
 };
+
+/// Runs the event loop until the condition holds. QTRY_VERIFY would sleep between its looks, and
+/// the service with it.
+template <typename Condition>
+bool serveUntil(Condition isMet, int limitMs)
+{
+    QEventLoop loop;
+    QTimer look;
+    QObject::connect(&look, &QTimer::timeout, &loop, [&] {
+        if (isMet())
+            loop.quit();
+    });
+    QTimer::singleShot(limitMs, &loop, [&loop] { loop.quit(); });
+    look.start(5);
+    loop.exec();
+    return isMet();
+}
 
 inline int threadCount()
 {
