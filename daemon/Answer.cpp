@@ -1,0 +1,59 @@
+#include "daemon/Answer.h"
+
+#include "service/FrameWriter.h"
+#include "support/JsonText.h"
+
+namespace ky {
+
+Answer Answer::ok(const QVariantMap& values)
+{
+    Answer answer;
+    answer._values = values;
+    return answer;
+}
+
+Answer Answer::error(int code, const QString& text)
+{
+    Answer answer;
+    answer._code = code;
+    answer._errorText = text;
+    return answer;
+}
+
+Answer Answer::of(bool isOk, int code, const QString& lastError, const QVariantMap& values)
+{
+    return isOk ? ok(values) : error(code, lastError);
+}
+
+Answer Answer::missing(const QString& key)
+{
+    return error(kBadArgument, QStringLiteral("argument [%1]: missing").arg(key));
+}
+
+Answer Answer::areas(const QByteArray& json, const QByteArray& data)
+{
+    Answer answer;
+    answer._isRaw = true;
+    answer._json = json;
+    answer._data = data;
+    return answer;
+}
+
+QByteArray Answer::frame(quint16 type, quint16 number, const QDateTime& now) const
+{
+    if (_isRaw)
+        return buildFrame(type, number, _json, _data);
+    QVariantMap map = _values;
+    map.insert(QStringLiteral("ret_code"), _code);
+    map.insert(QStringLiteral("err_msg"), _errorText);
+    map.insert(QStringLiteral("create_on"), timeText(now));
+    // Clients look for these keys in the data area, so the JSON area stays empty.
+    return buildFrame(type, number, {}, jsonText(map, QJsonDocument::Compact));
+}
+
+QString timeText(const QDateTime& time)
+{
+    return time.toOffsetFromUtc(time.offsetFromUtc()).toString(Qt::ISODateWithMs);
+}
+
+} // namespace ky

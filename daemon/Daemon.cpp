@@ -1,0 +1,143 @@
+#include "daemon/Daemon.h"
+
+#include "daemon/DaemonHome.h"
+#include "daemon/PeerExchange.h"
+#include "daemon/ServiceSink.h"
+#include "daemon/Subsystems.h"
+#include "host/PublicClass.h"
+#include "host/SqliteClass.h"
+#include "service/KyNetworkObject.h"
+
+#include <QDir>
+#include <QTcpServer>
+
+namespace ky {
+
+namespace {
+
+constexpr quint16 kTablePorts[] = {kServicePort, kLinkPort, kReportPort};
+constexpr int kDeliveryLimitMs = 3000;
+
+QString deliver(const Parcel& parcel, const DaemonSettings& settings)
+{
+    PeerRequest request;
+    request.ip = parcel.ip;
+    request.port = quint16(parcel.port);
+    // The library reports to the fixed ports of this daemon; it may listen on others.
+    if (parcel.ip == QLatin1String("127.0.0.1") && parcel.port == kLinkPort)
+        request.port = settings.servers[1].port;
+    if (parcel.ip == QLatin1String("127.0.0.1") && parcel.port == kReportPort)
+        request.port = settings.servers[2].port;
+    request.command = parcel.command;
+    request.number = parcel.number;
+    request.data = parcel.data;
+    request.limitMs = kDeliveryLimitMs;
+    return exchangeWithPeer(request).error;
+}
+
+void fillHostFields(const QString& home, const DaemonSettings& settings)
+{
+    PublicClass* host = PublicClass::init();
+    host->applicationDir = home;
+    host->settingsFile = settings.file;
+    host->dataDir = QDir(home).absoluteFilePath(settings.dataDir);
+    host->version = settings.version;
+    host->halShPath = settings.halShPath;
+    host->hardwareType = settings.hardwareType;
+    host->tbxName = settings.tbxName;
+    host->autoConnectEnabled = settings.autoConnectEnabled;
+}
+
+} // namespace
+
+Daemon::Daemon() = default;
+
+Daemon::~Daemon() = default;
+
+QString Daemon::start(const DaemonOptions& options)
+{
+    QString problem = loadHost(options);
+    if (!problem.isEmpty())
+        return problem;
+    for (int id = 1; id <= int(_listeners.size()); ++id) {
+        problem = openListener(id);
+        if (!problem.isEmpty())
+            return problem;
+    }
+    // Requests wait in the event queue until all of these are there.
+    _events = std::make_unique<EventHub>(_listeners[0].relay->numbers());
+    _events->setSink(_listeners[0].sink.get());
+    _courier = std::make_unique<FrameCourier>(
+        [this](const Parcel& parcel) { return deliver(parcel, _settings); });
+    _subsystems = makeSubsystems(context());
+    return checkRows();
+}
+
+QString Daemon::loadHost(const DaemonOptions& options)
+{
+    const QString home = QDir(options.home).absolutePath();
+    // Before the working directory changes: a relative path is the caller's.
+    const QString settingsFile = options.settingsFile.isEmpty()
+                                     ? defaultSettingsFile(home)
+                                     : QDir::current().absoluteFilePath(options.settingsFile);
+    QString problem = prepareHome(home);
+    if (problem.isEmpty())
+        problem = readSettings(settingsFile, &_settings);
+    if (!problem.isEmpty())
+        return problem;
+    if (options.port != 0)
+        _settings.servers[0].port = _portOverride = options.port;
+    if (!QDir::setCurrent(home))
+        return QStringLiteral("home [%1]: cannot be entered").arg(home);
+    fillHostFields(home, _settings);
+    SqliteClass* tables = SqliteClass::init();
+    return tables->portCommands.isEmpty() ? tables->getLastError() : QString();
+}
+
+QString Daemon::openListener(int serverId)
+{
+    const size_t index = size_t(serverId - 1);
+    const ListenerSettings& server = _settings.servers[index];
+    Listener& listener = _listeners[index];
+    listener.relay =
+        std::make_unique<Relay>(SqliteClass::init()->portCommands.value(kTablePorts[index]));
+    auto* service = new KyNetworkObject(listener.relay.get());
+    listener.sink = std::make_unique<ServiceSink>(*service);
+    listener.relay->setSink(listener.sink.get());
+    service->setServerId(quint8(serverId));
+
+    const bool isListening =
+        serverId == 1 && _portOverride != 0
+            ? service->listenTcp(server.port, server.threadCount, server.payload, true)
+            : service->startTcpListenning();
+    if (isListening)
+        return {};
+    // The service keeps no reason; its server has one.
+    const auto* tcpServer = service->findChild<QTcpServer*>();
+    return QStringLiteral("port [%1] of Server%2: %3")
+        .arg(server.port)
+        .arg(serverId)
+        .arg(tcpServer ? tcpServer->errorString() : QString());
+}
+
+QString Daemon::checkRows() const
+{
+    for (const Listener& listener : _listeners) {
+        if (!listener.relay->firstProblem().isEmpty())
+            return QStringLiteral("command database [appInfo/commands.db]: %1")
+                .arg(listener.relay->firstProblem());
+    }
+    return {};
+}
+
+DaemonContext Daemon::context()
+{
+    return {*_listeners[0].relay,
+            *_listeners[1].relay,
+            *_listeners[2].relay,
+            *_events,
+            *_courier,
+            _settings};
+}
+
+} // namespace ky

@@ -1,0 +1,3 @@
+#include "daemon/DaemonLog.h"
+
+Q_LOGGING_CATEGORY(kyDaemonLog, "ky.daemon")

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <QString>
+#include <QVariantMap>
+
+#include <array>
+
+namespace ky {
+
+/// One listener as the settings file names it ("Server1/port", …).
+struct ListenerSettings
+{
+    quint16 port = 0;
+    quint8 threadCount = 0;
+    quint16 payload = 0;
+};
+
+/// What the daemon takes from its settings file.
+struct DaemonSettings
+{
+    QString file;
+    /// The service, the port that link supervision reports to, the port for the host report.
+    std::array<ListenerSettings, 3> servers;
+
+    // The group [Host], for the public fields of the host services.
+    int hardwareType = -1;
+    QString halShPath;
+    QString tbxName;
+    QString dataDir;
+    QString version;
+    bool autoConnectEnabled = false;
+};
+
+constexpr quint16 kServicePort = 19208; ///< also the port whose command table is in use
+constexpr quint16 kLinkPort = 19207;
+constexpr quint16 kReportPort = 19210;
+
+/// Checks the values of a settings file ("Server1/port" → "19208", …). Empty on success, else
+/// what is wrong. The numbers are cut to their width as the service cuts them: a thread count of
+/// 257 is 1.
+QString checkSettings(const QVariantMap& values, DaemonSettings* settings);
+
+/// Reads a settings file. Empty on success, else one line that names the file and the reason.
+QString readSettings(const QString& path, DaemonSettings* settings);
+
+} // namespace ky

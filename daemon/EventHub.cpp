@@ -1,0 +1,48 @@
+#include "daemon/EventHub.h"
+
+#include "daemon/Answer.h"
+#include "daemon/AnswerSink.h"
+#include "service/FrameWriter.h"
+#include "support/JsonText.h"
+
+namespace ky {
+
+EventHub::EventHub(const QMap<QString, int>& numbers)
+{
+    for (auto row = numbers.cbegin(); row != numbers.cend(); ++row) {
+        if (row.key().startsWith(QLatin1String("event_")))
+            _numbers.insert(row.key(), row.value());
+    }
+}
+
+void EventHub::subscribe(qintptr handle, const QStringList& events)
+{
+    const QString peer = _sink ? _sink->peerOf(handle) : QString();
+    if (events.isEmpty() || peer.isEmpty())
+        _subscribers.remove(handle);
+    else
+        _subscribers.insert(handle, {peer, QSet<QString>(events.begin(), events.end())});
+}
+
+void EventHub::publish(const QString& event, const QVariantMap& map)
+{
+    if (!_sink || !has(event) || _subscribers.isEmpty())
+        return;
+    QVariantMap body = map;
+    body.insert(QStringLiteral("event"), event);
+    body.insert(QStringLiteral("create_on"), timeText(QDateTime::currentDateTime()));
+    const QByteArray frame = buildFrame(quint16(_numbers.value(event)), ++_lastNumber, {},
+                                        jsonText(body, QJsonDocument::Compact));
+    for (auto it = _subscribers.begin(); it != _subscribers.end();) {
+        // Who has gone is forgotten, also when the handle already serves someone else.
+        if (_sink->peerOf(it.key()) != it->peer) {
+            it = _subscribers.erase(it);
+            continue;
+        }
+        if (it->events.contains(event))
+            _sink->send(it.key(), frame);
+        ++it;
+    }
+}
+
+} // namespace ky

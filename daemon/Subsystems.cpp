@@ -1,0 +1,16 @@
+#include "daemon/Subsystems.h"
+
+#include "daemon/LinkReports.h"
+#include "daemon/ServiceCommands.h"
+
+namespace ky {
+
+std::vector<std::unique_ptr<Subsystem>> makeSubsystems(const DaemonContext& context)
+{
+    std::vector<std::unique_ptr<Subsystem>> subsystems;
+    subsystems.push_back(std::make_unique<ServiceCommands>(context));
+    subsystems.push_back(std::make_unique<LinkReports>(context));
+    return subsystems;
+}
+
+} // namespace ky
