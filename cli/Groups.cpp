@@ -1,0 +1,16 @@
+#include "cli/Groups.h"
+
+namespace ky {
+
+const std::vector<Group>& allGroups()
+{
+    static const std::vector<Group> groups = {
+        callGroup(),
+        commandsGroup(),
+        versionGroup(),
+        linkGroup(),
+    };
+    return groups;
+}
+
+} // namespace ky

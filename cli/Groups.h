@@ -1,0 +1,13 @@
+#pragma once
+
+#include "cli/Verb.h"
+
+namespace ky {
+
+// Each is defined in the file of its group.
+const Group& callGroup();
+const Group& commandsGroup();
+const Group& versionGroup();
+const Group& linkGroup();
+
+} // namespace ky

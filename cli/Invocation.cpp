@@ -1,0 +1,90 @@
+#include "cli/Invocation.h"
+
+#include "cli/Table.h"
+#include "support/JsonText.h"
+
+#include <cstdio>
+
+namespace ky {
+
+namespace {
+
+CommandLine withVerbTimeout(CommandLine line)
+{
+    if (!line.global.isTimeoutGiven)
+        line.global.timeoutMs = qMax(line.global.timeoutMs, line.verb->minimumTimeoutMs);
+    return line;
+}
+
+QString errorSentence(const PeerReply& reply)
+{
+    const QString text = valueText(reply.errorText);
+    return reply.code < 0
+               ? text
+               : QStringLiteral("the peer answered with error %1: %2").arg(reply.code).arg(text);
+}
+
+/// The areas of an answer as they came, a line for each that is not empty.
+QByteArray bodyOf(const PeerReply& reply)
+{
+    QByteArray text;
+    for (const QByteArray& area : {jsonText(reply.json, QJsonDocument::Compact), reply.data})
+        text += area.isEmpty() || area.endsWith('\n') ? area : area + '\n';
+    return text;
+}
+
+} // namespace
+
+Invocation::Invocation(const CommandLine& line)
+    : _line(withVerbTimeout(line))
+    , _peer(_line.global)
+{}
+
+int Invocation::ask(const char* command, const QVariantMap& json, const Printer& print)
+{
+    return show(_peer.ask(QLatin1String(command), json), print);
+}
+
+int Invocation::show(const PeerReply& reply, const Printer& printMap)
+{
+    if (!reply.isAnswered) {
+        complain(reply.sentence);
+        return kNoAnswer;
+    }
+    const bool isError = !reply.errorText.isEmpty() || reply.code != 0;
+    if (isError && (!_line.global.isJson || reply.map.isEmpty()))
+        complain(errorSentence(reply));
+    else if (_line.global.isJson)
+        printOut(bodyOf(reply));
+    else if (printMap)
+        printMap(reply.map);
+    else if (reply.map.isEmpty() || reply.json.isValid())
+        printOut(bodyOf(reply));
+    else
+        print(mapText(reply.map));
+    return isError ? kPeerError : kDone;
+}
+
+void Invocation::print(const QString& text) const
+{
+    printOut(text.toUtf8());
+}
+
+void Invocation::complain(const QString& sentence) const
+{
+    std::fprintf(stderr, "kyctl: %s\n", sentence.toUtf8().constData());
+}
+
+int Invocation::wrong(const QString& sentence) const
+{
+    complain(sentence);
+    return kUsage;
+}
+
+void printOut(const QByteArray& text)
+{
+    std::fwrite(text.constData(), 1, size_t(text.size()), stdout);
+    std::fflush(stdout);
+}
+
+} // namespace ky

@@ -1,0 +1,88 @@
+#include "cli/Groups.h"
+#include "cli/Invocation.h"
+#include "cli/Table.h"
+#include "support/JsonText.h"
+
+#include <QFile>
+
+namespace ky {
+
+namespace {
+
+constexpr int kLargestJsonArea = 0xffff;
+
+int runCall(Invocation& call)
+{
+    QVariantMap json;
+    const QString text = call.argument(1);
+    if (!text.isEmpty()) {
+        const QVariant value = parseJson(text.toUtf8());
+        if (value.type() != QVariant::Map)
+            return call.wrong(QStringLiteral("'%1' is not a JSON object").arg(text));
+        if (jsonText(value, QJsonDocument::Compact).size() > kLargestJsonArea)
+            return call.wrong(QStringLiteral("the JSON is longer than a frame can tell"));
+        json = value.toMap();
+    }
+    QByteArray data;
+    if (call.has("--data")) {
+        QFile file(call.option("--data"));
+        if (!file.open(QIODevice::ReadOnly))
+            return call.wrong(
+                QStringLiteral("file [%1]: %2").arg(file.fileName(), file.errorString()));
+        data = file.readAll();
+    }
+    return call.show(call.peer().ask(call.argument(0), json, data));
+}
+
+int runCommands(Invocation& call)
+{
+    return call.show(call.peer().commands(), [&call](const QVariantMap& answer) {
+        call.print(tableText(
+            answer.value(QStringLiteral("commands")).toList(),
+            {{"number", "NUMBER"}, {"name", "NAME"}, {"kind", "KIND"}, {"summary", "SUMMARY"}}));
+    });
+}
+
+int runVersion(Invocation& call)
+{
+    return call.ask("version");
+}
+
+} // namespace
+
+const Group& callGroup()
+{
+    static const Group group = {"call",
+                                "send any command, by name or number",
+                                {{"",
+                                  "COMMAND [JSON]",
+                                  "Sends one request and prints the data area of its answer",
+                                  {{"--data", "FILE", "content of the data area of the request"}},
+                                  "kyctl call echo '{\"a\":1}'",
+                                  runCall}}};
+    return group;
+}
+
+const Group& commandsGroup()
+{
+    static const Group group = {
+        "commands",
+        "list what the peer can do",
+        {{"", "", "Lists the commands and events of the peer", {}, "kyctl commands", runCommands}}};
+    return group;
+}
+
+const Group& versionGroup()
+{
+    static const Group group = {"version",
+                                "versions of the peer",
+                                {{"",
+                                  "",
+                                  "Shows the versions of the daemon and its host",
+                                  {},
+                                  "kyctl version",
+                                  runVersion}}};
+    return group;
+}
+
+} // namespace ky
