@@ -1,0 +1,141 @@
+#include "DaemonFixture.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QJsonDocument>
+#include <QTcpServer>
+
+#include <csignal>
+
+namespace {
+
+constexpr int kStartLimitMs = 20000;
+constexpr quint16 kFirstPort = 12000;
+constexpr quint16 kPortCount = 16000;
+
+} // namespace
+
+QVariantMap ProgramResult::json() const
+{
+    return QJsonDocument::fromJson(output).toVariant().toMap();
+}
+
+QString programPath(const QString& name)
+{
+    // Tests lie in build/tests, programs in build/bin.
+    return QCoreApplication::applicationDirPath() + QStringLiteral("/../bin/") + name;
+}
+
+ProgramResult runProgram(const QString& name, const QStringList& arguments, int limitMs)
+{
+    QProcess process;
+    process.start(programPath(name), arguments);
+    ProgramResult result;
+    if (!process.waitForFinished(limitMs)) {
+        process.kill();
+        process.waitForFinished();
+    } else if (process.exitStatus() == QProcess::NormalExit) {
+        result.status = process.exitCode();
+    }
+    result.output = process.readAllStandardOutput();
+    result.errors = process.readAllStandardError();
+    return result;
+}
+
+quint16 freePort()
+{
+    // Apart from the ports that the kernel gives to clients; each process begins elsewhere.
+    static quint16 next = quint16(QCoreApplication::applicationPid() * 37 % kPortCount);
+    for (int i = 0; i < kPortCount; ++i) {
+        const quint16 port = quint16(kFirstPort + next);
+        next = quint16((next + 1) % kPortCount);
+        QTcpServer probe;
+        if (probe.listen(QHostAddress::AnyIPv4, port))
+            return port;
+    }
+    qFatal("no port is free");
+}
+
+DaemonFixture::DaemonFixture()
+    : _home(_folder.filePath(QStringLiteral("home")))
+    , _settingsFile(_folder.filePath(QStringLiteral("kyhostd.ini")))
+    , _ports{freePort(), freePort(), freePort()}
+{}
+
+DaemonFixture::~DaemonFixture()
+{
+    if (_process.state() != QProcess::NotRunning)
+        stop(SIGTERM);
+}
+
+bool DaemonFixture::start(const QString& hostGroup)
+{
+    QString text;
+    for (int i = 0; i < 3; ++i)
+        text += QStringLiteral("[Server%1]\nport=%2\nthreadCount=4\npayload=1024\n")
+                    .arg(i + 1)
+                    .arg(_ports[i]);
+    writeSettings((text + QStringLiteral("[Host]\ndataDir=data\n") + hostGroup).toUtf8());
+    launch();
+    return waitReady();
+}
+
+void DaemonFixture::launch()
+{
+    _process.start(programPath(QStringLiteral("kyhostd")),
+                   {QStringLiteral("--home"), _home, QStringLiteral("--settings"), _settingsFile});
+}
+
+bool DaemonFixture::waitReady()
+{
+    QElapsedTimer clock;
+    clock.start();
+    QByteArray output;
+    while (clock.elapsed() < kStartLimitMs) {
+        output += _process.readAllStandardOutput();
+        if (output.contains("ready on ports"))
+            return true;
+        if (_process.state() == QProcess::NotRunning)
+            return false;
+        _process.waitForReadyRead(100);
+    }
+    return false;
+}
+
+int DaemonFixture::stop(int signalNumber)
+{
+    if (_process.state() != QProcess::NotRunning)
+        ::kill(pid_t(_process.processId()), signalNumber);
+    if (!waitEnd()) {
+        _process.kill();
+        _process.waitForFinished();
+        return -1;
+    }
+    return _process.exitStatus() == QProcess::NormalExit ? _process.exitCode() : -1;
+}
+
+bool DaemonFixture::waitEnd(int limitMs)
+{
+    return _process.state() == QProcess::NotRunning || _process.waitForFinished(limitMs);
+}
+
+ProgramResult DaemonFixture::kyctl(const QStringList& arguments, int limitMs)
+{
+    return runProgram(QStringLiteral("kyctl"),
+                      QStringList{QStringLiteral("--port"), QString::number(port())} + arguments,
+                      limitMs);
+}
+
+void DaemonFixture::writeSettings(const QByteArray& content)
+{
+    QFile file(_settingsFile);
+    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
+        qFatal("settings file cannot be written");
+}
+
+QString DaemonFixture::errorText()
+{
+    _errors += _process.readAllStandardError();
+    return QString::fromUtf8(_errors);
+}

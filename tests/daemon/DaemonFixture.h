@@ -1,0 +1,71 @@
+#pragma once
+
+#include <QProcess>
+#include <QStringList>
+#include <QTemporaryDir>
+#include <QVariantMap>
+
+/// What a program printed and how it ended.
+struct ProgramResult
+{
+    int status = -1; ///< exit status; -1 if it was killed or did not end in time
+    QByteArray output;
+    QByteArray errors;
+
+    /// Standard output as a JSON object.
+    QVariantMap json() const;
+};
+
+/// Runs one of our programs to its end.
+ProgramResult runProgram(const QString& name, const QStringList& arguments, int limitMs = 20000);
+
+/// The path of one of our programs.
+QString programPath(const QString& name);
+
+/// A port of loopback that nobody listens on, in the range that the service takes. Neighbouring
+/// calls, also of tests that run at the same time, give different ones.
+quint16 freePort();
+
+/// The real daemon in a temporary home on free ports. Ends with the fixture.
+class DaemonFixture
+{
+public:
+    DaemonFixture();
+    ~DaemonFixture();
+
+    /// Writes the settings file and starts the daemon; true when it listens. `hostGroup` are lines
+    /// for the group [Host].
+    bool start(const QString& hostGroup = QString());
+    /// Starts it and does not wait.
+    void launch();
+    /// Waits until it says that it is ready, or has ended.
+    bool waitReady();
+
+    /// Sends the signal and waits; the exit status, -1 if it was killed or did not end in 10 s.
+    int stop(int signalNumber);
+
+    /// Runs kyctl against it.
+    ProgramResult kyctl(const QStringList& arguments, int limitMs = 20000);
+
+    bool isRunning() const { return _process.state() == QProcess::Running; }
+    qint64 pid() const { return _process.processId(); }
+    QString home() const { return _home; }
+    void setHome(const QString& home) { _home = home; }
+    QString settingsFile() const { return _settingsFile; }
+    void writeSettings(const QByteArray& content);
+    quint16 port() const { return _ports[0]; }
+    quint16 linkPort() const { return _ports[1]; }
+    quint16 reportPort() const { return _ports[2]; }
+    int exitStatus() const { return _process.exitCode(); }
+    bool waitEnd(int limitMs = 10000);
+    /// Standard error so far.
+    QString errorText();
+
+private:
+    QTemporaryDir _folder;
+    QString _home;
+    QString _settingsFile;
+    quint16 _ports[3];
+    QProcess _process;
+    QByteArray _errors;
+};
