@@ -16,6 +16,7 @@ namespace ky {
 namespace {
 
 constexpr mode_t kNewFileMode = 0644;
+constexpr int kMaxLinks = 40;
 
 /// The file written aside; removed again unless it has been renamed.
 class Aside
@@ -87,10 +88,13 @@ void flushFolder(const QString& path)
     close(fd);
 }
 
-QString targetOf(const QString& path)
+/// The file behind any number of links. The last one may point at a file that is still to be made,
+/// so this asks each link and not for a canonical path.
+QString targetOf(QString path)
 {
-    const QString real = QFileInfo(path).canonicalFilePath();
-    return real.isEmpty() ? path : real;
+    for (int links = 0; links < kMaxLinks && QFileInfo(path).isSymLink(); ++links)
+        path = QFileInfo(path).symLinkTarget();
+    return path;
 }
 
 bool fail(QString* error, const char* call, const QString& path)
