@@ -60,6 +60,8 @@ QStringList statementsOf(const QByteArray& sql)
             statement.clear();
         }
     }
+    if (!statement.trimmed().isEmpty())
+        statements << statement;
     return statements;
 }
 

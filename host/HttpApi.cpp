@@ -3,7 +3,6 @@
 #include <QEventLoop>
 #include <QMutex>
 #include <QNetworkAccessManager>
-#include <QNetworkProxy>
 #include <QNetworkReply>
 #include <QScopedPointer>
 #include <QThread>
@@ -32,45 +31,56 @@ QVariant& lastReply()
     return reply;
 }
 
-/// Runs until the reply is complete, too large or late.
-void waitFor(QNetworkReply* reply)
+/// Runs until the reply is complete, too large or late. False if it was too large: the bytes are
+/// gone then.
+bool waitFor(QNetworkReply* reply)
 {
+    bool isTooLarge = false;
     QEventLoop loop;
     QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
-    QObject::connect(reply, &QNetworkReply::downloadProgress, reply, [reply](qint64 received) {
-        if (received > kMaxBody)
+    QObject::connect(reply, &QNetworkReply::readyRead, &loop, [reply, &isTooLarge] {
+        isTooLarge = isTooLarge || reply->bytesAvailable() > kMaxBody;
+        if (isTooLarge)
             reply->abort();
     });
-    QTimer::singleShot(kLimitMs, reply, &QNetworkReply::abort);
+    QTimer::singleShot(kLimitMs, Qt::PreciseTimer, reply, &QNetworkReply::abort);
     if (!reply->isFinished())
         loop.exec();
+    return !isTooLarge;
+}
+
+Fetched failed(const QString& url, const QString& reason)
+{
+    return {false, QStringLiteral("get [%1]: %2").arg(url, reason)};
 }
 
 Fetched result(QNetworkReply* reply, const QString& url)
 {
     const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-    if (reply->error() == QNetworkReply::OperationCanceledError) {
-        const QString reason = reply->bytesAvailable() > kMaxBody
-                                   ? QStringLiteral("more than %1 bytes").arg(kMaxBody)
-                                   : QStringLiteral("no complete answer in %1 ms").arg(kLimitMs);
-        return {false, QStringLiteral("get [%1]: %2").arg(url, reason)};
-    }
-    if (reply->error() != QNetworkReply::NoError || status < 200 || status > 299)
-        return {false, QStringLiteral("get [%1]: %2").arg(url, reply->errorString())};
-    return {true, QString::fromUtf8(reply->readAll())};
+    if (reply->error() == QNetworkReply::OperationCanceledError)
+        return failed(url, QStringLiteral("no complete answer in %1 ms").arg(kLimitMs));
+    if (reply->error() != QNetworkReply::NoError)
+        return failed(url, reply->errorString());
+    if (status < 200 || status > 299)
+        return failed(url, QStringLiteral("status %1").arg(status));
+    const QByteArray body = reply->readAll();
+    return {true, QString::fromUtf8(body.constData(), body.size())};
 }
 
 Fetched fetch(const QString& address)
 {
     const QUrl url(address, QUrl::StrictMode);
-    if (!url.isValid() || !QStringList{"http", "https"}.contains(url.scheme()))
-        return {false, QStringLiteral("get [%1]: not an http or https address").arg(address)};
+    const bool isWeb =
+        url.scheme() == QLatin1String("http") || url.scheme() == QLatin1String("https");
+    if (!url.isValid() || !isWeb || url.host().isEmpty())
+        return failed(address, QStringLiteral("not an http or https address"));
     QNetworkAccessManager manager;
     QNetworkRequest request(url);
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute,
                          QNetworkRequest::NoLessSafeRedirectPolicy);
     const QScopedPointer<QNetworkReply> reply(manager.get(request));
-    waitFor(reply.data());
+    if (!waitFor(reply.data()))
+        return failed(address, QStringLiteral("more than %1 bytes").arg(kMaxBody));
     return result(reply.data(), address);
 }
 

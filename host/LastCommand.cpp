@@ -4,6 +4,14 @@ namespace ky {
 
 namespace {
 
+/// Whether the sign at `at` parts commands. In "2>&1", ">&2" and ">|" it belongs to a redirection.
+bool isSeparator(const QString& line, int at)
+{
+    if (!QStringLiteral("|;&\n").contains(line.at(at)))
+        return false;
+    return at == 0 || (line.at(at - 1) != QLatin1Char('>') && line.at(at - 1) != QLatin1Char('<'));
+}
+
 /// Where the last command begins that is not empty. A trailing separator ends a command and
 /// begins none: "a; grep b;" ends in grep.
 int lastCommandStart(const QString& line)
@@ -20,7 +28,7 @@ int lastCommandStart(const QString& line)
                 quote = QChar();
         } else if (c == QLatin1Char('\'') || c == QLatin1Char('"')) {
             quote = c;
-        } else if (QStringLiteral("|;&\n").contains(c)) {
+        } else if (isSeparator(line, i)) {
             candidate = i + 1;
             continue;
         }

@@ -1,9 +1,9 @@
 #include "host/OutputDrain.h"
 
+#include "host/QuietThread.h"
+
 #include <cerrno>
 #include <mutex>
-#include <pthread.h>
-#include <signal.h>
 #include <sys/epoll.h>
 #include <unistd.h>
 
@@ -28,25 +28,21 @@ void* drainLoop(void*)
         const int count = epoll_wait(drainSet, events, 16, -1);
         for (int i = 0; i < count; ++i) {
             const int fd = events[i].data.fd;
-            if (!discard(fd))
-                close(fd); // leaves the set by itself: no other descriptor names this pipe end
+            if (discard(fd))
+                continue;
+            // Taken out first: a shell that is being started holds a copy for a moment, and the
+            // set would go on telling of a number that is somebody else's by then.
+            epoll_ctl(drainSet, EPOLL_CTL_DEL, fd, nullptr);
+            close(fd);
         }
     }
     return nullptr;
 }
 
-/// The thread takes no signals: they belong to the daemon's own threads.
 void startDrain()
 {
     drainSet = epoll_create1(EPOLL_CLOEXEC);
-    sigset_t all;
-    sigset_t before;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before);
-    pthread_t thread;
-    if (pthread_create(&thread, nullptr, drainLoop, nullptr) == 0)
-        pthread_detach(thread);
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    startQuietThread(drainLoop, nullptr);
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "host/PublicClass.h"
 
+#include "host/IniFile.h"
 #include "support/AtomicFile.h"
 #include "support/JsonText.h"
 
@@ -7,14 +8,10 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QLockFile>
-#include <QMutex>
-#include <QSettings>
-#include <QTemporaryDir>
+
+#include <algorithm>
 
 namespace {
-
-constexpr int kIniLockMs = 5000;
 
 QByteArray readFile(const QString& path)
 {
@@ -24,24 +21,9 @@ QByteArray readFile(const QString& path)
     return file.readAll();
 }
 
-/// The content of `file` with one value changed. QSettings does the formatting, on a copy, since
-/// its own way of saving gives the file to the user of this process.
-bool changeIni(const QString& file, const QString& key, const QVariant& value, QByteArray* content)
+bool isAsciiDigit(QChar c)
 {
-    QTemporaryDir folder;
-    const QString copy = folder.filePath(QStringLiteral("copy.ini"));
-    if (QFile::exists(file) && !QFile::copy(file, copy))
-        return false;
-    QFile::setPermissions(copy, QFile::ReadOwner | QFile::WriteOwner);
-    {
-        QSettings settings(copy, QSettings::IniFormat);
-        settings.setValue(key, value);
-        settings.sync();
-        if (settings.status() != QSettings::NoError)
-            return false;
-    }
-    *content = readFile(copy);
-    return true;
+    return c >= QLatin1Char('0') && c <= QLatin1Char('9');
 }
 
 } // namespace
@@ -88,21 +70,12 @@ bool PublicClass::writeJsonFile(const QString& path, const QVariant& value,
 
 QVariant PublicClass::readIni(const QString& file, const QString& key)
 {
-    return QSettings(file, QSettings::IniFormat).value(key);
+    return ky::readIniValue(file, key);
 }
 
 bool PublicClass::writeIni(const QString& file, const QString& key, const QVariant& value)
 {
-    static QMutex mutex;
-    const QMutexLocker locker(&mutex);
-    QDir().mkpath(QFileInfo(file).absolutePath());
-    // The lock that QSettings itself takes while it saves: another process, or a QSettings object
-    // of this one, does not save in between.
-    QLockFile lock(file + QStringLiteral(".lock"));
-    if (!lock.tryLock(kIniLockMs))
-        return false;
-    QByteArray content;
-    return changeIni(file, key, value, &content) && ky::replaceFile(file, content);
+    return ky::writeIniValue(file, key, value);
 }
 
 bool PublicClass::remakePath(const QString& path)
@@ -119,7 +92,9 @@ bool PublicClass::getMask1Bits(const QString& mask, int& bits)
     for (const QString& octet : octets) {
         bool isNumber = false;
         const uint number = octet.toUInt(&isNumber);
-        if (!isNumber || number > 255 || octet.size() > 3 || !octet.at(0).isDigit())
+        // toUInt() alone would take signs and blanks around the number.
+        const bool isPlain = std::all_of(octet.begin(), octet.end(), isAsciiDigit);
+        if (!isNumber || !isPlain || number > 255 || octet.size() > 3)
             return false;
         value = value << 8 | number;
     }

@@ -2,11 +2,13 @@
 
 #include "host/LastCommand.h"
 #include "host/OutputDrain.h"
+#include "host/QuietThread.h"
 
 #include <QDeadlineTimer>
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <fcntl.h>
 #include <optional>
@@ -27,6 +29,7 @@ namespace {
 
 constexpr int kMaxOutput = 64 * 1024 * 1024;
 constexpr int kPollWithoutPidfdMs = 5;
+constexpr int kKilledLimitMs = 2000;
 
 /// One descriptor, closed when its owner goes.
 class Descriptor
@@ -47,6 +50,14 @@ public:
 
     int get() const { return _fd; }
     bool isOpen() const { return _fd >= 0; }
+    /// In a process without standard descriptors a new one may get their numbers, and would be
+    /// closed when the child gets its own.
+    bool leaveStandardNumbers()
+    {
+        if (_fd <= STDERR_FILENO)
+            *this = Descriptor(fcntl(_fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+        return isOpen();
+    }
     int release() { return std::exchange(_fd, -1); }
     void reset()
     {
@@ -71,7 +82,8 @@ public:
             return false;
         _end = Descriptor(ends[0]);
         *writeEnd = Descriptor(ends[1]);
-        return fcntl(ends[0], F_SETFL, O_NONBLOCK) == 0;
+        return _end.leaveStandardNumbers() && writeEnd->leaveStandardNumbers() &&
+               fcntl(_end.get(), F_SETFL, O_NONBLOCK) == 0;
     }
 
     int fd() const { return _end.get(); }
@@ -160,6 +172,18 @@ private:
     posix_spawnattr_t _attributes;
 };
 
+void* reap(void* pid)
+{
+    while (waitpid(pid_t(reinterpret_cast<intptr_t>(pid)), nullptr, 0) < 0 && errno == EINTR) {
+    }
+    return nullptr;
+}
+
+void reapLater(pid_t pid)
+{
+    startQuietThread(reap, reinterpret_cast<void*>(intptr_t(pid)));
+}
+
 /// A running shell: its streams, its end, its time limit.
 class ShellProcess
 {
@@ -179,21 +203,20 @@ public:
         return failure;
     }
 
-    /// True when the shell ended by itself before the limit. It is reaped in either case.
+    /// True when the shell ended by itself before the limit. It is reaped in either case: by
+    /// another thread, if the kill does not end it at once. That is so for a program of another
+    /// user, as under sudo, and for one that hangs in a driver.
     bool waitForEnd(int limitMs)
     {
-        const QDeadlineTimer deadline(std::max(limitMs, 0));
-        while (!hasEnded()) {
-            if (deadline.hasExpired()) {
-                kill(-_pid, SIGKILL);
-                reap(0);
-                finish();
-                return false;
-            }
-            waitOnce(deadline.remainingTime());
+        const bool isInTime = waitUntil(QDeadlineTimer(std::max(limitMs, 0)));
+        if (!isInTime) {
+            kill(-_pid, SIGKILL);
+            if (!waitUntil(QDeadlineTimer(kKilledLimitMs)))
+                reapLater(_pid);
         }
-        finish();
-        return true;
+        _out.finish();
+        _err.finish();
+        return isInTime;
     }
 
     int status() const { return _status.value_or(0); }
@@ -202,15 +225,22 @@ public:
     const QByteArray& err() const { return _err.content(); }
 
 private:
-    bool hasEnded() { return _isGone || (_mayHaveEnded && reap(WNOHANG)); }
+    bool waitUntil(const QDeadlineTimer& deadline)
+    {
+        while (!hasEnded()) {
+            if (deadline.hasExpired())
+                return false;
+            waitOnce(deadline.remainingTime());
+        }
+        return true;
+    }
 
-    bool reap(int options)
+    bool hasEnded() { return _isGone || (_mayHaveEnded && tryReap()); }
+
+    bool tryReap()
     {
         int status = 0;
-        pid_t ended = 0;
-        do {
-            ended = waitpid(_pid, &status, options);
-        } while (ended < 0 && errno == EINTR);
+        const pid_t ended = waitpid(_pid, &status, WNOHANG);
         if (ended == _pid)
             _status = status;
         _isGone = ended != 0;
@@ -232,12 +262,6 @@ private:
         if (waits[2].revents != 0)
             _err.read();
         _mayHaveEnded = !_pidfd.isOpen() || waits[0].revents != 0;
-    }
-
-    void finish()
-    {
-        _out.finish();
-        _err.finish();
     }
 
     Stream _out;
@@ -267,12 +291,18 @@ QString howItEnded(int status)
     return QStringLiteral("exit status %1").arg(WEXITSTATUS(status));
 }
 
+/// All of it: the conversion from a QByteArray alone would end at the first zero byte.
+QString textOf(const QByteArray& output)
+{
+    return QString::fromUtf8(output.constData(), output.size());
+}
+
 QString failureText(const ShellProcess& shell, const QString& otherwise)
 {
     if (!shell.err().isEmpty())
-        return QString::fromUtf8(shell.err());
+        return textOf(shell.err());
     if (!shell.out().isEmpty())
-        return QString::fromUtf8(shell.out());
+        return textOf(shell.out());
     return otherwise;
 }
 
@@ -296,7 +326,7 @@ ShellResult runShell(const QString& line, int limitMs)
                                       "process")};
     const bool isSuccess = WIFEXITED(shell.status()) && WEXITSTATUS(shell.status()) == 0;
     if (isSuccess || isEmptySearch(line, shell))
-        return {true, QString::fromUtf8(shell.out())};
+        return {true, textOf(shell.out())};
     return {false, failureText(shell, howItEnded(shell.status()))};
 }
 
