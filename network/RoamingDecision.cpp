@@ -19,6 +19,11 @@ bool leavesFloor(std::optional<int> bestDbm, int nowDbm, int floorDbm)
 
 } // namespace
 
+bool is5GHz(RoamReason reason)
+{
+    return reason == RoamReason::Margin5G || reason == RoamReason::Floor5G;
+}
+
 bool needsScan(int nowDbm, const RoamLimits& limits)
 {
     return nowDbm <= limits.startScanningDbm;

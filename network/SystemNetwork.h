@@ -11,6 +11,10 @@
 
 class QTimer;
 
+namespace ky {
+struct SupervisionState;
+}
+
 /// Administers the network of the host for the daemon: cards, Wi-Fi and roaming, profiles, wired
 /// addressing, hotspot, link supervision. The text of the host's own tools is the interface; there
 /// is no other channel.
@@ -274,6 +278,15 @@ protected:
     /// One look at the access points while associated: moves to a better one, or brings a lost
     /// connection back (64 s at most).
     void roamOnce();
+    /// Brings the stored Wi-Fi profile up again, unless another scan is under way (28 s).
+    void reconnectWifi();
+    /// The part of a cycle that probes, repairs and roams.
+    void workOnLink();
+    bool openByHostapd(const QString& ssid, const QString& passPhrase);
+    bool openByNetworkManager(const QString& ssid, const QString& passPhrase);
+    void closeHostapdInterface();
+    /// What the members say to the decisions of link supervision.
+    ky::SupervisionState supervisionState() const;
 
     qint64 requstHandle = 0; ///< request in progress
     int requstNumber = 0;

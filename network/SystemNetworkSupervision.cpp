@@ -1,13 +1,137 @@
+#include "host/HttpApi.h"
+#include "host/PublicClass.h"
+#include "network/NetworkLog.h"
+#include "network/NetworkSettings.h"
+#include "network/SupervisionDecision.h"
 #include "network/SystemNetwork.h"
 
 #include <QTimer>
 
+using namespace ky;
+
+namespace {
+
+constexpr char kDaemonIp[] = "127.0.0.1";
+constexpr int kDaemonPort = 19207;
+constexpr int kLinkLostType = 4802;
+constexpr int kLinkGoodType = 4803;
+constexpr int kFrameNumber = 123;
+
+QByteArray lostLinkJson(const QString& target)
+{
+    const QVariantMap message{
+        {QStringLiteral("msg"),
+         QStringLiteral("The network has been disconnected:%1").arg(target)}};
+    return PublicClass::init()->qVariantToByteArray(message, QJsonDocument::Compact);
+}
+
+void sendReport(SystemNetwork& network, LinkReport report, const QString& target)
+{
+    if (report == LinkReport::None)
+        return;
+    const bool isGood = report == LinkReport::Good;
+    emit network.sigWriteTcpClient(QLatin1String(kDaemonIp), kDaemonPort,
+                                   isGood ? kLinkGoodType : kLinkLostType, kFrameNumber,
+                                   isGood ? QByteArray() : lostLinkJson(target));
+}
+
+bool isUrlGood(const QString& url)
+{
+    if (!HttpApi::init()->getUrl(url))
+        return false;
+    KY_DEBUG << "[" << HttpApi::init()->getReq().toString() << "]";
+    return true;
+}
+
+} // namespace
+
+void SystemNetwork::initAutoConnect()
+{
+    _isDisableWirelessNetworkCard =
+        PublicClass::init()
+            ->readIni(QLatin1String(settings::kFile), QLatin1String(settings::kWirelessCardBanned))
+            .toBool();
+    KY_DEBUG << "[_wirelessCardName:" << _wirelessCardName
+             << "isDisabled:" << _isDisableWirelessNetworkCard << "]";
+    if (_isDisableWirelessNetworkCard)
+        setWirelessCardStatus(true, _wirelessCardName);
+    else if (getWirelessCardName(_wirelessCardName))
+        setAutoConnect(true);
+}
+
+void SystemNetwork::setAutoConnect(bool on)
+{
+    if (!on) {
+        if (isWatchingWanted(supervisionState()) || !_autoConnectSSIDTimer)
+            return;
+        disconnect(_autoConnectSSIDTimer, &QTimer::timeout, this,
+                   &SystemNetwork::slotAutoConnectEth1Ethernet);
+        _autoConnectSSIDTimer->stop();
+        return;
+    }
+    if (!PublicClass::init()->autoConnectEnabled)
+        return;
+    if (!_autoConnectSSIDTimer) {
+        _autoConnectSSIDTimer = new QTimer(this);
+        _autoConnectSSIDTimer->setSingleShot(true);
+    }
+    connect(_autoConnectSSIDTimer, &QTimer::timeout, this,
+            &SystemNetwork::slotAutoConnectEth1Ethernet, Qt::UniqueConnection);
+    KY_DEBUG << "[_autoConnectSSIDTimer->start" << _autoConnectWaitTime << "]";
+    _autoConnectSSIDTimer->stop();
+    startWaitTimer();
+}
+
 void SystemNetwork::startWaitTimer()
 {
-    _autoConnectSSIDTimer->start(_autoConnectWaitTime);
+    if (_autoConnectSSIDTimer) // none yet when the daemon calls the slot itself
+        _autoConnectSSIDTimer->start(_autoConnectWaitTime);
+}
+
+SupervisionState SystemNetwork::supervisionState() const
+{
+    SupervisionState state;
+    state.isRoamingEnabled = _isEnabledRoaming;
+    state.isCardDisabled = _isDisableWirelessNetworkCard;
+    state.isPaused = PublicClass::init()->autoConnectPaused;
+    state.method = _disconnectionMethod;
+    state.hasPingTarget = !_pingIp.isEmpty();
+    state.hasUrlTarget = !_pingUrl.isEmpty();
+    state.isReporting = _isDisconnectionSendError;
+    state.isRepairingByReset = _isResetWirelessNetworkCard;
+    return state;
 }
 
 void SystemNetwork::slotAutoConnectEth1Ethernet()
 {
+    const CycleRoad road = chooseRoad(supervisionState());
+    if (road == CycleRoad::Stop)
+        return;
+    if (road == CycleRoad::Watch)
+        sendReport(*this, reportOf(supervisionState(), pingIP(_pingIp)), _pingIp);
+    else if (road == CycleRoad::Work)
+        workOnLink();
     startWaitTimer();
+}
+
+void SystemNetwork::workOnLink()
+{
+    if (_wirelessUUID.isEmpty())
+        _wirelessUUID = getCurrentWifiUUid();
+    if (_wirelessUUID.isEmpty())
+        return; // no profile to restore
+
+    const SupervisionState state = supervisionState();
+    const Probe probe = chooseProbe(state);
+    AfterProbe next = AfterProbe::Roam;
+    if (probe != Probe::None) {
+        const bool isGood = probe == Probe::Url ? isUrlGood(_pingUrl) : pingIP(_pingIp);
+        const ProbeOutcome outcome = judgeProbe(state, isGood);
+        sendReport(*this, outcome.report, probe == Probe::Url ? _pingUrl : _pingIp);
+        next = outcome.next;
+    }
+    if (next == AfterProbe::Repair)
+        reconnectWifi();
+    else if (next == AfterProbe::Roam)
+        roamOnce();
 }

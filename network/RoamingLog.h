@@ -1,0 +1,16 @@
+#pragma once
+
+#include "network/RoamingDecision.h"
+#include "network/WpaScanOutput.h"
+
+#include <QStringList>
+
+namespace ky {
+
+/// What the log tells of a decision: one line for a move, up to two for staying.
+QStringList roamLogLines(RoamReason reason, const RoamLevels& levels, const RoamLimits& limits);
+
+/// Tells the log how many lines a scan table had; one of a single row is not told.
+void logScanTable(const ScanTable& table);
+
+} // namespace ky

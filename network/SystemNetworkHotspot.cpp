@@ -1,0 +1,137 @@
+#include "host/PublicClass.h"
+#include "network/DeviceTable.h"
+#include "network/HostCommands.h"
+#include "network/HostapdConf.h"
+#include "network/NetworkSettings.h"
+#include "network/SystemNetwork.h"
+#include "support/AtomicFile.h"
+#include "support/ShellLine.h"
+
+#include <QFile>
+
+using namespace ky;
+
+namespace {
+
+constexpr char kDelete[] = "sudo nmcli connection delete %1 ";
+constexpr char kOpen[] = "nmcli device wifi hotspot ifname %1 con-name %2 ssid '%3' password '%4' ";
+constexpr char kAutoconnect[] = "nmcli connection modify %1 connection.autoconnect yes";
+constexpr char kClose[] = "sudo nmcli connection delete MyHostspot";
+constexpr char kStartHostapd[] = "sudo hostapd %1 &";
+constexpr char kInterfaceDown[] = "sudo ifconfig %1 down";
+constexpr int kLimitMs = 20000;
+
+constexpr char kConnection[] = "MyHostspot";
+constexpr char kHostapdInterface[] = "wlsp1s1";
+constexpr int kHostapdBoard = 6;
+
+bool runsHostapd()
+{
+    return PublicClass::init()->hardwareType == kHostapdBoard;
+}
+
+QString hostapdConfPath()
+{
+    return QStringLiteral("%1/appInfo/backupFile/hostapd.conf")
+        .arg(PublicClass::init()->applicationDir);
+}
+
+/// Puts SSID and pass phrase into the file, or tells why not.
+bool writeHostapdConf(const QString& path, const QString& ssid, const QString& passPhrase,
+                      QString* error)
+{
+    if (!fitsHostapdConf(ssid) || !fitsHostapdConf(passPhrase)) {
+        *error = QStringLiteral("hotspot settings [%1]: line end within a value").arg(path);
+        return false;
+    }
+    QFile file(path);
+    if (!file.open(QIODevice::ReadWrite)) {
+        *error = QStringLiteral("Open faile[%1]:%2").arg(path, file.errorString());
+        return false;
+    }
+    const QByteArray text = rewrittenHostapdConf(file.readAll(), ssid, passPhrase);
+    file.close();
+    return replaceFile(path, text, error);
+}
+
+} // namespace
+
+bool SystemNetwork::startHotspot(const QVariantMap& request)
+{
+    const QString ssid = request.value(QStringLiteral("ssid")).toString();
+    const QString passPhrase = request.value(QStringLiteral("passwd")).toString();
+    const bool isOpen = runsHostapd() ? openByHostapd(ssid, passPhrase)
+                                      : openByNetworkManager(ssid, passPhrase);
+    if (!isOpen)
+        return false;
+    storeSetting(settings::kHotspotSsid, ssid);
+    storeSetting(settings::kHotspotPassword, passPhrase);
+    storeSetting(settings::kHotspotRunning, true);
+    return true;
+}
+
+bool SystemNetwork::openByHostapd(const QString& ssid, const QString& passPhrase)
+{
+    if (isNetworkInterfaceFlag(QLatin1String(kHostapdInterface), QNetworkInterface::IsRunning)) {
+        setLastError(tr("The hotspot has been activated"));
+        return false;
+    }
+    const QString path = hostapdConfPath();
+    QString error;
+    if (!writeHostapdConf(path, ssid, passPhrase, &error)) {
+        setLastError(error);
+        return false;
+    }
+    return runOnHost(*this, shellLine(kStartHostapd, path), kLimitMs);
+}
+
+bool SystemNetwork::openByNetworkManager(const QString& ssid, const QString& passPhrase)
+{
+    // Without such a profile the deletion fails, and with it the start: there is no reason left.
+    QString output;
+    if (!PublicClass::init()->processCmd(shellLine(kDelete, kConnection), output, kLimitMs, true))
+        return false;
+    return runForSuccessWords(
+               *this, shellLine(kOpen, _wirelessCardName, kConnection, ssid, passPhrase), kLimitMs)
+           && runOnHost(*this, shellLine(kAutoconnect, kConnection), kLimitMs);
+}
+
+bool SystemNetwork::stopHotspot()
+{
+    if (runsHostapd()) {
+        closeHostapdInterface();
+        return false; // on this board callers look at the interface
+    }
+    if (!runForSuccessWords(*this, QLatin1String(kClose), kLimitMs))
+        return false;
+    storeSetting(settings::kHotspotRunning, false);
+    return true;
+}
+
+void SystemNetwork::closeHostapdInterface()
+{
+    const QString name = QLatin1String(kHostapdInterface);
+    if (!isNetworkInterfaceFlag(name, QNetworkInterface::IsUp)) {
+        setLastError(tr("Hotspot not turned on"));
+        return;
+    }
+    QString output; // of a command that ran: a failed one leaves no reason
+    if (PublicClass::init()->processCmd(shellLine(kInterfaceDown, name), output, kLimitMs, true))
+        setLastError(output);
+}
+
+bool SystemNetwork::fixHotspot()
+{
+    const auto stored = [](const char* key) {
+        return PublicClass::init()->readIni(QLatin1String(settings::kFile), QLatin1String(key));
+    };
+    return startHotspot({{QStringLiteral("ssid"), stored(settings::kHotspotSsid).toString()},
+                         {QStringLiteral("passwd"), stored(settings::kHotspotPassword).toString()}});
+}
+
+// Never true for a real table: all keys of a device hold one text, see parseDeviceTable().
+bool SystemNetwork::isHostspot()
+{
+    QList<QVariantMap> devices;
+    return getConnectedStatus(devices) && holdsConnectedHotspot(devices);
+}

@@ -1,0 +1,101 @@
+#include "host/PublicClass.h"
+#include "network/HostCommands.h"
+#include "network/NetworkLog.h"
+#include "network/NetworkSettings.h"
+#include "network/RoamingLog.h"
+#include "network/SystemNetwork.h"
+#include "network/WpaScanOutput.h"
+#include "support/ShellLine.h"
+
+using namespace ky;
+
+namespace {
+
+constexpr char kScan[] = "sudo wpa_cli -i %1 scan";
+constexpr char kScanResult[] = "sudo wpa_cli -i %1 scan_result";
+constexpr char kStatus[] = "sudo wpa_cli -i %1 status";
+constexpr int kWpaLimitMs = 20000;
+constexpr int kApListLimitMs = 6000;
+constexpr int kInUse = 1;
+constexpr int kNotInUse = -1;
+
+QVariantMap apListEntry(const AccessPoint& accessPoint, const QString& currentBssid)
+{
+    const bool isInUse = accessPoint.bssid == currentBssid;
+    return {{QStringLiteral("status"), isInUse ? kInUse : kNotInUse},
+            {QStringLiteral("ssid"), accessPoint.ssid},
+            {QStringLiteral("mac"), accessPoint.bssid},
+            {QStringLiteral("frequency"), accessPoint.frequency},
+            {QStringLiteral("signal"), accessPoint.rssi}};
+}
+
+QVariantList displayList(const ScanTable& table)
+{
+    QVariantList list;
+    for (const AccessPoint& accessPoint : table.rows) {
+        QVariantMap record = accessPointRecord(accessPoint);
+        if (table.isSingleRow) { // displays know this row by what it lacks
+            record.remove(QStringLiteral("bssid"));
+            record.remove(QStringLiteral("frequency"));
+        }
+        list.append(record);
+    }
+    return list;
+}
+
+} // namespace
+
+QVariantList SystemNetwork::getApList()
+{
+    QVariantMap link;
+    if (!getIwconfig(_wirelessCardName, link))
+        return {};
+    QString output;
+    if (!runOnHost(*this, shellLine(kScan, _wirelessCardName), kWpaLimitMs)
+        || !runOnHost(*this, shellLine(kScanResult, _wirelessCardName), kApListLimitMs, output))
+        return {};
+
+    const QString ssid = link.value(QStringLiteral("ssid")).toString();
+    const QString bssid = link.value(QStringLiteral("bssid")).toString();
+    QVariantList list;
+    const ScanTable table = parseScanTable(output);
+    logScanTable(table);
+    for (const AccessPoint& accessPoint : table.rows) {
+        if (accessPoint.ssid == ssid)
+            list.append(apListEntry(accessPoint, bssid));
+    }
+    return list;
+}
+
+QVariantMap SystemNetwork::getCurrentWifiStatus(const QString& card)
+{
+    QString output;
+    if (!runOnHost(*this, shellLine(kStatus, card), kWpaLimitMs, output))
+        return {};
+    return parseWpaStatus(output);
+}
+
+bool SystemNetwork::getWinApiWifiList(QVariantMap& result)
+{
+    QString name;
+    if (!getWirelessCardName(name))
+        return false;
+    _wirelessCardName = name;
+    KY_DEBUG << "[_wirelessCardName:" << _wirelessCardName;
+    storeSetting(settings::kWirelessCardName, _wirelessCardName);
+    QString output;
+    if (!runOnHost(*this, shellLine(kScan, name), kWpaLimitMs)
+        || !runOnHost(*this, shellLine(kScanResult, name), kWpaLimitMs, output))
+        return false;
+
+    const ScanTable table = parseScanTable(output);
+    logScanTable(table);
+    QString& wifiSsid = PublicClass::init()->wifiSsid;
+    wifiSsid.clear();
+    const QVariantMap status = getCurrentWifiStatus(name);
+    wifiSsid = status.value(QStringLiteral("current_wifi")).toString();
+    result.insert(QStringLiteral("current_wifi"), wifiSsid);
+    result.insert(QStringLiteral("wifi_list"), displayList(table));
+    result.insert(QStringLiteral("wifiStatus"), status);
+    return true;
+}

@@ -1,0 +1,83 @@
+#include "network/WiredCards.h"
+
+#include <QNetworkInterface>
+
+namespace ky {
+
+namespace {
+
+constexpr char kInternalIp[] = "192.168.192.5";
+constexpr char kInternalMask[] = "255.255.255.0";
+constexpr char kInternalGateway[] = "192.168.192.1";
+constexpr int kWiredType = 0;
+constexpr int kWirelessType = 1;
+
+bool hasInternalAddress(const QVariantMap& record)
+{
+    return record.value(QStringLiteral("ip")).toString() == QLatin1String(kInternalIp);
+}
+
+QString nameOf(const QVariantMap& record)
+{
+    return record.value(QStringLiteral("name")).toString();
+}
+
+int cardType(const QString& name, const QString& wirelessCardName)
+{
+    const bool isWireless =
+        name == wirelessCardName
+        || QNetworkInterface::interfaceFromName(name).type() == QNetworkInterface::Wifi;
+    return isWireless ? kWirelessType : kWiredType;
+}
+
+} // namespace
+
+std::optional<WiredCard> findInternalCard(const QMap<QString, QVariantMap>& cardsByMac)
+{
+    for (auto card = cardsByMac.begin(); card != cardsByMac.end(); ++card) {
+        if (hasInternalAddress(*card))
+            return WiredCard{nameOf(*card), card.key()};
+    }
+    return std::nullopt;
+}
+
+std::optional<WiredCard> storedInternalCard(const QVariantList& records)
+{
+    WiredCard internal;
+    for (const QVariant& entry : records) {
+        const QVariantMap record = entry.toMap();
+        if (!hasInternalAddress(record))
+            continue;
+        internal = {nameOf(record), record.value(QStringLiteral("mac")).toString()};
+        if (internal.name.isEmpty() || internal.mac.isEmpty())
+            return std::nullopt;
+    }
+    return internal;
+}
+
+QVariantList wiredCardRecords(const QMap<QString, QVariantMap>& cardsByMac,
+                              const QString& wirelessCardName)
+{
+    QVariantList records;
+    for (auto card = cardsByMac.begin(); card != cardsByMac.end(); ++card) {
+        const int type = cardType(nameOf(*card), wirelessCardName);
+        if (type != kWiredType)
+            continue;
+        QVariantMap record = *card;
+        record.insert(QStringLiteral("mac"), card.key());
+        record.insert(QStringLiteral("networkCardType"), type);
+        records.append(record);
+    }
+    return records;
+}
+
+QVariantMap internalAddressRequest(const QString& cardName)
+{
+    return {{QStringLiteral("name"), cardName},
+            {QStringLiteral("ip"), QLatin1String(kInternalIp)},
+            {QStringLiteral("mask"), QLatin1String(kInternalMask)},
+            {QStringLiteral("gateway"), QLatin1String(kInternalGateway)},
+            {QStringLiteral("dhcp"), false}};
+}
+
+} // namespace ky
