@@ -30,7 +30,8 @@ enum class RoamReason
     Stay
 };
 
-/// Whether the rule moves to the best of 5 GHz; of the others, all but Stay move to that of 2.4 GHz.
+/// Whether the rule moves to the best of 5 GHz; of the others, all but Stay move to that of 2.4
+/// GHz.
 bool is5GHz(RoamReason reason);
 
 /// Whether a link at this level looks for a better access point.

@@ -5,6 +5,7 @@
 #include "network/InterfaceText.h"
 #include "network/NetworkLog.h"
 #include "network/NetworkSettings.h"
+#include "network/SupervisionDecision.h"
 #include "support/ShellLine.h"
 
 #include <QSettings>
@@ -51,6 +52,7 @@ SystemNetwork::SystemNetwork(QObject* parent)
 {
     qRegisterMetaType<uint16_t>("uint16_t"); // for queued connections to sigChangedText
     if (PublicClass::init()->hardwareType >= 0) {
+        checkDHCP();
         {
             const QSettings settings(QLatin1String(settings::kFile), QSettings::IniFormat);
             _wirelessCardName = textOr(setting(settings, settings::kWirelessCardName), "wlp1s0");
@@ -58,6 +60,8 @@ SystemNetwork::SystemNetwork(QObject* parent)
                 setting(settings, settings::kWirelessCardBanned).toBool();
             _aLXB10NetworkCardName = textOr(setting(settings, settings::kWiredCardName), "eth0");
         }
+        prepareWirelessCard();
+        prepareWiredAddress();
         resetAPSetting();
         const QSettings settings(QLatin1String(settings::kFile), QSettings::IniFormat);
         _hmiIp = setting(settings, settings::kHmiIp).toString();
@@ -163,4 +167,8 @@ void SystemNetwork::resetAPSetting()
     KY_DEBUG << "_isResetWirelessNetworkCard:" << _isResetWirelessNetworkCard;
     KY_DEBUG << "disableIpv6:" << disableIpv6;
     KY_DEBUG << "=====================";
+
+    // The one configuration in which supervision starts from settings alone.
+    if (isWatchingWanted(supervisionState()))
+        setAutoConnect(true);
 }

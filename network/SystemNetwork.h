@@ -12,8 +12,9 @@
 class QTimer;
 
 namespace ky {
+struct Addressing;
 struct SupervisionState;
-}
+} // namespace ky
 
 /// Administers the network of the host for the daemon: cards, Wi-Fi and roaming, profiles, wired
 /// addressing, hotspot, link supervision. The text of the host's own tools is the interface; there
@@ -282,6 +283,13 @@ protected:
     void reconnectWifi();
     /// The part of a cycle that probes, repairs and roams.
     void workOnLink();
+    /// The state that the settings demand of the wireless card, at start.
+    void prepareWirelessCard();
+    /// The same of the wired address.
+    void prepareWiredAddress();
+    bool applyWifiAddress(const QString& card, const QString& uuid,
+                          const ky::Addressing& addressing);
+    bool applySsidAddress(const QString& ssid, const ky::Addressing& addressing);
     bool openByHostapd(const QString& ssid, const QString& passPhrase);
     bool openByNetworkManager(const QString& ssid, const QString& passPhrase);
     void closeHostapdInterface();

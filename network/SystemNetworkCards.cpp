@@ -47,8 +47,7 @@ bool switchByScript(SystemNetwork& network, const char* lineTemplate, const char
 {
     QString output;
     const QString script = PublicClass::init()->halShPath;
-    const bool hasRun =
-        runOnHost(network, shellLine(lineTemplate, script, card), kLimitMs, output);
+    const bool hasRun = runOnHost(network, shellLine(lineTemplate, script, card), kLimitMs, output);
     KY_DEBUG << logWord << output;
     return hasRun;
 }
@@ -66,8 +65,8 @@ bool switchOff(SystemNetwork& network, const QString& card)
 
 bool switchOn(SystemNetwork& network, const QString& card)
 {
-    return runOnHost(network, shellLine(kCardUp, card), kLimitMs)
-           && runOnHost(network, QLatin1String(kRestartService), kLimitMs);
+    return runOnHost(network, shellLine(kCardUp, card), kLimitMs) &&
+           runOnHost(network, QLatin1String(kRestartService), kLimitMs);
 }
 
 } // namespace

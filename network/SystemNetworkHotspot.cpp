@@ -60,8 +60,8 @@ bool SystemNetwork::startHotspot(const QVariantMap& request)
 {
     const QString ssid = request.value(QStringLiteral("ssid")).toString();
     const QString passPhrase = request.value(QStringLiteral("passwd")).toString();
-    const bool isOpen = runsHostapd() ? openByHostapd(ssid, passPhrase)
-                                      : openByNetworkManager(ssid, passPhrase);
+    const bool isOpen =
+        runsHostapd() ? openByHostapd(ssid, passPhrase) : openByNetworkManager(ssid, passPhrase);
     if (!isOpen)
         return false;
     storeSetting(settings::kHotspotSsid, ssid);
@@ -91,9 +91,10 @@ bool SystemNetwork::openByNetworkManager(const QString& ssid, const QString& pas
     QString output;
     if (!PublicClass::init()->processCmd(shellLine(kDelete, kConnection), output, kLimitMs, true))
         return false;
-    return runForSuccessWords(
-               *this, shellLine(kOpen, _wirelessCardName, kConnection, ssid, passPhrase), kLimitMs)
-           && runOnHost(*this, shellLine(kAutoconnect, kConnection), kLimitMs);
+    return runForSuccessWords(*this,
+                              shellLine(kOpen, _wirelessCardName, kConnection, ssid, passPhrase),
+                              kLimitMs) &&
+           runOnHost(*this, shellLine(kAutoconnect, kConnection), kLimitMs);
 }
 
 bool SystemNetwork::stopHotspot()
@@ -125,8 +126,9 @@ bool SystemNetwork::fixHotspot()
     const auto stored = [](const char* key) {
         return PublicClass::init()->readIni(QLatin1String(settings::kFile), QLatin1String(key));
     };
-    return startHotspot({{QStringLiteral("ssid"), stored(settings::kHotspotSsid).toString()},
-                         {QStringLiteral("passwd"), stored(settings::kHotspotPassword).toString()}});
+    return startHotspot(
+        {{QStringLiteral("ssid"), stored(settings::kHotspotSsid).toString()},
+         {QStringLiteral("passwd"), stored(settings::kHotspotPassword).toString()}});
 }
 
 // Never true for a real table: all keys of a device hold one text, see parseDeviceTable().

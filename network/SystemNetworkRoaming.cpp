@@ -35,8 +35,8 @@ void logCurrentAp(const QString& bssid, int signalDbm)
 bool startScan(const QString& card)
 {
     QString output;
-    return PublicClass::init()->processCmd(shellLine(kScan, card), output, kWpaLimitMs, true)
-           && !isScanBusy(output);
+    return PublicClass::init()->processCmd(shellLine(kScan, card), output, kWpaLimitMs, true) &&
+           !isScanBusy(output);
 }
 
 /// The candidates for a link, told to the log together with the link itself.
@@ -67,8 +67,8 @@ std::optional<int> levelOf(const std::optional<AccessPoint>& accessPoint)
 bool SystemNetwork::getIwconfig(const QString& card, QVariantMap& map)
 {
     if (card.isEmpty()) {
-        setLastError(QStringLiteral(
-            "The name of the device to query the network connection is empty"));
+        setLastError(
+            QStringLiteral("The name of the device to query the network connection is empty"));
         return false;
     }
     QString output;
@@ -116,9 +116,9 @@ void SystemNetwork::roamOnce()
 
     const ScanTable table = parseScanTable(output);
     logScanTable(table);
-    const BandLists candidates = candidatesOf(
-        table.rows, link.value(QStringLiteral("ssid")).toString(),
-        link.value(QStringLiteral("bssid")).toString(), nowDbm);
+    const BandLists candidates =
+        candidatesOf(table.rows, link.value(QStringLiteral("ssid")).toString(),
+                     link.value(QStringLiteral("bssid")).toString(), nowDbm);
     const std::optional<AccessPoint> best5G = candidates.fiveGhz.strongest();
     const std::optional<AccessPoint> best24G = candidates.twoFourGhz.strongest();
     const RoamLevels levels{nowDbm, levelOf(best5G), levelOf(best24G)};

@@ -19,9 +19,8 @@ constexpr int kFrameNumber = 123;
 
 QByteArray lostLinkJson(const QString& target)
 {
-    const QVariantMap message{
-        {QStringLiteral("msg"),
-         QStringLiteral("The network has been disconnected:%1").arg(target)}};
+    const QVariantMap message{{QStringLiteral("msg"),
+                               QStringLiteral("The network has been disconnected:%1").arg(target)}};
     return PublicClass::init()->qVariantToByteArray(message, QJsonDocument::Compact);
 }
 

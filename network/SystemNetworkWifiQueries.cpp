@@ -51,8 +51,8 @@ QVariantList SystemNetwork::getApList()
     if (!getIwconfig(_wirelessCardName, link))
         return {};
     QString output;
-    if (!runOnHost(*this, shellLine(kScan, _wirelessCardName), kWpaLimitMs)
-        || !runOnHost(*this, shellLine(kScanResult, _wirelessCardName), kApListLimitMs, output))
+    if (!runOnHost(*this, shellLine(kScan, _wirelessCardName), kWpaLimitMs) ||
+        !runOnHost(*this, shellLine(kScanResult, _wirelessCardName), kApListLimitMs, output))
         return {};
 
     const QString ssid = link.value(QStringLiteral("ssid")).toString();
@@ -84,8 +84,8 @@ bool SystemNetwork::getWinApiWifiList(QVariantMap& result)
     KY_DEBUG << "[_wirelessCardName:" << _wirelessCardName;
     storeSetting(settings::kWirelessCardName, _wirelessCardName);
     QString output;
-    if (!runOnHost(*this, shellLine(kScan, name), kWpaLimitMs)
-        || !runOnHost(*this, shellLine(kScanResult, name), kWpaLimitMs, output))
+    if (!runOnHost(*this, shellLine(kScan, name), kWpaLimitMs) ||
+        !runOnHost(*this, shellLine(kScanResult, name), kWpaLimitMs, output))
         return false;
 
     const ScanTable table = parseScanTable(output);

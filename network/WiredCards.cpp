@@ -1,12 +1,13 @@
 #include "network/WiredCards.h"
 
+#include "network/CardAddresses.h"
+
 #include <QNetworkInterface>
 
 namespace ky {
 
 namespace {
 
-constexpr char kInternalIp[] = "192.168.192.5";
 constexpr char kInternalMask[] = "255.255.255.0";
 constexpr char kInternalGateway[] = "192.168.192.1";
 constexpr int kWiredType = 0;
@@ -14,7 +15,7 @@ constexpr int kWirelessType = 1;
 
 bool hasInternalAddress(const QVariantMap& record)
 {
-    return record.value(QStringLiteral("ip")).toString() == QLatin1String(kInternalIp);
+    return record.value(QStringLiteral("ip")).toString() == QLatin1String(kInternalAddress);
 }
 
 QString nameOf(const QVariantMap& record)
@@ -25,8 +26,8 @@ QString nameOf(const QVariantMap& record)
 int cardType(const QString& name, const QString& wirelessCardName)
 {
     const bool isWireless =
-        name == wirelessCardName
-        || QNetworkInterface::interfaceFromName(name).type() == QNetworkInterface::Wifi;
+        name == wirelessCardName ||
+        QNetworkInterface::interfaceFromName(name).type() == QNetworkInterface::Wifi;
     return isWireless ? kWirelessType : kWiredType;
 }
 
@@ -74,7 +75,7 @@ QVariantList wiredCardRecords(const QMap<QString, QVariantMap>& cardsByMac,
 QVariantMap internalAddressRequest(const QString& cardName)
 {
     return {{QStringLiteral("name"), cardName},
-            {QStringLiteral("ip"), QLatin1String(kInternalIp)},
+            {QStringLiteral("ip"), QLatin1String(kInternalAddress)},
             {QStringLiteral("mask"), QLatin1String(kInternalMask)},
             {QStringLiteral("gateway"), QLatin1String(kInternalGateway)},
             {QStringLiteral("dhcp"), false}};

@@ -1,0 +1,175 @@
+#include "network/WifiScanThread.h"
+
+#include "host/PublicClass.h"
+#include "network/AccessPoint.h"
+#include "network/FixedScanTable.h"
+#include "network/IwOutput.h"
+#include "network/NetworkLog.h"
+#include "network/ScanThreadDecision.h"
+#include "network/SsidEscapes.h"
+#include "network/WpaScanOutput.h"
+#include "support/ShellLine.h"
+
+#include <QFile>
+#include <QMutexLocker>
+
+using namespace ky;
+
+namespace {
+
+constexpr char kRoam[] = "sudo wpa_cli -i %1 roam '%2' ";
+constexpr int kRoamLimitMs = 20000;
+constexpr char kLinkFile[] = "1.txt";
+
+IwconfigState readLink()
+{
+    QFile file(QString::fromLatin1(kLinkFile));
+    file.open(QIODevice::ReadOnly); // a missing file is an empty one
+    const QByteArray content = file.isOpen() ? file.readAll() : QByteArray();
+    return parseIwconfig(QString::fromUtf8(content.constData())); // up to the first zero
+}
+
+std::optional<int> levelOf(const std::optional<AccessPoint>& accessPoint)
+{
+    if (!accessPoint)
+        return std::nullopt;
+    return accessPoint->signalDbm();
+}
+
+/// What the log tells of a move; empty for staying.
+QString moveLine(ScanThreadMove move, const ScanThreadInput& input)
+{
+    const int best5G = input.best5GDbm.value_or(0);
+    const int best24G = input.best24GDbm.value_or(0);
+    const QString switchText = QStringLiteral("Switch AP:[%1>%2(%3)]");
+    switch (move) {
+    case ScanThreadMove::Switch5G:
+        return switchText.arg(best5G).arg(input.nowDbm).arg(input.switchingDb);
+    case ScanThreadMove::Switch24G:
+        return switchText.arg(best24G).arg(input.nowDbm).arg(input.switchingDb);
+    case ScanThreadMove::AutoSwitch5G:
+        return QStringLiteral("Auto Switch AP:[%1>%2]").arg(best5G).arg(input.nowDbm);
+    case ScanThreadMove::ReportOnly24G: // the marker %3 is its own, and is filled as the second
+        return QStringLiteral("Not Switch AP:[CurrentRssi:%1 Max2.4GRssi:%3]")
+            .arg(input.nowDbm)
+            .arg(best24G);
+    case ScanThreadMove::Stay:
+        break;
+    }
+    return {};
+}
+
+bool movesTo5G(ScanThreadMove move)
+{
+    return move == ScanThreadMove::Switch5G || move == ScanThreadMove::AutoSwitch5G;
+}
+
+} // namespace
+
+struct WifiScanThread::Parameters
+{
+    int queryTimeMs = 0;
+    bool isOnlyTo5G = false;
+    int startScanningDbm = 0;
+    int switchingDb = 0;
+    int autoSwitchDbm = 0;
+    QString card;
+};
+
+WifiScanThread::WifiScanThread(QObject* parent)
+    : BaseThread(parent)
+{}
+
+WifiScanThread::~WifiScanThread()
+{
+    KY_DEBUG << "end";
+    setNeedStop(true);
+    stopThread();
+}
+
+void WifiScanThread::init(const QVariantMap& config)
+{
+    const auto value = [&](const char* key) { return config.value(QLatin1String(key)); };
+    const QMutexLocker locker(&parameterMutex);
+    queryTime = value("queryTime").toInt();
+    isSwitchOnlyTo5G = value("isSwitchOnlyTo5G").toBool();
+    startScanningSignal = value("startScanningSignal").toInt();
+    autoSwitchBestAPSignal = value("autoSwitchBestAPSignal").toInt();
+    switchingSignal = value("switchingSignal").toInt();
+    wirelessCardName = value("wirelessCardName").toString();
+}
+
+WifiScanThread::Parameters WifiScanThread::parameters()
+{
+    const QMutexLocker locker(&parameterMutex);
+    return {queryTime,       isSwitchOnlyTo5G,       startScanningSignal,
+            switchingSignal, autoSwitchBestAPSignal, wirelessCardName};
+}
+
+bool WifiScanThread::switchAP(const QString& bssid)
+{
+    return switchAP(parameters().card, bssid);
+}
+
+bool WifiScanThread::switchAP(const QString& card, const QString& bssid)
+{
+    KY_DEBUG << "Switch AP:" << bssid;
+    QString output;
+    return PublicClass::init()->processCmd(shellLine(kRoam, card, bssid), output, kRoamLimitMs,
+                                           true);
+}
+
+QString WifiScanThread::hexStringToStr(const QString& text)
+{
+    return decodeSsidEscapes(text);
+}
+
+void WifiScanThread::run()
+{
+    setResult(0);
+    const Parameters current = parameters();
+    // The sense of the flag is what it is: a thread that nobody has asked to stop makes one cycle,
+    // one that is asked to stop goes on.
+    do {
+        QThread::msleep(static_cast<unsigned long>(qMax(0, current.queryTimeMs)));
+    } while (runCycle(current) && isNeedStop());
+}
+
+// The step of SystemNetwork that looks like this one differs on purpose in defaults and signs.
+bool WifiScanThread::runCycle(const Parameters& parameters)
+{
+    const IwconfigState link = readLink();
+    KY_DEBUG << "qualityValue:" << link.qualityValue << "qualityMax:" << link.qualityMax
+             << "signalLevel:" << link.signalDbm << "frequenc:" << link.frequencyMhz
+             << "ssid:" << link.ssid << "bssid:" << link.bssid;
+    if (parameters.startScanningDbm < link.signalDbm)
+        return false;
+
+    BandLists lists;
+    const QVector<AccessPoint> seen = parseScanTable(QLatin1String(kFixedScanTable)).rows;
+    for (int i = 0; i < seen.size(); ++i) {
+        const AccessPoint& accessPoint = seen.at(i);
+        if (!isRoamTarget(accessPoint, link.ssid, link.bssid))
+            continue;
+        lists.add(accessPoint);
+        KY_DEBUG << "i:" << i << "tempSSID:" << accessPoint.ssid << accessPoint.rssi
+                 << accessPoint.frequency << accessPoint.bssid;
+    }
+    KY_DEBUG << "5GAPList.size:" << lists.fiveGhz.size();
+    KY_DEBUG << "24GAPList.size:" << lists.twoFourGhz.size();
+    const std::optional<AccessPoint> best5G = lists.fiveGhz.strongest();
+    const std::optional<AccessPoint> best24G = lists.twoFourGhz.strongest();
+
+    const ScanThreadInput input{link.signalDbm,         levelOf(best5G),
+                                levelOf(best24G),       parameters.isOnlyTo5G,
+                                parameters.switchingDb, parameters.autoSwitchDbm};
+    const ScanThreadDecision decision = decideScanThread(input);
+    const QString line = moveLine(decision.move, input);
+    if (!line.isEmpty())
+        KY_DEBUG << line;
+    if (movesTo5G(decision.move))
+        switchAP(parameters.card, best5G->bssid);
+    else if (decision.move == ScanThreadMove::Switch24G)
+        switchAP(parameters.card, best24G->bssid);
+    return decision.asksToRepeat;
+}
