@@ -74,6 +74,43 @@ private:
     QtMessageHandler _before;
 };
 
+class OpenServer : public HCTcpServer
+{
+public:
+    OpenServer()
+        : HCTcpServer(nullptr)
+    {}
+    using HCTcpServer::incomingConnection;
+};
+
+bool isClosedSoon(qintptr handle)
+{
+    const QDeadlineTimer limit(5000);
+    while (fcntl(int(handle), F_GETFD) != -1 && !limit.hasExpired())
+        std::this_thread::yield();
+    return fcntl(int(handle), F_GETFD) == -1;
+}
+
+/// Connects the client to a listener of its own and moves the accepted end to `number`.
+void giveNumberTo(RawClient& client, int number)
+{
+    const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    bind(listener, reinterpret_cast<sockaddr*>(&address), size);
+    listen(listener, 1);
+    getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size);
+    client.connectTo(ntohs(address.sin_port));
+    const int accepted = accept(listener, nullptr, nullptr);
+    if (accepted != number) {
+        dup2(accepted, number);
+        close(accepted);
+    }
+    close(listener);
+}
+
 QVector<qintptr> seenHandles(const RelayRecorder& relay)
 {
     QVector<qintptr> handles;
@@ -225,9 +262,7 @@ void tst_HCTcpServer::sendToAPeerWhoseEndIsStillQueuedIsTaken()
 
     client.reset();
     // The socket's own thread closes the descriptor; this thread has served no event meanwhile.
-    QDeadlineTimer limit(5000);
-    while (fcntl(int(handle), F_GETFD) != -1 && !limit.hasExpired())
-        std::this_thread::yield();
+    QVERIFY(isClosedSoon(handle));
     const bool isTaken = server.sendDataToClient(handle, "late");
     QTRY_VERIFY(!server.sendDataToClient(handle, "later"));
 
@@ -410,28 +445,26 @@ void tst_HCTcpServer::destructorUnderLoadLeavesNoThread()
 void tst_HCTcpServer::closedNumberServesTheNextClient()
 {
     RelayRecorder relay;
-    HCTcpServer server(nullptr);
+    OpenServer server;
     server.setRelayObject(&relay);
     QVERIFY(server.startListen(0));
-    auto first = std::make_unique<RawClient>();
-    QVERIFY(first->connectTo(server.serverPort()));
-    first->send(buildFrame(2000, 1, {}, {}));
+    RawClient first;
+    QVERIFY(first.connectTo(server.serverPort()));
+    first.send(buildFrame(2000, 1, {}, {}));
     QTRY_COMPARE(relay.requests.size(), size_t(1));
     const qintptr handle = relay.requests[0].handle;
 
-    // The second client waits in the backlog when the first one's number is closed; the end of
-    // the first is still queued when the kernel gives its number away.
-    first->reset();
-    QDeadlineTimer limit(5000);
-    while (fcntl(int(handle), F_GETFD) != -1 && !limit.hasExpired())
-        std::this_thread::yield();
+    first.reset();
+    QVERIFY(isClosedSoon(handle));
+    // The end of the first connection is queued; its number now serves another connection.
     RawClient second;
-    QVERIFY(second.connectTo(server.serverPort()));
+    giveNumberTo(second, int(handle));
+    server.incomingConnection(handle);
     second.send(buildFrame(2000, 2, {}, {}));
     QTRY_COMPARE(relay.requests.size(), size_t(2));
-    QTest::qWait(50);
+    QCoreApplication::processEvents();
 
-    server.sendDataToClient(relay.requests[1].handle, buildFrame(12000, 2, {}, "two"));
+    QVERIFY(server.sendDataToClient(handle, buildFrame(12000, 2, {}, "two")));
     QCOMPARE(second.receiveFrame(), buildFrame(12000, 2, {}, "two"));
 }
 
