@@ -91,10 +91,18 @@ bool isClosedSoon(qintptr handle)
     return fcntl(int(handle), F_GETFD) == -1;
 }
 
+/// A number far from those that the test is about.
+int moveAway(int fd)
+{
+    const int moved = fcntl(fd, F_DUPFD_CLOEXEC, 500);
+    close(fd);
+    return moved;
+}
+
 /// Connects the client to a listener of its own and moves the accepted end to `number`.
 void giveNumberTo(RawClient& client, int number)
 {
-    const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const int listener = moveAway(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
     sockaddr_in address = {};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
@@ -103,11 +111,9 @@ void giveNumberTo(RawClient& client, int number)
     listen(listener, 1);
     getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size);
     client.connectTo(ntohs(address.sin_port));
-    const int accepted = accept(listener, nullptr, nullptr);
-    if (accepted != number) {
-        dup2(accepted, number);
-        close(accepted);
-    }
+    const int accepted = moveAway(accept(listener, nullptr, nullptr));
+    QCOMPARE(dup2(accepted, number), number);
+    close(accepted);
     close(listener);
 }
 
@@ -459,6 +465,7 @@ void tst_HCTcpServer::closedNumberServesTheNextClient()
     // The end of the first connection is queued; its number now serves another connection.
     RawClient second;
     giveNumberTo(second, int(handle));
+    QVERIFY(fcntl(int(handle), F_GETFD) != -1);
     server.incomingConnection(handle);
     second.send(buildFrame(2000, 2, {}, {}));
     QTRY_COMPARE(relay.requests.size(), size_t(2));
