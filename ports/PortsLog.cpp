@@ -1,0 +1,3 @@
+#include "ports/PortsLog.h"
+
+Q_LOGGING_CATEGORY(kyPortsLog, "ky.ports")

@@ -1,0 +1,9 @@
+#pragma once
+
+#include "support/Log.h"
+
+Q_DECLARE_LOGGING_CATEGORY(kyPortsLog) // QT_LOGGING_RULES="ky.ports.debug=true"
+
+#define KY_DEBUG KY_LOG_DEBUG(kyPortsLog)
+#define KY_INFO KY_LOG_INFO(kyPortsLog)
+#define KY_WARNING KY_LOG_WARNING(kyPortsLog)

@@ -1,0 +1,560 @@
+#include "ports/CanDevice.h"
+
+#include "LogTap.h"
+#include "canbus/CanBus.h"
+
+#include <QThread>
+#include <QtTest>
+
+#include <csignal>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+class tst_CanDevice : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+
+    void kernelWithoutCanIsASocketError();
+    void emptyMapFailsButClosesAnOpenSocket();
+    void descriptorZeroCountsAsNotOpen();
+    void opensInterfaceByName();
+    void openingAgainClosesTheFirstSocket();
+    void unknownInterfaceIsAnIoctlError_data();
+    void unknownInterfaceIsAnIoctlError();
+    void refusedBindIsABindError();
+    void overLongNameIsRefused_data();
+    void overLongNameIsRefused();
+
+    void writesFrame_data();
+    void writesFrame();
+    void refusesWhatNoFrameHolds();
+    void writeOnClosedDeviceFails();
+    void shortWriteFails();
+    void emptyMapFailsOnWrite();
+
+    void closedDeviceDoesNotRead();
+    void reportsFramesInOrderWithNameAndTime();
+    void reportsAtMostEightBytesOfData();
+    void incompleteFrameIsSkipped();
+    void closeDoesNotWakeTheRead();
+    void frameThatComesAfterCloseIsDropped();
+    void loopGoesOnAfterReopening();
+    void failedReadIsWarnedOfAndRepeatedAtOnce();
+    void peerThatGoesAwayIsAnEndlessIncompleteFrame();
+    void destructorClosesTheSocket();
+};
+
+namespace {
+
+constexpr char kIncomplete[] = "[warning][readFrame]Incomplete CAN frame received";
+
+/// A connected pair of sockets in the place of a CAN interface.
+struct Pair
+{
+    Pair()
+    {
+        int fds[2];
+        if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, fds) != 0)
+            qFatal("socketpair: %s", strerror(errno));
+        device = fds[0];
+        peer = fds[1];
+    }
+    ~Pair() { hangUp(); }
+    void hangUp()
+    {
+        if (peer >= 0)
+            ::close(peer);
+        peer = -1;
+    }
+    void send(const can_frame& frame, size_t size = sizeof(can_frame))
+    {
+        if (::write(peer, &frame, size) != ssize_t(size))
+            qFatal("write: %s", strerror(errno));
+    }
+    can_frame received()
+    {
+        can_frame frame = {};
+        if (::recv(peer, &frame, sizeof frame, MSG_DONTWAIT) != ssize_t(sizeof frame))
+            frame.can_id = 0xDEAD;
+        return frame;
+    }
+
+    int device;
+    int peer;
+};
+
+/// A device whose loop runs in a thread of its own, ended at the latest with this object.
+class Loop
+{
+public:
+    explicit Loop(int fd)
+    {
+        device->setCanName(QStringLiteral("can0"));
+        device->setSocketId(fd);
+        device->moveToThread(&_thread);
+        QObject::connect(device, &CanDevice::sigReadyRead, &_receiver,
+                         [this](const QVariantMap& map) { frames << map; });
+        _thread.start();
+    }
+    ~Loop()
+    {
+        device->setStop(true);
+        Pair wake;
+        const int fd = device->socketId();
+        device->setSocketId(wake.device);
+        if (fd >= 0)
+            ::shutdown(fd, SHUT_RDWR); // ends a blocked read
+        wake.hangUp();
+        QObject::connect(&_thread, &QThread::finished, device, &QObject::deleteLater);
+        _thread.quit();
+        _thread.wait();
+        if (fd > 0)
+            ::close(fd);
+    }
+
+    void start() { QMetaObject::invokeMethod(device, &CanDevice::readCan, Qt::QueuedConnection); }
+    bool waitForReading(bool isReading)
+    {
+        return QTest::qWaitFor([&] { return device->isReading() == isReading; }, 3000);
+    }
+    bool waitForFrames(int count)
+    {
+        return QTest::qWaitFor([&] { return frames.size() >= count; }, 3000);
+    }
+
+    CanDevice* device = new CanDevice;
+    QVector<QVariantMap> frames;
+
+private:
+    QObject _receiver; // lives here: frames cross by queued signal
+    QThread _thread;
+};
+
+bool isDescriptorOpen(int fd)
+{
+    return fcntl(fd, F_GETFD) != -1;
+}
+
+} // namespace
+
+void tst_CanDevice::initTestCase()
+{
+    signal(SIGPIPE, SIG_IGN);
+}
+
+void tst_CanDevice::kernelWithoutCanIsASocketError()
+{
+    if (kernelHasCan())
+        QSKIP("this kernel has CAN: the text of a kernel without it cannot show");
+    LogTap log;
+    CanDevice can;
+
+    QVERIFY(!can.openCan({{"portName", "can0"}}));
+
+    const QString text = "Socket error: Address family not supported by protocol";
+    QCOMPARE(can.lastError(), text);
+    QCOMPARE(can.socketId(), -1);
+    QVERIFY(log.has("[debug][openCan]portName: can0"));
+    QVERIFY(log.has("[warning][setLastError]" + text));
+}
+
+void tst_CanDevice::emptyMapFailsButClosesAnOpenSocket()
+{
+    Pair pair;
+    CanDevice can;
+    can.setSocketId(pair.device);
+
+    QVERIFY(!can.openCan({}));
+
+    QCOMPARE(can.lastError(), QString("Map is empty"));
+    QCOMPARE(can.socketId(), -1);
+    QVERIFY(!isDescriptorOpen(pair.device));
+}
+
+void tst_CanDevice::descriptorZeroCountsAsNotOpen()
+{
+    const bool hadZero = isDescriptorOpen(0);
+    CanDevice can;
+    can.setSocketId(0);
+
+    QVERIFY(!can.openCan({}));
+    QCOMPARE(can.socketId(), 0);
+    can.closeCan({});
+    QCOMPARE(can.socketId(), 0);
+    QVERIFY(can.isStop());
+    QCOMPARE(isDescriptorOpen(0), hadZero);
+}
+
+void tst_CanDevice::opensInterfaceByName()
+{
+    CanBusFolder folder;
+    CanBus bus(folder.path());
+    LogTap log;
+    CanDevice can;
+    can.setStop(true);
+
+    QVERIFY(can.openCan({{"portName", "can0"}}));
+
+    QVERIFY(can.socketId() > 0);
+    QVERIFY(bus.accept() >= 0);
+    QVERIFY(!can.isStop());
+    QCOMPARE(can.canName(), QString());
+    QCOMPARE(fcntl(can.socketId(), F_GETFL) & O_NONBLOCK, 0);
+    QVERIFY(fcntl(can.socketId(), F_GETFD) & FD_CLOEXEC);
+    QVERIFY(log.has(QString("[debug][openCan]_socketId %1").arg(can.socketId())));
+    QVERIFY(can.writeCan({{"frameId", 0x42}, {"data", QByteArray("hi")}}));
+    QCOMPARE(bus.receive().can_id, 0x42u);
+}
+
+void tst_CanDevice::openingAgainClosesTheFirstSocket()
+{
+    CanBusFolder folder;
+    CanBus bus(folder.path());
+    CanDevice can;
+    QVERIFY(can.openCan({{"portName", "can0"}}));
+    const int first = bus.accept();
+
+    QVERIFY(can.openCan({{"portName", "can0"}}));
+
+    char byte;
+    QCOMPARE(::recv(first, &byte, 1, MSG_DONTWAIT), ssize_t(0)); // the end of the first one
+    bus.accept();
+    QVERIFY(can.writeCan({{"frameId", 7}}));
+    QCOMPARE(bus.receive().can_id, 7u);
+}
+
+void tst_CanDevice::unknownInterfaceIsAnIoctlError_data()
+{
+    QTest::addColumn<QString>("name");
+
+    QTest::newRow("unknown") << "can9";
+    QTest::newRow("empty") << "";
+    QTest::newRow("15 bytes") << "can012345678901";
+}
+
+void tst_CanDevice::unknownInterfaceIsAnIoctlError()
+{
+    QFETCH(QString, name);
+    CanBusFolder folder;
+    CanBus bus(folder.path());
+    CanDevice can;
+
+    QVERIFY(!can.openCan({{"portName", name}}));
+
+    QCOMPARE(can.lastError(), QString("IOCTL error: No such device"));
+    QCOMPARE(can.socketId(), -1);
+}
+
+void tst_CanDevice::refusedBindIsABindError()
+{
+    CanBusFolder folder;
+    QFile dead(folder.path() + "/can0"); // an interface that no socket can be bound to
+    QVERIFY(dead.open(QIODevice::WriteOnly));
+    CanDevice can;
+
+    QVERIFY(!can.openCan({{"portName", "can0"}}));
+
+    QCOMPARE(can.lastError(), QString("Bind error: Connection refused"));
+    QCOMPARE(can.socketId(), -1);
+}
+
+void tst_CanDevice::overLongNameIsRefused_data()
+{
+    QTest::addColumn<QString>("name");
+
+    QTest::newRow("16 bytes") << "can0123456789012";
+    QTest::newRow("16 bytes in 6 letters") << QString::fromUtf8("总线总线总c");
+    QTest::newRow("a million") << QString(1000000, 'c');
+    QTest::newRow("zero byte inside") << QString("can0") + QChar(0) + "x";
+}
+
+void tst_CanDevice::overLongNameIsRefused()
+{
+    QFETCH(QString, name);
+    CanBusFolder folder;
+    CanBus bus(folder.path());
+    CanDevice can;
+
+    QVERIFY(!can.openCan({{"portName", name}}));
+
+    QCOMPARE(can.lastError(),
+             QString("Interface name [%1]: more than 15 bytes, or a zero byte").arg(name));
+    QCOMPARE(can.socketId(), -1);
+}
+
+void tst_CanDevice::writesFrame_data()
+{
+    QTest::addColumn<QByteArray>("data");
+    QTest::addColumn<int>("dataLength");
+    QTest::addColumn<int>("lengthCode");
+
+    QTest::newRow("3 bytes, length 3") << QByteArray("abc") << 3 << 3;
+    QTest::newRow("3 bytes, length 2") << QByteArray("abc") << 2 << 3;
+    QTest::newRow("8 bytes, length 2") << QByteArray("abcdefgh") << 2 << 2;
+    QTest::newRow("no data, length 0") << QByteArray() << 0 << 0;
+    QTest::newRow("no data, length 8") << QByteArray() << 8 << 8;
+}
+
+void tst_CanDevice::writesFrame()
+{
+    QFETCH(QByteArray, data);
+    QFETCH(int, dataLength);
+    Pair pair;
+    CanDevice can;
+    can.setSocketId(pair.device);
+
+    QVERIFY(can.writeCan({{"frameId", 0x1ABCDEF0},
+                          {"frameType", 1},
+                          {"frameFormat", 1},
+                          {"dataLength", dataLength},
+                          {"data", data}}));
+
+    const can_frame frame = pair.received();
+    QCOMPARE(frame.can_id, 0xDABCDEF0u);
+    QTEST(int(frame.can_dlc), "lengthCode");
+    QCOMPARE(QByteArray(reinterpret_cast<const char*>(frame.data), 8),
+             data + QByteArray(8 - data.size(), '\0'));
+    QCOMPARE(int(pair.received().can_id), 0xDEAD); // one frame only
+}
+
+void tst_CanDevice::refusesWhatNoFrameHolds()
+{
+    Pair pair;
+    CanDevice can;
+    can.setSocketId(pair.device);
+
+    QVERIFY(!can.writeCan({{"frameId", 1}, {"data", QByteArray(9, 'x')}}));
+    QCOMPARE(can.lastError(), QString("CAN data [9 bytes]: a frame holds at most 8"));
+    QVERIFY(!can.writeCan({{"dataLength", 15}, {"data", QByteArray(8, 'x')}}));
+    QCOMPARE(can.lastError(), QString("CAN length code [15]: a frame holds at most 8"));
+    QCOMPARE(int(pair.received().can_id), 0xDEAD);
+    QCOMPARE(can.socketId(), pair.device);
+}
+
+void tst_CanDevice::writeOnClosedDeviceFails()
+{
+    CanDevice can;
+
+    QVERIFY(!can.writeCan({{"frameId", 1}}));
+
+    QCOMPARE(can.lastError(), QString("Write error[socketId:-1  ret:-1]:Bad file descriptor"));
+}
+
+void tst_CanDevice::shortWriteFails()
+{
+    LogTap log; // keeps the log out of files while their size is limited
+    QTemporaryFile carrier;
+    QVERIFY(carrier.open());
+    signal(SIGXFSZ, SIG_IGN);
+    rlimit old = {};
+    getrlimit(RLIMIT_FSIZE, &old);
+    rlimit tight = old;
+    tight.rlim_cur = 10;
+    CanDevice can;
+    can.setSocketId(dup(carrier.handle()));
+
+    setrlimit(RLIMIT_FSIZE, &tight);
+    const bool isWritten = can.writeCan({{"frameId", 1}});
+    setrlimit(RLIMIT_FSIZE, &old);
+
+    QVERIFY(!isWritten);
+    QVERIFY2(can.lastError().startsWith(
+                 QString("Write error[socketId:%1  ret:10]:").arg(can.socketId())),
+             qPrintable(can.lastError()));
+    QVERIFY(can.socketId() > 0); // still open
+}
+
+void tst_CanDevice::emptyMapFailsOnWrite()
+{
+    Pair pair;
+    CanDevice can;
+    can.setSocketId(pair.device);
+
+    QVERIFY(!can.writeCan({}));
+    QCOMPARE(can.lastError(), QString("Map is empty"));
+    QCOMPARE(can.socketId(), pair.device);
+}
+
+void tst_CanDevice::closedDeviceDoesNotRead()
+{
+    CanDevice can;
+
+    can.readCan(); // returns
+
+    QCOMPARE(can.lastError(), QString("socketId < 0"));
+    QVERIFY(!can.isReading());
+}
+
+void tst_CanDevice::reportsFramesInOrderWithNameAndTime()
+{
+    Pair pair;
+    Loop loop(pair.device);
+    LogTap log;
+    loop.start();
+    QVERIFY(loop.waitForReading(true));
+    const QDateTime before = QDateTime::currentDateTime().addMSecs(-1);
+
+    for (quint32 n = 0; n < 200; ++n)
+        pair.send(canFrame(n % 2 ? n | CAN_EFF_FLAG | CAN_RTR_FLAG : n, QByteArray("\x80\xFF", 2)));
+
+    QVERIFY(loop.waitForFrames(200));
+    for (int n = 0; n < 200; ++n) {
+        const QVariantMap frame = loop.frames[n];
+        QCOMPARE(frame.size(), 7);
+        QCOMPARE(frame["portName"], QVariant("can0"));
+        QCOMPARE(frame["frameId"], QVariant(n));
+        QCOMPARE(frame["frameType"], QVariant(n % 2));
+        QCOMPARE(frame["frameFormat"], QVariant(n % 2));
+        QCOMPARE(frame["dataLength"], QVariant(2));
+        QCOMPARE(frame["data"], QVariant(QByteArray("\x80\xFF", 2)));
+        const QDateTime time =
+            QDateTime::fromString(frame["time"].toString(), "yyyy-MM-dd hh:mm:ss.zzz");
+        QVERIFY2(time >= before && time <= QDateTime::currentDateTime(),
+                 qPrintable(frame["time"].toString()));
+    }
+    QVERIFY(log.has(QString("[debug][readCan]readCan: %1 _isStop: false").arg(pair.device)));
+}
+
+void tst_CanDevice::reportsAtMostEightBytesOfData()
+{
+    Pair pair;
+    Loop loop(pair.device);
+    loop.start();
+    can_frame frame = canFrame(1, "abcdefgh");
+    frame.can_dlc = 200;
+
+    pair.send(frame);
+
+    QVERIFY(loop.waitForFrames(1));
+    QCOMPARE(loop.frames[0]["dataLength"].toInt(), 200);
+    QCOMPARE(loop.frames[0]["data"].toByteArray(), QByteArray("abcdefgh"));
+}
+
+void tst_CanDevice::incompleteFrameIsSkipped()
+{
+    Pair pair;
+    LogTap log;
+    Loop loop(pair.device);
+    loop.start();
+
+    pair.send(canFrame(1, "a"), 15);
+    pair.send(canFrame(2, "b"));
+
+    QVERIFY(loop.waitForFrames(1));
+    QCOMPARE(loop.frames[0]["frameId"].toInt(), 2);
+    QCOMPARE(log.count(kIncomplete), 1);
+}
+
+void tst_CanDevice::closeDoesNotWakeTheRead()
+{
+    Pair pair;
+    Loop loop(pair.device);
+    loop.start();
+    QVERIFY(loop.waitForReading(true));
+    QTest::qWait(50); // time to block in the read
+
+    loop.device->closeCan({});
+
+    QCOMPARE(loop.device->socketId(), -1);
+    QVERIFY(loop.device->isStop());
+    QVERIFY(!QTest::qWaitFor([&] { return !loop.device->isReading(); }, 200));
+    pair.send(canFrame(1, "a")); // the socket is still there for the read that holds it
+    QVERIFY(loop.waitForReading(false));
+}
+
+void tst_CanDevice::frameThatComesAfterCloseIsDropped()
+{
+    Pair pair;
+    Loop loop(pair.device);
+    loop.start();
+    pair.send(canFrame(1, "a"));
+    QVERIFY(loop.waitForFrames(1));
+    QTest::qWait(50);
+
+    loop.device->closeCan({});
+    pair.send(canFrame(2, "b"));
+
+    QVERIFY(loop.waitForReading(false));
+    QCoreApplication::processEvents();
+    QCOMPARE(loop.frames.size(), 1);
+}
+
+void tst_CanDevice::loopGoesOnAfterReopening()
+{
+    CanBusFolder folder;
+    CanBus bus(folder.path());
+    Pair first;
+    Loop loop(first.device);
+    loop.start();
+    QVERIFY(loop.waitForReading(true));
+    QTest::qWait(50);
+
+    loop.device->closeCan({});
+    QVERIFY(loop.device->openCan({{"portName", "can0"}}));
+    bus.accept();
+    QVERIFY(loop.device->isReading());
+    first.send(canFrame(1, "a")); // the old read returns, and its frame counts
+    bus.send(canFrame(2, "b"));
+
+    QVERIFY(loop.waitForFrames(2));
+    QCOMPARE(loop.frames[0]["frameId"].toInt(), 1);
+    QCOMPARE(loop.frames[1]["frameId"].toInt(), 2);
+}
+
+void tst_CanDevice::failedReadIsWarnedOfAndRepeatedAtOnce()
+{
+    Pair pair;
+    const int unreadable = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    LogTap log;
+    Loop loop(unreadable);
+    loop.start();
+
+    QTRY_VERIFY(log.count("[warning][readFrame]Read error:Bad file descriptor") >= 100);
+    QVERIFY(loop.device->isReading());
+    loop.device->setSocketId(pair.device); // a descriptor that can be read ends it
+    pair.send(canFrame(3, "c"));
+
+    QVERIFY(loop.waitForFrames(1));
+    QCOMPARE(loop.frames[0]["frameId"].toInt(), 3);
+    ::close(unreadable);
+}
+
+void tst_CanDevice::peerThatGoesAwayIsAnEndlessIncompleteFrame()
+{
+    Pair pair;
+    LogTap log;
+    Loop loop(pair.device);
+    loop.start();
+    pair.send(canFrame(1, "a"));
+    QVERIFY(loop.waitForFrames(1));
+
+    pair.hangUp();
+
+    QTRY_VERIFY(log.count(kIncomplete) >= 100); // no delay between them
+    QVERIFY(loop.device->isReading());
+    QVERIFY(!loop.device->writeCan({{"frameId", 1}}));
+    QCOMPARE(loop.device->lastError(),
+             QString("Write error[socketId:%1  ret:-1]:Broken pipe").arg(pair.device));
+    loop.device->closeCan({});
+    QVERIFY(loop.waitForReading(false));
+    QCOMPARE(loop.frames.size(), 1);
+}
+
+void tst_CanDevice::destructorClosesTheSocket()
+{
+    Pair pair;
+    {
+        CanDevice can;
+        can.setSocketId(pair.device);
+    }
+    QVERIFY(!isDescriptorOpen(pair.device));
+}
+
+QTEST_GUILESS_MAIN(tst_CanDevice)
+#include "tst_CanDevice.moc"
