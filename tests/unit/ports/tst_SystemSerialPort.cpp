@@ -1,0 +1,498 @@
+#include "ports/SystemSerialPort.h"
+
+#include "LogTap.h"
+#include "Pty.h"
+#include "host/PublicClass.h"
+
+#include <QtTest>
+
+#include <thread>
+
+/// The serial port on pseudo terminals, with a device at the other end that answers as it likes.
+class tst_SystemSerialPort : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+
+    void portFileLiesBelowTheProgram();
+    void opensAndForwardsWhatArrives();
+    void emptyMapFails();
+    void refusedDeviceFailsWithReason_data();
+    void refusedDeviceFailsWithReason();
+    void numbersThatAreNoneReachThePort();
+    void openingTheOpenPortAgainFailsAndKeepsIt();
+    void openingAnotherPortClosesTheFirst();
+    void closedPortOpensAgain();
+
+    void writeBeforeTheFirstOpenFails();
+    void writeWhileClosedFailsWithoutText();
+    void writesWithoutWaiting();
+
+    void exchangeWithoutPortIsEmpty();
+    void receiverTakesTheAnswerFirst();
+    void exchangeInAHandlerReturnsTheAnswer_data();
+    void exchangeInAHandlerReturnsTheAnswer();
+    void exchangeDropsWhatIsPending();
+    void peerThatNeverAnswersIsATimeout();
+    void peerThatVanishesIsAnErrorMessage();
+    void peerThatVanishesWhileIdleIsReportedUntilThePortIsClosed();
+    void writingNothingIsAFailedExchange();
+
+    void savesListIndented();
+    void emptyListIsNotSaved();
+    void removesFirstPortOfTheName();
+    void removingUnknownPortFails();
+    void listsSavedPorts();
+    void requestBookkeepingOnlyStores();
+
+private:
+    QTemporaryDir _folder;
+    QString _file = _folder.filePath("appInfo/backupFile/serialPort.json");
+};
+
+namespace {
+
+/// A port on a pseudo terminal and everything that it announces.
+struct Line
+{
+    Line()
+    {
+        QObject::connect(&port, &SystemSerialPort::sigMsg, &port,
+                         [this](const QVariantMap& kind, const QByteArray& bytes) {
+                             if (kind == QVariantMap{{"type", "serialPortRevData"}})
+                                 received << bytes;
+                             else if (kind == QVariantMap{{"type", "serialPortError"}})
+                                 errors << bytes;
+                             else
+                                 qFatal("unknown message");
+                         });
+    }
+    bool open() { return port.openSerialPort(request(pty.path())); }
+    static QVariantMap request(const QString& name)
+    {
+        return {{"portName", name},
+                {"baudRate", 9600},
+                {"stopBits", 1},
+                {"dataBits", 8},
+                {"parity", 0}};
+    }
+    QByteArray allReceived() const { return received.join(); }
+
+    Pty pty;
+    SystemSerialPort port;
+    QByteArrayList received;
+    QByteArrayList errors;
+};
+
+/// What the device does once the request has come.
+using Act = std::function<void(Pty&)>;
+
+/// Runs an exchange while the device acts in a thread of its own.
+QByteArray exchange(Line& line, const QByteArray& request, const Act& act)
+{
+    std::thread device([&] {
+        line.pty.read(request.size());
+        act(line.pty);
+    });
+    const QByteArray answer = line.port.writeSerial(request);
+    device.join();
+    return answer;
+}
+
+struct Piece
+{
+    int gapMs;
+    const char* bytes;
+};
+using Pieces = QVector<Piece>;
+
+} // namespace
+
+Q_DECLARE_METATYPE(Pieces)
+
+void tst_SystemSerialPort::init()
+{
+    QFile::remove(_file);
+}
+
+void tst_SystemSerialPort::portFileLiesBelowTheProgram()
+{
+    QCOMPARE(SystemSerialPort().configFile(),
+             QCoreApplication::applicationDirPath() + "/appInfo/backupFile/serialPort.json");
+}
+
+void tst_SystemSerialPort::opensAndForwardsWhatArrives()
+{
+    Line line;
+    QVERIFY2(line.open(), qPrintable(line.port.getLastError()));
+
+    line.pty.write(QByteArray("\xAA\0\xFF", 3));
+
+    QTRY_COMPARE(line.allReceived(), QByteArray("\xAA\0\xFF", 3));
+    QTest::qWait(20);
+    line.pty.write("more");
+    QTRY_COMPARE(line.allReceived(), QByteArray("\xAA\0\xFF", 3) + "more");
+    QVERIFY(line.received.size() >= 2); // as it comes, not gathered
+}
+
+void tst_SystemSerialPort::emptyMapFails()
+{
+    Line line;
+
+    QVERIFY(!line.port.openSerialPort({}));
+
+    QCOMPARE(line.port.getLastError(), QString("Map is empty"));
+    QVERIFY(!line.port.writeToSerialPort("x"));
+    QCOMPARE(line.port.getLastError(), QString("Serialport not open")); // no port was made
+}
+
+void tst_SystemSerialPort::refusedDeviceFailsWithReason_data()
+{
+    QTest::addColumn<QVariant>("name");
+
+    QTest::newRow("no such device") << QVariant("ttyNone9");
+    QTest::newRow("empty") << QVariant("");
+    QTest::newRow("missing") << QVariant();
+    QTest::newRow("no terminal") << QVariant("/dev/null");
+    QTest::newRow("over-long") << QVariant(QString(70000, 't'));
+    QTest::newRow("list") << QVariant(QVariantList{"ttyS0"});
+}
+
+void tst_SystemSerialPort::refusedDeviceFailsWithReason()
+{
+    QFETCH(QVariant, name);
+    Line line;
+    QVariantMap request = Line::request(QString());
+    request["portName"] = name;
+
+    QVERIFY(!line.port.openSerialPort(request));
+
+    const QString text = line.port.getLastError();
+    QVERIFY2(text.startsWith("Failed to open serial port:"), qPrintable(text));
+    QVERIFY(text.size() > int(strlen("Failed to open serial port:")));
+    QCOMPARE(line.errors.last(),
+             text.mid(int(strlen("Failed to open serial port:"))).toLocal8Bit());
+    QVERIFY(!line.port.writeToSerialPort("x")); // the port object stays, closed
+    QCOMPARE(line.port.getLastError(), text);
+}
+
+void tst_SystemSerialPort::numbersThatAreNoneReachThePort()
+{
+    Line line;
+    QVariantMap request = Line::request(line.pty.path());
+    request["baudRate"] = "fast";
+    request["stopBits"] = 7;
+    request["dataBits"] = QVariantList();
+    request["parity"] = -3;
+
+    const bool isOpen = line.port.openSerialPort(request);
+
+    QCOMPARE(isOpen, !line.port.getLastError().startsWith("Failed to open serial port:"));
+    QVERIFY(isOpen || !line.port.getLastError().isEmpty());
+    line.port.closeSerialPort();
+    QVERIFY2(line.open(), "the next sound request is served");
+}
+
+void tst_SystemSerialPort::openingTheOpenPortAgainFailsAndKeepsIt()
+{
+    Line line;
+    QVERIFY(line.port.openSerialPort(Line::request(line.pty.name())));
+    line.errors.clear();
+
+    QVERIFY(!line.port.openSerialPort(Line::request(line.pty.name())));
+
+    QVERIFY(line.port.getLastError().startsWith("Failed to open serial port:"));
+    QCOMPARE(line.errors.size(), 1);
+    QVERIFY(line.port.writeToSerialPort("still open"));
+    QVERIFY(QTest::qWaitFor([&] { return line.pty.read(10, 10) == "still open"; }, 2000));
+}
+
+void tst_SystemSerialPort::openingAnotherPortClosesTheFirst()
+{
+    Line line;
+    Pty second;
+    QVERIFY(line.open());
+
+    QVERIFY(line.port.openSerialPort(Line::request(second.path())));
+
+    line.pty.write("first");
+    second.write("second");
+    QTRY_COMPARE(line.allReceived(), QByteArray("second"));
+}
+
+void tst_SystemSerialPort::closedPortOpensAgain()
+{
+    Line line;
+    line.port.closeSerialPort(); // nothing to close yet
+    QVERIFY(line.open());
+    line.port.closeSerialPort();
+    line.port.closeSerialPort();
+
+    QVERIFY(line.open());
+
+    line.pty.write("again");
+    QTRY_COMPARE(line.allReceived(), QByteArray("again"));
+}
+
+void tst_SystemSerialPort::writeBeforeTheFirstOpenFails()
+{
+    SystemSerialPort port;
+
+    QVERIFY(!port.writeToSerialPort("x"));
+    QCOMPARE(port.getLastError(), QString("Serialport not open"));
+}
+
+void tst_SystemSerialPort::writeWhileClosedFailsWithoutText()
+{
+    Line line;
+    QVERIFY(line.open());
+    line.port.closeSerialPort();
+
+    QVERIFY(!line.port.writeToSerialPort("x"));
+    QCOMPARE(line.port.getLastError(), QString());
+}
+
+void tst_SystemSerialPort::writesWithoutWaiting()
+{
+    Line line;
+    QVERIFY(line.open());
+
+    QVERIFY(line.port.writeToSerialPort("ping"));
+    QVERIFY(line.port.writeToSerialPort(QByteArray()));
+
+    QByteArray arrived;
+    QVERIFY(QTest::qWaitFor([&] { return (arrived += line.pty.read(4, 10)) == "ping"; }, 2000));
+}
+
+void tst_SystemSerialPort::exchangeWithoutPortIsEmpty()
+{
+    LogTap log;
+    SystemSerialPort port;
+
+    QCOMPARE(port.writeSerial("x"), QByteArray());
+
+    QCOMPARE(log.all(), QStringList("[debug][writeSerial]Serial port is not open"));
+    QCOMPARE(port.getLastError(), QString());
+}
+
+void tst_SystemSerialPort::receiverTakesTheAnswerFirst()
+{
+    LogTap log;
+    Line line;
+    QVERIFY(line.open());
+
+    const QByteArray rest = exchange(line, "\x01\x02", [](Pty& pty) { pty.write("whole"); });
+
+    QCOMPARE(line.allReceived(), QByteArray("whole"));
+    QCOMPARE(rest, QByteArray());
+    QVERIFY(log.has("[debug][writeSerial]Sending data to serial port: 0102"));
+    QVERIFY(log.has("[debug][writeSerial]Waiting for response..."));
+}
+
+void tst_SystemSerialPort::exchangeInAHandlerReturnsTheAnswer_data()
+{
+    QTest::addColumn<Pieces>("pieces");
+    QTest::addColumn<QByteArray>("answer");
+
+    QTest::newRow("whole") << Pieces{{0, "whole"}} << QByteArray("whole");
+    QTest::newRow("pieces, gaps under 100 ms")
+        << Pieces{{0, "one "}, {40, "two "}, {40, "three "}, {40, "four"}}
+        << QByteArray("one two three four");
+    QTest::newRow("a gap over 100 ms ends it")
+        << Pieces{{0, "one "}, {40, "two"}, {300, "late"}} << QByteArray("one two");
+    QTest::newRow("slow to start") << Pieces{{600, "slow"}} << QByteArray("slow");
+}
+
+/// Inside a notification of the port no second one is made: the receiver does not interfere.
+void tst_SystemSerialPort::exchangeInAHandlerReturnsTheAnswer()
+{
+    QFETCH(Pieces, pieces);
+    Line line;
+    QVERIFY(line.open());
+    QByteArray answer;
+    bool isDone = false;
+    connect(&line.port, &SystemSerialPort::sigMsg, this, [&] {
+        if (!isDone) {
+            isDone = true;
+            answer = exchange(line, "ask", [&](Pty& pty) {
+                for (const Piece& piece : pieces) {
+                    QThread::msleep(ulong(piece.gapMs));
+                    pty.write(piece.bytes);
+                }
+            });
+        }
+    });
+
+    line.pty.write("!");
+
+    QTRY_VERIFY(isDone);
+    QTEST(answer, "answer");
+    if (pieces.last().gapMs == 300) // came after the end, so it leaves as a message
+        QTRY_COMPARE(line.allReceived(), QByteArray("!late"));
+}
+
+void tst_SystemSerialPort::exchangeDropsWhatIsPending()
+{
+    Line line;
+    QVERIFY(line.open());
+    line.pty.write("stale");
+    QTest::qWait(0);
+    line.received.clear();
+    line.pty.write("stale too"); // in the kernel, not yet read
+    QThread::msleep(50);
+
+    exchange(line, "ask", [](Pty& pty) { pty.write("fresh"); });
+
+    QCOMPARE(line.allReceived(), QByteArray("fresh"));
+}
+
+void tst_SystemSerialPort::peerThatNeverAnswersIsATimeout()
+{
+    LogTap log;
+    Line line;
+    QVERIFY(line.open());
+    QElapsedTimer clock;
+    clock.start();
+
+    const QByteArray answer = exchange(line, "ask", [](Pty&) {});
+
+    QCOMPARE(answer, QByteArray());
+    QVERIFY2(clock.elapsed() >= 10000 && clock.elapsed() < 11500,
+             qPrintable(QString::number(clock.elapsed())));
+    QVERIFY(log.has("[debug][writeSerial]Timeout occurred while waiting for serial port response"));
+    QCOMPARE(line.port.getLastError(), QString());
+    QVERIFY(line.received.isEmpty());
+    line.pty.write("late"); // the port works on
+    QTRY_COMPARE(line.allReceived(), QByteArray("late"));
+}
+
+void tst_SystemSerialPort::peerThatVanishesIsAnErrorMessage()
+{
+    LogTap log;
+    Line line;
+    QVERIFY(line.open());
+    line.errors.clear();
+    QElapsedTimer clock;
+    clock.start();
+
+    const QByteArray answer = exchange(line, "ask", [](Pty& pty) { pty.vanish(); });
+
+    QCOMPARE(answer, QByteArray());
+    QVERIFY2(clock.elapsed() < 5000, "the wait ends with the device");
+    QVERIFY(!line.errors.isEmpty());
+    QVERIFY(log.has("[debug][writeSerial]Timeout occurred while waiting for serial port response"));
+    QCOMPARE(line.port.getLastError(), QString());
+}
+
+void tst_SystemSerialPort::peerThatVanishesWhileIdleIsReportedUntilThePortIsClosed()
+{
+    Line line;
+    QVERIFY(line.open());
+    line.errors.clear();
+
+    line.pty.vanish();
+
+    QTRY_VERIFY(line.errors.size() > 10); // the terminal stays readable, and each read fails
+    QCOMPARE(QSet<QByteArray>(line.errors.begin(), line.errors.end()).size(), 1);
+    line.port.closeSerialPort();
+    const int reported = line.errors.size();
+    QTest::qWait(50);
+    QCOMPARE(line.errors.size(), reported);
+    QVERIFY(line.received.isEmpty());
+}
+
+void tst_SystemSerialPort::writingNothingIsAFailedExchange()
+{
+    LogTap log;
+    Line line;
+    QVERIFY(line.open());
+
+    QCOMPARE(line.port.writeSerial(QByteArray()), QByteArray());
+
+    QVERIFY(log.has("[debug][sendWhole]Timeout occurred while writing data to serial port"));
+}
+
+void tst_SystemSerialPort::savesListIndented()
+{
+    SystemSerialPort port;
+    port.setConfigFile(_file);
+
+    QVERIFY(port.saveSerialPortsToFile({QVariantMap{{"portName", "ttyS1"}}}));
+
+    QFile file(_file);
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QCOMPARE(file.readAll(), QByteArray("[\n"
+                                        "    {\n"
+                                        "        \"portName\": \"ttyS1\"\n"
+                                        "    }\n"
+                                        "]\n"));
+    port.setConfigFile("/proc/none/serialPort.json");
+    QVERIFY(
+        port.saveSerialPortsToFile({QVariantMap{{"portName", "ttyS1"}}})); // whatever became of it
+}
+
+void tst_SystemSerialPort::emptyListIsNotSaved()
+{
+    SystemSerialPort port;
+    port.setConfigFile(_file);
+
+    QVERIFY(!port.saveSerialPortsToFile({}));
+
+    QCOMPARE(port.getLastError(), QString("list is empty"));
+    QVERIFY(!QFile::exists(_file));
+}
+
+void tst_SystemSerialPort::removesFirstPortOfTheName()
+{
+    SystemSerialPort port;
+    port.setConfigFile(_file);
+    const QVariantMap second{{"portName", "ttyS1"}, {"baudRate", 9600}};
+    port.saveSerialPortsToFile({QVariantMap{{"portName", "ttyS1"}}, second});
+
+    QVERIFY(port.removeSerialPortFromFile("ttyS1"));
+
+    QCOMPARE(PublicClass::init()->getJsonVariant(_file).toList(), QVariantList{second});
+}
+
+void tst_SystemSerialPort::removingUnknownPortFails()
+{
+    SystemSerialPort port;
+    port.setConfigFile(_file);
+
+    QVERIFY(!port.removeSerialPortFromFile("ttyS7"));
+
+    QCOMPARE(port.getLastError(), QString("Not found:ttyS7"));
+    QVERIFY(!QFile::exists(_file));
+}
+
+void tst_SystemSerialPort::listsSavedPorts()
+{
+    SystemSerialPort port;
+    port.setConfigFile(_file);
+    const int present = port.getAllSerialPorts().size();
+    port.saveSerialPortsToFile({QVariantMap{{"portName", "ttyNone9"}, {"baudRate", 9600}}});
+
+    const QVariantList ports = port.getAllSerialPorts();
+
+    QCOMPARE(ports.size(), present + 1);
+    QCOMPARE(ports[0].toMap(),
+             QVariantMap({{"portName", "ttyNone9"}, {"baudRate", 9600}, {"state", -1}}));
+}
+
+void tst_SystemSerialPort::requestBookkeepingOnlyStores()
+{
+    SystemSerialPort port;
+    QCOMPARE(port.getRequstHandle(), qint64(0));
+    QCOMPARE(port.getRequstNumber(), 0);
+
+    port.setRequstHandle(Q_INT64_C(0x1234567890));
+    port.setRequstNumber(7);
+
+    QCOMPARE(port.getRequstHandle(), Q_INT64_C(0x1234567890));
+    QCOMPARE(port.getRequstNumber(), 7);
+}
+
+QTEST_GUILESS_MAIN(tst_SystemSerialPort)
+#include "tst_SystemSerialPort.moc"
