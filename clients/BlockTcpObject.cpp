@@ -15,10 +15,12 @@ BlockTcpObject::BlockTcpObject(QObject* parent)
     _timer->setSingleShot(true);
     connect(this, &BlockTcpObject::sigDisConnectTcp, _worker, &BlockThreadTcp::disconnectSocket);
     connect(this, &BlockTcpObject::sigSendData, _worker, &BlockThreadTcp::sendData);
-    connect(_worker, &BlockThreadTcp::sigDisconnected, this, &BlockTcpObject::sigDisconnected);
-    connect(_worker, &BlockThreadTcp::sigBytesWritten, this, &BlockTcpObject::sigWriteProgress);
-    connect(_worker, &BlockThreadTcp::sigProgressValue, this, &BlockTcpObject::sigReadProgress);
-    connect(_worker, &BlockThreadTcp::sigFinished, this, &BlockTcpObject::sigFinished);
+    connect(_worker, &BlockThreadTcp::sigDisconnected, &_inbox, [this] { emit sigDisconnected(); });
+    connect(_worker, &BlockThreadTcp::sigBytesWritten, &_inbox,
+            [this](qint64 value, qint64 max) { emit sigWriteProgress(value, max); });
+    connect(_worker, &BlockThreadTcp::sigProgressValue, &_inbox,
+            [this](quint64 value, quint64 max) { emit sigReadProgress(value, max); });
+    connect(_worker, &BlockThreadTcp::sigFinished, &_inbox, [this] { emit sigFinished(); });
     connect(this, &BlockTcpObject::sigFinished, &_eventLoop, &QEventLoop::quit);
     connect(_thread, &QThread::finished, _worker, &QObject::deleteLater);
     connect(_timer, &QTimer::timeout, this, &BlockTcpObject::slotTimeout);
@@ -47,10 +49,8 @@ bool BlockTcpObject::sendData(const QVariant& commandVar, const QVariant& byteVa
         _lastError = QStringLiteral("Event loop is running");
         return false;
     }
-    if (_worker) {
-        // A refused connection is told twice: what is left of the call before must not end this.
-        QCoreApplication::sendPostedEvents(this, QEvent::MetaCall);
-    }
+    // A refused connection is told twice: what is left of the call before must not end this one.
+    QCoreApplication::sendPostedEvents(&_inbox, QEvent::MetaCall);
     if (!_worker) {
         _lastError = QStringLiteral("request: the client has been released");
         _isOk = false;

@@ -81,5 +81,6 @@ private:
     int _waitTimeout = 15000;
     QMutex _mutex; ///< kept as a member; nothing takes it
 
+    QObject _inbox;         ///< receives the worker's signals, queued, and passes them on
     bool _hasEnded = false; ///< sigFinished() has come during the wait
 };

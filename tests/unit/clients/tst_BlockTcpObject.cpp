@@ -3,13 +3,15 @@
 #include "Peer.h"
 #include "clients/BlockThreadTcp.h"
 
+#include <QDir>
+#include <QThread>
+#include <QTimer>
 #include <QtTest>
 
 namespace {
 
 const QString kLoopback = QStringLiteral("127.0.0.1");
 
-/// Answers every request with its own data area.
 void echo(Connection& connection)
 {
     for (;;) {
@@ -19,6 +21,34 @@ void echo(Connection& connection)
     }
 }
 
+/// Takes requests and never answers.
+void swallow(Connection& connection)
+{
+    connection.waitForEnd();
+}
+
+int entriesOf(const char* folder)
+{
+    return QDir(QString::fromLatin1(folder))
+        .entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot)
+        .size();
+}
+
+int threads()
+{
+    return entriesOf("/proc/self/task");
+}
+
+int descriptors()
+{
+    return entriesOf("/proc/self/fd");
+}
+
+bool send(BlockTcpObject& client, const QByteArray& data, int number = 1)
+{
+    return client.sendData(2000, data, number, QVariant());
+}
+
 } // namespace
 
 class tst_BlockTcpObject : public QObject
@@ -26,22 +56,70 @@ class tst_BlockTcpObject : public QObject
     Q_OBJECT
 
 private slots:
+    void initTestCase();
     void exchangeReturnsTheAnswer();
+    void jsonAreaStaysWithTheWorker();
     void refusedPeerGivesTheWorkersWords();
+    void refusedPeerStaysRefusedInARow();
+    void silentPeerTimesOut();
+    void timeoutIsAddedToTheMapBefore();
+    void lateAnswerEndsTheNextWaitEarly();
+    void callAfterALateAnswerThatHasArrivedIsWhole();
+    void failureOfTheWorkerIsCopied();
+    void errorReplyIsTrue();
+    void reentryIsRefused();
+    void eventsAreServedDuringTheWait();
+    void progressIsPassedOn();
+    void disconnectSignalClosesTheConnection();
+    void peersEndIsPassedOn();
+    void thousandExchangesLeaveNothingBehind();
+    void manyObjectsLeaveNothingBehind();
+    void twoFacadesDoNotShare();
+    void facadesInTwoThreads();
+    void releasedObjectFails();
+    void releaseInsideTheWaitEndsIt();
+    void peerThatAnswersManyTimes();
 };
+
+void tst_BlockTcpObject::initTestCase()
+{
+    QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false"));
+}
 
 void tst_BlockTcpObject::exchangeReturnsTheAnswer()
 {
     Peer peer(echo);
     BlockTcpObject client;
+    QCOMPARE(client.waitTimeout(), 15000);
+    QVERIFY(!client.isOk());
     client.init(kLoopback, peer.port());
+    QSignalSpy finished(&client, &BlockTcpObject::sigFinished);
 
-    QVERIFY(client.sendData(5101, QByteArray("data"), 7, QVariant()));
+    QVERIFY(client.sendData(5101, QByteArray("data"), 7, QVariantMap{{"a", 1}}));
 
-    QCOMPARE(client.receiveData(), QByteArray("data"));
+    QVERIFY(client.isOk());
+    QCOMPARE(client.receiveData(), QByteArray("{\"a\":1}data"));
     QCOMPARE(client.receiveMap().value("revCommand").toInt(), 15101);
     QCOMPARE(client.receiveMap().value("sendCommand").toInt(), 5101);
     QCOMPARE(client.receiveMap().value("number").toInt(), 7);
+    QCOMPARE(client.receiveMap().value("ip").toString(), kLoopback);
+    QCOMPARE(client.receiveMap().value("port").toInt(), int(peer.port()));
+    QCOMPARE(finished.count(), 1);
+}
+
+void tst_BlockTcpObject::jsonAreaStaysWithTheWorker()
+{
+    Peer peer([](Connection& connection) {
+        connection.write(answerTo(connection.readFrame(), "{\"a\":1}", "data"));
+        connection.waitForEnd();
+    });
+    BlockTcpObject client;
+    client.init(kLoopback, peer.port());
+
+    QVERIFY(send(client, {}));
+
+    QCOMPARE(client.receiveData(), QByteArray("data"));
+    QCOMPARE(client.worker()->receiveJsonVar(), QVariant(QVariantMap{{"a", 1}}));
 }
 
 void tst_BlockTcpObject::refusedPeerGivesTheWorkersWords()
@@ -49,13 +127,362 @@ void tst_BlockTcpObject::refusedPeerGivesTheWorkersWords()
     BlockTcpObject client;
     client.init(kLoopback, refusedPort());
 
-    QVERIFY(!client.sendData(5101, QByteArray(), 7, QVariant()));
+    QVERIFY(!send(client, {}));
 
-    QVERIFY2(client.lastError() == QStringLiteral("socketError:0") ||
+    // The failure is told twice, and the first one ends the wait: either text may stand then.
+    QVERIFY2(client.lastError() == QLatin1String("socketError:0") ||
                  client.lastError().startsWith("TcpSocket.waitForConnected error:"),
              qPrintable(client.lastError()));
     QCOMPARE(client.receiveMap().value("ret_code").toInt(), 404);
     QCOMPARE(client.receiveMap().value("msg").toString(), QStringLiteral("socketError:0"));
+}
+
+void tst_BlockTcpObject::refusedPeerStaysRefusedInARow()
+{
+    BlockTcpObject client;
+    client.init(kLoopback, refusedPort());
+
+    for (int i = 0; i < 50; ++i) {
+        QVERIFY(!send(client, {}));
+        // The worker has told the second end by now; it waits in this thread's queue.
+        QTRY_VERIFY(client.worker()->lastError().startsWith("TcpSocket"));
+    }
+}
+
+void tst_BlockTcpObject::silentPeerTimesOut()
+{
+    Peer peer(swallow);
+    BlockTcpObject client;
+    client.init(kLoopback, peer.port());
+    client.setWaitTimeout(150);
+    QElapsedTimer timer;
+    timer.start();
+
+    QVERIFY(!send(client, {}));
+
+    QVERIFY(timer.elapsed() >= 140);
+    QVERIFY(timer.elapsed() < 3000);
+    QVERIFY(!client.isOk());
+    QVERIFY(client.worker()->getIsOk());
+    QCOMPARE(client.lastError(), QStringLiteral("Tcp requst timeout"));
+    QCOMPARE(client.receiveMap(), QVariantMap({{"ret_code", 404}, {"msg", "timeout"}}));
+}
+
+void tst_BlockTcpObject::timeoutIsAddedToTheMapBefore()
+{
+    Peer peer([](Connection& connection) {
+        connection.write(answerTo(connection.readFrame(), {}, "data"));
+        connection.waitForEnd();
+    });
+    BlockTcpObject client;
+    client.init(kLoopback, peer.port());
+    client.setWaitTimeout(2000);
+    QVERIFY(send(client, {}, 1));
+    client.setWaitTimeout(100);
+
+    QVERIFY(!send(client, {}, 2));
+
+    QCOMPARE(client.receiveMap().value("number").toInt(), 1);
+    QCOMPARE(client.receiveMap().value("ret_code").toInt(), 404);
+    QCOMPARE(client.receiveMap().value("msg").toString(), QStringLiteral("timeout"));
+    QCOMPARE(client.receiveData(), QByteArray("data"));
+}
+
+void tst_BlockTcpObject::lateAnswerEndsTheNextWaitEarly()
+{
+    // The answer to the first request comes while the second, of the same number and command, is
+    // waited for.
+    Peer peer([](Connection& connection) {
+        const QByteArray first = connection.readFrame();
+        connection.readFrame();
+        connection.write(answerTo(first, {}, "late"));
+        connection.waitForEnd();
+    });
+    BlockTcpObject client;
+    client.init(kLoopback, peer.port());
+    client.setWaitTimeout(100);
+    QVERIFY(!send(client, "first"));
+    client.setWaitTimeout(5000);
+
+    QVERIFY(send(client, "second"));
+
+    QCOMPARE(client.receiveData(), QByteArray("late"));
+}
+
+void tst_BlockTcpObject::callAfterALateAnswerThatHasArrivedIsWhole()
+{
+    Peer peer([](Connection& connection) {
+        const QByteArray first = connection.readFrame();
+        connection.pause(150);
+        connection.write(answerTo(first, {}, "late"));
+        const QByteArray second = connection.readFrame();
+        connection.pause(100);
+        connection.write(answerTo(second, {}, "own"));
+        connection.waitForEnd();
+    });
+    BlockTcpObject client;
+    client.init(kLoopback, peer.port());
+    client.setWaitTimeout(50);
+    QVERIFY(!send(client, "first", 1));
+    // Blocked without events: the late end waits in the queue when the next call starts.
+    for (int i = 0; i < 500 && client.worker()->receiveData() != "late"; ++i)
+        QThread::msleep(10);
+    QCOMPARE(client.worker()->receiveData(), QByteArray("late"));
+    client.setWaitTimeout(5000);
+
+    QVERIFY(send(client, "second", 2));
+
+    QCOMPARE(client.receiveData(), QByteArray("own"));
+}
+
+void tst_BlockTcpObject::failureOfTheWorkerIsCopied()
+{
+    Peer peer(echo);
+    BlockTcpObject client;
+    client.init(kLoopback, peer.port());
+    QVERIFY(send(client, "before"));
+
+    QVERIFY(!client.sendData("no such command", QByteArray(), 1, QVariant()));
+
+    QVERIFY(client.lastError().contains("no such command"));
+    QVERIFY(client.receiveMap().isEmpty());
+    QVERIFY(client.receiveData().isEmpty());
+}
+
+void tst_BlockTcpObject::errorReplyIsTrue()
+{
+    Peer peer([](Connection& connection) {
+        connection.write(answerTo(connection.readFrame(), {}, R"({"ret_code":1,"err_msg":"no"})"));
+        connection.waitForEnd();
+    });
+    BlockTcpObject client;
+    client.init(kLoopback, peer.port());
+    client.setLastError(QStringLiteral("before"));
+
+    QVERIFY(send(client, {}));
+
+    QCOMPARE(client.receiveMap().value("err_msg"), QVariant("[1] no"));
+    QCOMPARE(client.lastError(), QStringLiteral("before"));
+}
+
+void tst_BlockTcpObject::reentryIsRefused()
+{
+    Peer peer([](Connection& connection) {
+        const QByteArray request = connection.readFrame();
+        connection.pause(100);
+        connection.write(answerTo(request, {}, "data"));
+        connection.waitForEnd();
+    });
+    BlockTcpObject client;
+    client.init(kLoopback, peer.port());
+    bool isInnerOk = true;
+    bool isOkInside = false;
+    QString innerError;
+    QTimer::singleShot(0, &client, [&] {
+        isInnerOk = send(client, "inner");
+        isOkInside = client.isOk();
+        innerError = client.lastError();
+    });
+
+    const bool isOuterOk = send(client, "outer");
+    QVERIFY2(isOuterOk, qPrintable(client.lastError()));
+
+    QVERIFY(!isInnerOk);
+    QVERIFY(isOkInside);
+    QCOMPARE(innerError, QStringLiteral("Event loop is running"));
+    QCOMPARE(client.receiveData(), QByteArray("data"));
+}
+
+void tst_BlockTcpObject::eventsAreServedDuringTheWait()
+{
+    Peer peer(swallow);
+    BlockTcpObject client;
+    client.init(kLoopback, peer.port());
+    client.setWaitTimeout(200);
+    int ticks = 0;
+    QTimer ticker;
+    connect(&ticker, &QTimer::timeout, this, [&] { ++ticks; });
+    ticker.start(10);
+
+    QVERIFY(!send(client, {}));
+
+    QVERIFY(ticks >= 5);
+}
+
+void tst_BlockTcpObject::progressIsPassedOn()
+{
+    Peer peer(echo);
+    BlockTcpObject client;
+    client.init(kLoopback, peer.port());
+    client.worker()->setPayloadSize(1000);
+    QSignalSpy written(&client, &BlockTcpObject::sigWriteProgress);
+    QSignalSpy read(&client, &BlockTcpObject::sigReadProgress);
+
+    QVERIFY(send(client, QByteArray(2484, 'x')));
+
+    QCOMPARE(written.at(0).at(0).toLongLong(), 1000);
+    QCOMPARE(written.at(0).at(1).toLongLong(), 2500);
+    QCOMPARE(written.at(1).at(0).toLongLong(), 248);
+    QCOMPARE(written.last().at(0).toLongLong(), 100);
+    QCOMPARE(read.last().at(0).toULongLong(), quint64(100));
+    QCOMPARE(read.last().at(1).toULongLong(), quint64(100));
+}
+
+void tst_BlockTcpObject::disconnectSignalClosesTheConnection()
+{
+    Peer peer(echo);
+    BlockTcpObject client;
+    client.init(kLoopback, peer.port());
+    QVERIFY(send(client, "data"));
+    QSignalSpy disconnected(&client, &BlockTcpObject::sigDisconnected);
+
+    emit client.sigDisConnectTcp();
+
+    QVERIFY(disconnected.wait(2000));
+    QVERIFY(send(client, "again"));
+    QCOMPARE(peer.connections(), 2);
+}
+
+void tst_BlockTcpObject::peersEndIsPassedOn()
+{
+    Peer peer([](Connection& connection) {
+        connection.write(answerTo(connection.readFrame(), {}, "data"));
+        connection.pause(50);
+    });
+    BlockTcpObject client;
+    client.init(kLoopback, peer.port());
+    QSignalSpy disconnected(&client, &BlockTcpObject::sigDisconnected);
+
+    QVERIFY(send(client, {}));
+
+    QVERIFY(disconnected.count() == 1 || disconnected.wait(2000));
+}
+
+void tst_BlockTcpObject::thousandExchangesLeaveNothingBehind()
+{
+    Peer peer(echo);
+    const int threadsBefore = threads();
+    const int descriptorsBefore = descriptors();
+    {
+        BlockTcpObject client;
+        client.init(kLoopback, peer.port());
+        for (int i = 0; i < 1000; ++i) {
+            QVERIFY(send(client, QByteArray::number(i), i));
+            QCOMPARE(client.receiveData(), QByteArray::number(i));
+        }
+        QCOMPARE(threads(), threadsBefore + 1);
+        QCOMPARE(peer.connections(), 1);
+    }
+    QTRY_COMPARE(threads(), threadsBefore);
+    QTRY_COMPARE(descriptors(), descriptorsBefore);
+}
+
+void tst_BlockTcpObject::manyObjectsLeaveNothingBehind()
+{
+    Peer peer(echo);
+    const int threadsBefore = threads();
+    const int descriptorsBefore = descriptors();
+    for (int i = 0; i < 50; ++i) {
+        BlockTcpObject client;
+        client.init(kLoopback, peer.port());
+        QVERIFY(send(client, "data"));
+    }
+    QTRY_COMPARE(threads(), threadsBefore);
+    QTRY_COMPARE(descriptors(), descriptorsBefore);
+}
+
+void tst_BlockTcpObject::twoFacadesDoNotShare()
+{
+    Peer good(echo);
+    Peer silent(swallow);
+    BlockTcpObject first;
+    BlockTcpObject second;
+    first.init(kLoopback, good.port());
+    second.init(kLoopback, silent.port());
+    second.setWaitTimeout(100);
+
+    QVERIFY(!send(second, "x"));
+    QVERIFY(send(first, "data"));
+    first.releaseThis();
+
+    QVERIFY(!send(second, "x"));
+    QCOMPARE(second.lastError(), QStringLiteral("Tcp requst timeout"));
+    QCOMPARE(first.receiveData(), QByteArray("data"));
+    QVERIFY(first.lastError().isEmpty());
+}
+
+void tst_BlockTcpObject::facadesInTwoThreads()
+{
+    Peer left(echo);
+    Peer right(echo);
+    std::atomic<int> good{0};
+    const auto work = [&good](quint16 port) {
+        BlockTcpObject client;
+        client.init(kLoopback, port);
+        for (int i = 0; i < 200; ++i)
+            good += send(client, QByteArray::number(i), i) &&
+                    client.receiveData() == QByteArray::number(i);
+    };
+    std::thread first(work, left.port());
+    std::thread second(work, right.port());
+    first.join();
+    second.join();
+
+    QCOMPARE(good.load(), 400);
+}
+
+void tst_BlockTcpObject::releasedObjectFails()
+{
+    Peer peer(echo);
+    BlockTcpObject client;
+    client.init(kLoopback, peer.port());
+    client.releaseThis();
+    client.releaseThis();
+    client.init(kLoopback, peer.port());
+
+    QVERIFY(!send(client, {}));
+
+    QCOMPARE(client.lastError(), QStringLiteral("request: the client has been released"));
+    QVERIFY(!client.worker());
+}
+
+void tst_BlockTcpObject::releaseInsideTheWaitEndsIt()
+{
+    Peer peer(swallow);
+    BlockTcpObject client;
+    client.init(kLoopback, peer.port());
+    QTimer::singleShot(50, &client, &BlockTcpObject::releaseThis);
+    QElapsedTimer timer;
+    timer.start();
+
+    QVERIFY(!send(client, {}));
+
+    QVERIFY(timer.elapsed() < 5000);
+    QVERIFY(!client.lastError().isEmpty());
+}
+
+void tst_BlockTcpObject::peerThatAnswersManyTimes()
+{
+    // Each further answer replaces the result while this thread copies it.
+    Peer peer([](Connection& connection) {
+        for (;;) {
+            const QByteArray request = connection.readFrame();
+            if (request.isEmpty())
+                return;
+            QByteArray answers;
+            for (int i = 0; i < 20; ++i)
+                answers += answerTo(request, {}, R"({"ret_code":0,"create_on":"now"})");
+            connection.write(answers);
+        }
+    });
+    BlockTcpObject client;
+    client.init(kLoopback, peer.port());
+
+    for (int i = 0; i < 1000; ++i) {
+        QVERIFY(send(client, "data"));
+        const QVariantMap map = client.receiveMap();
+        QVERIFY(map.isEmpty() || map.value("create_on").toString() == QLatin1String("now"));
+    }
 }
 
 QTEST_GUILESS_MAIN(tst_BlockTcpObject)

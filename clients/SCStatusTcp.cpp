@@ -1,0 +1,205 @@
+#include "clients/SCStatusTcp.h"
+
+#include "clients/ClientsLog.h"
+#include "clients/Reply.h"
+#include "clients/StatusReport.h"
+#include "clients/StreamBuffer.h"
+#include "clients/Texts.h"
+#include "service/FrameWriter.h"
+
+#include <QDateTime>
+
+#include <utility>
+
+namespace {
+
+constexpr char kSync = 0x5A;
+constexpr int kMsPerDay = 24 * 60 * 60 * 1000;
+
+} // namespace
+
+SCStatusTcp::SCStatusTcp(QObject* parent)
+    : QObject(parent)
+{}
+
+SCStatusTcp::~SCStatusTcp()
+{
+    releaseTcpSocket();
+    delete _tcpSocket;
+}
+
+bool SCStatusTcp::connectHost(const QString& ip, quint16 port)
+{
+    if (!_tcpSocket)
+        makeSocket();
+    const QAbstractSocket::SocketState state = _tcpSocket->state();
+    const bool isConnected = _tcpSocket->isOpen() && (state == QAbstractSocket::ConnectedState ||
+                                                      state == QAbstractSocket::ConnectingState);
+    if (isConnected) {
+        _tcpSocket->close();
+        _tcpSocket->abort();
+        KY_DEBUG << "----close _tcpSocket----\n";
+    } else {
+        _tcpSocket->connectToHost(ip, port, QIODevice::ReadWrite, QAbstractSocket::IPv4Protocol);
+        _ip = ip;
+        _port = port;
+    }
+    if (_tcpSocket->isOpen())
+        _tcpSocket->readAll();
+    return isConnected;
+}
+
+void SCStatusTcp::makeSocket()
+{
+    _tcpSocket = new QTcpSocket(this);
+    connect(_tcpSocket, &QTcpSocket::readyRead, this, &SCStatusTcp::receiveTcpReadyRead);
+    // By name: what class the owner is, is the owner's matter.
+    connect(_tcpSocket, SIGNAL(stateChanged(QAbstractSocket::SocketState)), parent(),
+            SLOT(stateChanged(QAbstractSocket::SocketState)));
+    connect(_tcpSocket, SIGNAL(error(QAbstractSocket::SocketError)), parent(),
+            SLOT(receiveTcpError(QAbstractSocket::SocketError)));
+    connect(_tcpSocket, &QTcpSocket::connected, _tcpSocket,
+            [this] { _tcpSocket->setSocketOption(QAbstractSocket::LowDelayOption, 1); });
+}
+
+bool SCStatusTcp::writeTcpData(quint16 command, const QByteArray& json, const QByteArray& data,
+                               quint16& number)
+{
+    _sentCommand = command;
+    _sentNumber = number;
+    _time = QTime::currentTime();
+    const QByteArray frame = ky::buildFrame(command, number, json, data);
+    if (frame.isEmpty() || !_tcpSocket) {
+        _lastError = frame.isEmpty() ? QStringLiteral("request: larger than a frame can be")
+                                     : QStringLiteral("request: no connection");
+        return false;
+    }
+    KY_DEBUG << "j:" << json;
+    KY_DEBUG << "send:" << ky::textUpToZero(frame) << "  Hex:" << frame.toHex()
+             << "vantData:size:" << frame.size();
+    emit sigPrintInfo(ky::requestReport(getCurrentDateTime(), _port, frame, json, data));
+    _tcpSocket->write(frame);
+    KY_DEBUG << "TCP:_timeOut:" << _timeOut;
+    return _timeOut == 0 || waitForAnswer();
+}
+
+bool SCStatusTcp::waitForAnswer()
+{
+    if (!_tcpSocket->waitForBytesWritten(_timeOut)) {
+        _lastError = QStringLiteral("waitForBytesWritten: time out!");
+        return false;
+    }
+    if (!_tcpSocket->waitForReadyRead(_timeOut)) {
+        _lastError = QStringLiteral("waitForReadyRead: time out!");
+        return false;
+    }
+    return true;
+}
+
+void SCStatusTcp::receiveTcpReadyRead()
+{
+    // What is kept always starts with a sync byte, so it is whole again, or part of a frame that
+    // has been reported, before the first byte can be dropped.
+    QByteArray message = std::exchange(_lastMessage, QByteArray());
+    if (!ky::appendWithin(message, _tcpSocket->readAll())) {
+        _lastError = QStringLiteral("answer [%1 bytes and more]: no memory").arg(message.size());
+        _tcpSocket->abort();
+        return;
+    }
+    int at = 0;
+    while (at < message.size()) {
+        if (message[at] != kSync) {
+            _lastError = QStringLiteral("Header Error !!!");
+            ++at;
+            emit sigChangedText(false, int(_sentCommand), _lastMessage, _lastMessage.toHex(), 0,
+                                elapsedMs());
+            continue;
+        }
+        const int buffered = message.size() - at;
+        if (buffered < ky::kHeaderSize)
+            break;
+        const quint32 size = ky::readFrameHead(message.constData() + at).dataSize;
+        if (size > quint32(buffered - ky::kHeaderSize))
+            break;
+        reportFrame(message.constData() + at, buffered);
+        at += ky::kHeaderSize + int(size);
+    }
+    if (at > 0)
+        message.remove(0, at);
+    _lastMessage = message;
+}
+
+void SCStatusTcp::reportFrame(const char* frame, int buffered)
+{
+    const ky::Reply reply = ky::splitReply(ky::readFrameHead(frame), frame);
+    KY_LOG_DEBUG_AS(kyClientsLog, "receiveTcpReadyRead")
+        << ">>>>>>>>>>>>>>>>>>>>>>jsonSize:" << reply.head.jsonSize
+        << "tempJsonData:" << QStringLiteral("[%1]").arg(ky::textUpToZero(reply.json));
+    KY_LOG_DEBUG_AS(kyClientsLog, "receiveTcpReadyRead")
+        << "jsonData:" << reply.json << "revByteData:" << reply.data
+        << "  Hex:" << reply.data.toHex();
+    // The notice goes by everything that is buffered, so a short frame in front of a long one
+    // gets it, too.
+    const QString dataHex = ky::dataHexText(reply.data, buffered);
+    emit sigPrintInfo(ky::responseReport(getCurrentDateTime(), QByteArray(frame, ky::kHeaderSize),
+                                         reply.json, reply.data, dataHex));
+    emit sigChangedText(true, reply.head.type, reply.data, reply.data.toHex(), reply.head.number,
+                        elapsedMs());
+}
+
+void SCStatusTcp::releaseTcpSocket()
+{
+    if (!_tcpSocket)
+        return;
+    if (_tcpSocket->isOpen())
+        _tcpSocket->close();
+    _tcpSocket->abort();
+}
+
+int SCStatusTcp::elapsedMs() const
+{
+    if (!_time.isValid())
+        return 0;
+    const int ms = _time.msecsTo(QTime::currentTime());
+    return ms < 0 ? ms + kMsPerDay : ms;
+}
+
+QString SCStatusTcp::getCurrentDateTime() const
+{
+    return QDateTime::currentDateTime().toString(QStringLiteral("[yyyyMMdd|hh:mm:ss:zzz]:"));
+}
+
+QString SCStatusTcp::hexToQString(const QByteArray& hex) const
+{
+    return QString::fromLatin1(hex).toUpper();
+}
+
+int SCStatusTcp::getTimeOut() const
+{
+    return _timeOut;
+}
+
+void SCStatusTcp::setTimeOut(int limitMs)
+{
+    _timeOut = limitMs;
+}
+
+QTcpSocket* SCStatusTcp::tcpSocket() const
+{
+    return _tcpSocket;
+}
+
+QTime SCStatusTcp::time() const
+{
+    return _time;
+}
+
+QString SCStatusTcp::lastError() const
+{
+    return _lastError;
+}
+
+void SCStatusTcp::setLastError(const QString& text)
+{
+    _lastError = text;
+}
