@@ -1,7 +1,9 @@
 #include "daemon/Subsystems.h"
 
 #include "daemon/LinkReports.h"
+#include "daemon/PeerCalls.h"
 #include "daemon/ServiceCommands.h"
+#include "daemon/UploadCommand.h"
 
 namespace ky {
 
@@ -9,7 +11,9 @@ std::vector<std::unique_ptr<Subsystem>> makeSubsystems(const DaemonContext& cont
 {
     std::vector<std::unique_ptr<Subsystem>> subsystems;
     subsystems.push_back(std::make_unique<ServiceCommands>(context));
+    subsystems.push_back(std::make_unique<UploadCommand>(context));
     subsystems.push_back(std::make_unique<LinkReports>(context));
+    subsystems.push_back(std::make_unique<PeerCalls>(context));
     return subsystems;
 }
 

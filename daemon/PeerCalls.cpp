@@ -1,0 +1,131 @@
+#include "daemon/PeerCalls.h"
+
+#include "host/SqliteClass.h"
+#include "support/JsonText.h"
+
+#include <QAbstractSocket>
+#include <QHostAddress>
+#include <QTextCodec>
+
+namespace ky {
+
+namespace {
+
+constexpr int kDefaultLimitMs = 5000;
+constexpr int kLongestLimitMs = 120000;
+
+bool isUtf8(const QByteArray& data)
+{
+    QTextCodec::ConverterState state;
+    QTextCodec::codecForName("UTF-8")->toUnicode(data.constData(), data.size(), &state);
+    return state.invalidChars == 0 && state.remainingChars == 0;
+}
+
+/// A number stands for itself; a name is looked up in the table of that port, then in our own.
+int commandNumber(const QVariant& command, int port)
+{
+    bool isNumber = false;
+    const int number = command.toInt(&isNumber);
+    if (isNumber)
+        return number;
+    const int known = SqliteClass::init()->commandInt(port, command.toString());
+    return known != 0 ? known : SqliteClass::init()->commandInt(kServicePort, command.toString());
+}
+
+} // namespace
+
+QString readPeerRequest(const QVariantMap& arguments, PeerRequest* request)
+{
+    const QString line = QStringLiteral("argument [%1]: %2");
+    request->ip = arguments.value(QStringLiteral("ip")).toString();
+    QHostAddress address;
+    if (!address.setAddress(request->ip) || address.protocol() != QAbstractSocket::IPv4Protocol)
+        return line.arg(QStringLiteral("ip"), QStringLiteral("not an IPv4 address"));
+    const int port = arguments.value(QStringLiteral("port")).toInt();
+    if (port < 1 || port > 0xffff)
+        return line.arg(QStringLiteral("port"), QStringLiteral("not in 1 to 65535"));
+    request->port = quint16(port);
+    const int command = commandNumber(arguments.value(QStringLiteral("command")), port);
+    if (command < 1 || command > 0xffff)
+        return line.arg(QStringLiteral("command"), QStringLiteral("no such command"));
+    request->command = command;
+    const QVariant json = arguments.value(QStringLiteral("json"));
+    if (json.isValid() && json.type() != QVariant::Map)
+        return line.arg(QStringLiteral("json"), QStringLiteral("not an object"));
+    request->json = json;
+    const int limitMs = arguments.value(QStringLiteral("timeout_ms"), kDefaultLimitMs).toInt();
+    if (limitMs < 1 || limitMs > kLongestLimitMs)
+        return line.arg(QStringLiteral("timeout_ms"),
+                        QStringLiteral("not in 1 to %1").arg(kLongestLimitMs));
+    request->limitMs = limitMs;
+    return {};
+}
+
+Answer peerAnswer(const PeerResult& result)
+{
+    if (!result.error.isEmpty())
+        return Answer::error(kPeerSilent, result.error);
+    QVariantMap values{{QStringLiteral("result"), result.result}};
+    const QVariant reply = parseJson(result.data);
+    if (reply.isValid())
+        values.insert(QStringLiteral("reply"), reply);
+    else if (isUtf8(result.data))
+        values.insert(QStringLiteral("text"), QString::fromUtf8(result.data));
+    else
+        values.insert(QStringLiteral("base64"), QString::fromLatin1(result.data.toBase64()));
+    return Answer::ok(values);
+}
+
+PeerCalls::PeerCalls(const DaemonContext& context)
+    : Subsystem(context)
+{
+    addLateCommand("peer_call",
+                   [this](const Request& request, const Ticket& ticket) { call(request, ticket); });
+}
+
+PeerCalls::~PeerCalls()
+{
+    const QSet<QThread*> threads = _threads;
+    for (QThread* thread : threads) {
+        thread->disconnect(this);
+        thread->quit();
+    }
+    for (QThread* thread : threads) {
+        thread->wait();
+        delete thread;
+    }
+}
+
+void PeerCalls::call(const Request& request, const Ticket& ticket)
+{
+    PeerRequest peer;
+    const QString problem = readPeerRequest(request.arguments(), &peer);
+    if (!problem.isEmpty()) {
+        ticket.answer(Answer::error(kBadArgument, problem));
+        return;
+    }
+    if (_threads.size() >= kMaxCalls) {
+        ticket.answer(
+            Answer::error(kTooManyCalls, QStringLiteral("%1 calls are under way").arg(kMaxCalls)));
+        return;
+    }
+    peer.data = request.json.isValid() ? request.data : QByteArray();
+    _lastNumber = _lastNumber % 0xffff + 1;
+    peer.number = _lastNumber;
+    run(peer, ticket);
+}
+
+void PeerCalls::run(const PeerRequest& request, const Ticket& ticket)
+{
+    QThread* thread = QThread::create(
+        [request, ticket] { ticket.answer(peerAnswer(exchangeWithPeer(request))); });
+    _threads.insert(thread);
+    connect(thread, &QThread::finished, this, [this, thread] {
+        _threads.remove(thread);
+        thread->wait();
+        delete thread;
+    });
+    thread->start();
+}
+
+} // namespace ky

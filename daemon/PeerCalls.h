@@ -1,0 +1,45 @@
+#pragma once
+
+#include "daemon/PeerExchange.h"
+#include "daemon/Subsystem.h"
+
+#include <QSet>
+#include <QThread>
+
+namespace ky {
+
+enum PeerError
+{
+    kPeerSilent = 40101,
+    kTooManyCalls = 40102,
+};
+
+/// `peer_call`: asks another daemon on behalf of an operator. Each call has a thread of its own,
+/// since the blocking client runs an event loop where it is called.
+class PeerCalls : public Subsystem
+{
+    Q_OBJECT
+
+public:
+    explicit PeerCalls(const DaemonContext& context);
+    /// Calls off what is under way; a connect that hangs holds it up for at most 6 s.
+    ~PeerCalls() override;
+
+    static constexpr int kMaxCalls = 32;
+
+private:
+    void call(const Request& request, const Ticket& ticket);
+    void run(const PeerRequest& request, const Ticket& ticket);
+
+    QSet<QThread*> _threads;
+    int _lastNumber = 0;
+};
+
+/// Reads the arguments of a call. A text tells what is wrong with them.
+QString readPeerRequest(const QVariantMap& arguments, PeerRequest* request);
+
+/// What the operator gets: "result" (the client's result map) and the data area as "reply" (JSON),
+/// "text" (UTF-8) or "base64".
+Answer peerAnswer(const PeerResult& result);
+
+} // namespace ky

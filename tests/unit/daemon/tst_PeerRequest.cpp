@@ -1,0 +1,126 @@
+#include "daemon/PeerCalls.h"
+#include "host/SqliteClass.h"
+
+#include <QDir>
+#include <QTemporaryDir>
+#include <QTest>
+
+class tst_PeerRequest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void argumentsAreChecked_data();
+    void argumentsAreChecked();
+    void nameIsLookedUpInThePeersTableFirst();
+    void answerShowsTheDataAsWhatTheyAre_data();
+    void answerShowsTheDataAsWhatTheyAre();
+    void silenceIsAnError();
+
+private:
+    QTemporaryDir _folder; ///< for the command database
+};
+
+void tst_PeerRequest::initTestCase()
+{
+    QVERIFY(QDir::setCurrent(_folder.path()));
+    SqliteClass::init()->portCommands[3000].insert("echo", 17);
+}
+
+void tst_PeerRequest::argumentsAreChecked_data()
+{
+    QTest::addColumn<QString>("key");
+    QTest::addColumn<QVariant>("value");
+    QTest::addColumn<QString>("problem");
+    QTest::newRow("good") << "ip" << QVariant("10.0.0.1") << "";
+    QTest::newRow("no address") << "ip" << QVariant() << "argument [ip]: not an IPv4 address";
+    QTest::newRow("host name") << "ip" << QVariant("robot") << "argument [ip]: not an IPv4 address";
+    QTest::newRow("IPv6") << "ip" << QVariant("::1") << "argument [ip]: not an IPv4 address";
+    QTest::newRow("port 0") << "port" << QVariant(0) << "argument [port]: not in 1 to 65535";
+    QTest::newRow("port 65535") << "port" << QVariant(65535) << "";
+    QTest::newRow("port 65536") << "port" << QVariant(65536)
+                                << "argument [port]: not in 1 to 65535";
+    QTest::newRow("port as text") << "port" << QVariant("19208") << "";
+    QTest::newRow("unknown name") << "command" << QVariant("nono")
+                                  << "argument [command]: no such command";
+    QTest::newRow("no command") << "command" << QVariant() << "argument [command]: no such command";
+    QTest::newRow("number as JSON has it") << "command" << QVariant(2000.0) << "";
+    QTest::newRow("number too high")
+        << "command" << QVariant(65536) << "argument [command]: no such command";
+    QTest::newRow("JSON list") << "json" << QVariant(QVariantList{1})
+                               << "argument [json]: not an object";
+    QTest::newRow("limit 0") << "timeout_ms" << QVariant(0)
+                             << "argument [timeout_ms]: not in 1 to 120000";
+    QTest::newRow("limit 120000") << "timeout_ms" << QVariant(120000) << "";
+    QTest::newRow("limit 120001") << "timeout_ms" << QVariant(120001)
+                                  << "argument [timeout_ms]: not in 1 to 120000";
+}
+
+void tst_PeerRequest::argumentsAreChecked()
+{
+    QFETCH(QString, key);
+    QFETCH(QVariant, value);
+    QFETCH(QString, problem);
+    QVariantMap arguments{{"ip", "127.0.0.1"}, {"port", 19208}, {"command", "echo"}};
+    arguments.insert(key, value);
+    ky::PeerRequest request;
+
+    QCOMPARE(ky::readPeerRequest(arguments, &request), problem);
+}
+
+void tst_PeerRequest::nameIsLookedUpInThePeersTableFirst()
+{
+    QVariantMap arguments{{"ip", "127.0.0.1"}, {"port", 3000}, {"command", "echo"}};
+    ky::PeerRequest request;
+    QCOMPARE(ky::readPeerRequest(arguments, &request), QString());
+    QCOMPARE(request.command, QVariant(17));
+
+    arguments.insert("port", 3001);
+    QCOMPARE(ky::readPeerRequest(arguments, &request), QString());
+    QCOMPARE(request.command, QVariant(2000));
+}
+
+void tst_PeerRequest::answerShowsTheDataAsWhatTheyAre_data()
+{
+    QTest::addColumn<QByteArray>("data");
+    QTest::addColumn<QString>("key");
+    QTest::addColumn<QVariant>("value");
+    QTest::newRow("JSON") << QByteArray("{\"a\":1}") << "reply"
+                          << QVariant(QVariantMap{{"a", 1.0}});
+    QTest::newRow("text") << QByteArray("世界") << "text" << QVariant("世界");
+    QTest::newRow("nothing") << QByteArray() << "text" << QVariant("");
+    QTest::newRow("bytes") << QByteArray("\xff\x00", 2) << "base64" << QVariant("/wA=");
+    QTest::newRow("cut character") << QByteArray("\xe4\xb8") << "base64" << QVariant("5Lg=");
+}
+
+void tst_PeerRequest::answerShowsTheDataAsWhatTheyAre()
+{
+    QFETCH(QByteArray, data);
+    QFETCH(QString, key);
+    QFETCH(QVariant, value);
+    ky::PeerResult result;
+    result.data = data;
+    result.result = {{"number", 3}};
+
+    const ky::Answer answer = ky::peerAnswer(result);
+
+    QVERIFY(answer.isOk());
+    QCOMPARE(answer.values().value(key), value);
+    QCOMPARE(answer.values().value("result").toMap(), result.result);
+    QCOMPARE(answer.values().size(), 2);
+}
+
+void tst_PeerRequest::silenceIsAnError()
+{
+    ky::PeerResult result;
+    result.error = "Tcp requst timeout";
+
+    const ky::Answer answer = ky::peerAnswer(result);
+
+    QCOMPARE(answer.code(), int(ky::kPeerSilent));
+    QCOMPARE(answer.errorText(), QString("Tcp requst timeout"));
+}
+
+QTEST_GUILESS_MAIN(tst_PeerRequest)
+#include "tst_PeerRequest.moc"
