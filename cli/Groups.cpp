@@ -5,10 +5,8 @@ namespace ky {
 const std::vector<Group>& allGroups()
 {
     static const std::vector<Group> groups = {
-        callGroup(),
-        commandsGroup(),
-        versionGroup(),
-        linkGroup(),
+        callGroup(),  commandsGroup(), versionGroup(), uploadGroup(), watchGroup(),
+        probeGroup(), peerGroup(),     linkGroup(),    udpGroup(),
     };
     return groups;
 }

@@ -8,6 +8,11 @@ namespace ky {
 const Group& callGroup();
 const Group& commandsGroup();
 const Group& versionGroup();
+const Group& uploadGroup();
+const Group& watchGroup();
+const Group& probeGroup();
+const Group& peerGroup();
 const Group& linkGroup();
+const Group& udpGroup();
 
 } // namespace ky

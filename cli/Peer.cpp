@@ -2,31 +2,48 @@
 
 #include "clients/BlockTcpObject.h"
 #include "clients/BlockThreadTcp.h"
+#include "service/VantHeader.h"
 #include "support/JsonText.h"
 
 #include <QAbstractSocket>
 #include <QHostInfo>
+#include <QTimer>
+
+#include <limits>
 
 namespace ky {
 
 namespace {
+
+constexpr int kHeaderSize = int(sizeof(VantHeader));
+constexpr quint64 kUploadPiece = 256 * 1024;
+constexpr char kTimeoutText[] = "Tcp requst timeout"; // as the client words it
 
 QString peerName(const GlobalOptions& options)
 {
     return QStringLiteral("%1:%2").arg(options.host).arg(options.port);
 }
 
-/// The client compares the peer's address with what it was told, so it is told an address.
-QString addressOf(const QString& host)
+/// The client tells a failed connect by the system's words or by the number of the socket error,
+/// whichever reaches its owner first.
+QString reasonOf(const QString& clientError)
 {
-    if (!QHostAddress(host).isNull())
-        return host;
-    const QList<QHostAddress> addresses = QHostInfo::fromName(host).addresses();
-    for (const QHostAddress& address : addresses) {
-        if (address.protocol() == QAbstractSocket::IPv4Protocol)
-            return address.toString();
+    const QString connectError = QStringLiteral("TcpSocket.waitForConnected error:");
+    if (clientError.startsWith(connectError))
+        return clientError.mid(connectError.size());
+    const QString socketError = QStringLiteral("socketError:");
+    if (!clientError.startsWith(socketError))
+        return clientError;
+    switch (clientError.mid(socketError.size()).toInt()) {
+    case QAbstractSocket::ConnectionRefusedError:
+        return QStringLiteral("Connection refused");
+    case QAbstractSocket::RemoteHostClosedError:
+        return QStringLiteral("the connection was closed");
+    case QAbstractSocket::NetworkError:
+        return QStringLiteral("Network unreachable");
+    default:
+        return clientError;
     }
-    return {};
 }
 
 PeerReply unanswered(const QString& sentence)
@@ -38,19 +55,32 @@ PeerReply unanswered(const QString& sentence)
 
 } // namespace
 
+QString addressOf(const QString& host)
+{
+    // The client compares the peer's address with what it was told, so it is told an address.
+    if (!QHostAddress(host).isNull())
+        return host;
+    const QList<QHostAddress> addresses = QHostInfo::fromName(host).addresses();
+    for (const QHostAddress& address : addresses) {
+        if (address.protocol() == QAbstractSocket::IPv4Protocol)
+            return address.toString();
+    }
+    return {};
+}
+
+QString noSuchHostSentence(const GlobalOptions& options)
+{
+    return QStringLiteral("no answer from %1: no such host").arg(peerName(options));
+}
+
 QString noAnswerSentence(const QString& clientError, const GlobalOptions& options)
 {
     const QString line = QStringLiteral("no answer from %1: %2").arg(peerName(options));
-    if (clientError == QLatin1String("Tcp requst timeout"))
+    if (clientError.isEmpty() || clientError == QLatin1String(kTimeoutText))
         return QStringLiteral("no answer from %1 within %2 ms")
             .arg(peerName(options))
             .arg(options.timeoutMs);
-    if (clientError == QLatin1String("socketError:1"))
-        return line.arg(QStringLiteral("the connection was closed"));
-    const QString connectError = QStringLiteral("TcpSocket.waitForConnected error:");
-    if (clientError.startsWith(connectError))
-        return line.arg(clientError.mid(connectError.size()));
-    return line.arg(clientError);
+    return line.arg(reasonOf(clientError));
 }
 
 PeerReply readReply(const QByteArray& data, const QVariantMap& result)
@@ -110,21 +140,71 @@ PeerReply Peer::commands()
     return reply;
 }
 
+/// Empty on success, else the sentence that tells why there is nobody to ask.
+QString Peer::connectClient()
+{
+    if (_client)
+        return {};
+    const QString address = addressOf(_options.host);
+    if (address.isEmpty())
+        return noSuchHostSentence(_options);
+    _client = std::make_unique<BlockTcpObject>();
+    _client->init(address, _options.port);
+    return {};
+}
+
 PeerReply Peer::exchange(int number, const QVariantMap& json, const QByteArray& data)
 {
-    if (!_client) {
-        const QString address = addressOf(_options.host);
-        if (address.isEmpty())
-            return unanswered(
-                QStringLiteral("no answer from %1: no such host").arg(peerName(_options)));
-        _client = std::make_unique<BlockTcpObject>();
-        _client->init(address, _options.port);
-    }
+    const QString problem = connectClient();
+    if (!problem.isEmpty())
+        return unanswered(problem);
     _client->setWaitTimeout(_options.timeoutMs);
-    _lastNumber = _lastNumber % 0xffff + 1;
     const QVariant jsonArea = json.isEmpty() ? QVariant() : QVariant(json);
-    if (!_client->sendData(number, data, _lastNumber, jsonArea))
+    if (!_client->sendData(number, data, nextNumber(), jsonArea))
         return unanswered(noAnswerSentence(_client->lastError(), _options));
+    return takeReply();
+}
+
+PeerReply Peer::upload(const QByteArray& content, const std::function<void(qint64)>& onSent)
+{
+    const QString problem = connectClient();
+    if (!problem.isEmpty())
+        return unanswered(problem);
+    const qint64 frameSize = content.size() + kHeaderSize;
+    bool isStalled = false;
+    QTimer stall;
+    stall.setSingleShot(true);
+    QObject::connect(&stall, &QTimer::timeout, _client.get(), [this, &isStalled] {
+        isStalled = true;
+        emit _client->sigFinished();
+    });
+    const auto progress = QObject::connect(_client.get(), &BlockTcpObject::sigWriteProgress, &stall,
+                                           [&](qint64 value, qint64 max) {
+                                               stall.start(_options.timeoutMs);
+                                               // Percent of the frame come the same way.
+                                               if (max == frameSize)
+                                                   onSent(qMax<qint64>(0, value - kHeaderSize));
+                                           });
+    stall.start(_options.timeoutMs);
+    _client->worker()->setPayloadSize(kUploadPiece);
+    _client->setWaitTimeout(std::numeric_limits<int>::max());
+    const bool isAnswered = _client->sendData(kUploadNumber, content, nextNumber(), QVariant());
+    QObject::disconnect(progress);
+    _client->worker()->setPayloadSize(0);
+    if (!isAnswered || isStalled)
+        return unanswered(noAnswerSentence(
+            isStalled ? QLatin1String(kTimeoutText) : _client->lastError(), _options));
+    return takeReply();
+}
+
+int Peer::nextNumber()
+{
+    _lastNumber = _lastNumber % 0xffff + 1;
+    return _lastNumber;
+}
+
+PeerReply Peer::takeReply() const
+{
     PeerReply reply = readReply(_client->receiveData(), _client->receiveMap());
     reply.json = _client->worker()->receiveJsonVar();
     return reply;

@@ -5,6 +5,7 @@
 #include <QMap>
 #include <QVariantMap>
 
+#include <functional>
 #include <memory>
 
 class BlockTcpObject;
@@ -38,6 +39,10 @@ public:
     PeerReply ask(const QString& command, const QVariantMap& json = {},
                   const QByteArray& data = {});
 
+    /// Sends a file's content, in pieces. `onSent` hears how many bytes of it are on their way. The
+    /// time limit counts from the last piece that went out.
+    PeerReply upload(const QByteArray& content, const std::function<void(qint64)>& onSent);
+
     /// The number behind a name or a number in text; 0 if there is none, and then `failure` holds
     /// the reply that tells why.
     int numberOf(const QString& command, PeerReply* failure);
@@ -49,6 +54,9 @@ public:
     PeerReply commands();
 
 private:
+    QString connectClient();
+    int nextNumber();
+    PeerReply takeReply() const;
     PeerReply exchange(int number, const QVariantMap& json, const QByteArray& data);
 
     GlobalOptions _options;
@@ -59,8 +67,14 @@ private:
 
 /// The number of the command that answers with the table of commands.
 constexpr int kCommandsNumber = 2001;
+constexpr int kUploadNumber = 5104;
 
-/// What kyctl says when the peer's answer did not come, from the words of the client.
+/// The IPv4 address of a host name; empty if there is none. An address stands for itself.
+QString addressOf(const QString& host);
+QString noSuchHostSentence(const GlobalOptions& options);
+
+/// What kyctl says when the peer's answer did not come, from the words of the client. No words:
+/// it did not come in time.
 QString noAnswerSentence(const QString& clientError, const GlobalOptions& options);
 
 /// Reads the areas of an answer.

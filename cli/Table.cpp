@@ -57,11 +57,17 @@ QString listText(const QVariantList& list)
     return parts.join(QStringLiteral(", "));
 }
 
+/// An empty cell would read as one that was forgotten.
+QString orDash(const QString& text)
+{
+    return text.isEmpty() ? QStringLiteral("-") : text;
+}
+
 QStringList recordCells(const QVariantMap& record, const QList<Column>& columns)
 {
     QStringList cells;
     for (const Column& column : columns)
-        cells << valueText(record.value(QLatin1String(column.key)));
+        cells << orDash(valueText(record.value(QLatin1String(column.key))));
     return cells;
 }
 
@@ -122,7 +128,7 @@ QString mapText(const QVariantMap& map)
                                      entry.key() == QLatin1String("err_msg") ||
                                      entry.key() == QLatin1String("create_on");
         if (!isOfEveryAnswer)
-            rows << QStringList{valueText(entry.key()), valueText(entry.value())};
+            rows << QStringList{valueText(entry.key()), orDash(valueText(entry.value()))};
     }
     if (rows.isEmpty())
         return QStringLiteral("done\n");

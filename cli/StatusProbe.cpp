@@ -1,0 +1,68 @@
+#include "cli/StatusProbe.h"
+
+#include "cli/Peer.h"
+#include "clients/SCStatusTcp.h"
+
+#include <QEventLoop>
+#include <QTimer>
+
+namespace ky {
+
+StatusProbe::StatusProbe(const GlobalOptions& options)
+    : _options(options)
+    , _client(new SCStatusTcp(this))
+{
+    _client->setTimeOut(options.timeoutMs);
+}
+
+QString StatusProbe::connectPeer()
+{
+    const QString address = addressOf(_options.host);
+    if (address.isEmpty())
+        return noSuchHostSentence(_options);
+    _client->connectHost(address, _options.port);
+    if (_client->tcpSocket()->waitForConnected(_options.timeoutMs))
+        return {};
+    return noAnswerSentence(_client->tcpSocket()->errorString(), _options);
+}
+
+QString StatusProbe::send(quint16 command, const QByteArray& json, const QByteArray& data,
+                          quint16 number)
+{
+    if (_client->writeTcpData(command, json, data, number))
+        return {};
+    return noAnswerSentence(_isConnected ? QString() : QStringLiteral("socketError:1"), _options);
+}
+
+bool StatusProbe::serve(const std::function<bool()>& isDone, int limitMs)
+{
+    QEventLoop loop;
+    QTimer limit;
+    limit.setSingleShot(true);
+    connect(&limit, &QTimer::timeout, &loop, &QEventLoop::quit);
+    connect(this, &StatusProbe::connectionEnded, &loop, &QEventLoop::quit);
+    connect(_client, &SCStatusTcp::sigChangedText, &loop, [&] {
+        if (isDone())
+            loop.quit();
+    });
+    if (limitMs >= 0)
+        limit.start(limitMs);
+    if (_isConnected && !isDone())
+        loop.exec();
+    return _isConnected;
+}
+
+void StatusProbe::stateChanged(QAbstractSocket::SocketState state)
+{
+    const bool wasConnected = _isConnected;
+    _isConnected = state == QAbstractSocket::ConnectedState;
+    if (wasConnected && !_isConnected)
+        emit connectionEnded();
+}
+
+void StatusProbe::receiveTcpError(QAbstractSocket::SocketError)
+{
+    // Whoever waits reads the socket's own words.
+}
+
+} // namespace ky
