@@ -1,0 +1,3 @@
+#include "time/TimeLog.h"
+
+Q_LOGGING_CATEGORY(kyTimeLog, "ky.time")
