@@ -1,5 +1,6 @@
 #include "network/CardAddresses.h"
 
+#include <arpa/inet.h>
 #include <cstring>
 #include <net/if.h>
 #include <sys/ioctl.h>
@@ -40,6 +41,26 @@ QVariantMap chooseAddress(const QList<QNetworkAddressEntry>& entries)
         chosen.insert(QStringLiteral("mask"), entry.netmask().toString());
     }
     return chosen;
+}
+
+QString dotted(in_addr address)
+{
+    return QString::fromLatin1(inet_ntoa(address));
+}
+
+QVariantMap wiredReport(const KernelCard& card, const QString& gateway, const QString& storedMac)
+{
+    QVariantMap report;
+    if (dotted(card.address) == QLatin1String(kInternalAddress)) {
+        report.insert(QStringLiteral("Mac"), card.hardwareAddress);
+        report.insert(QStringLiteral("ip"), dotted(card.address));
+        report.insert(QStringLiteral("mask"), dotted(card.mask));
+        if (!gateway.isEmpty())
+            report.insert(QStringLiteral("gateway"), gateway);
+    }
+    if (!storedMac.isEmpty())
+        report.insert(QStringLiteral("Mac"), storedMac);
+    return report;
 }
 
 bool readHardwareAddress(int socket, const char* name, KernelCard& card)

@@ -23,6 +23,14 @@ struct KernelCard
     in_addr mask{};
 };
 
+/// What the card adds to the report of the wired card: "Mac", "ip", "mask" and, if there is one,
+/// "gateway" of the card with the internal address; nothing of any other. A stored hardware address
+/// goes over "Mac", whatever the card.
+QVariantMap wiredReport(const KernelCard& card, const QString& gateway, const QString& storedMac);
+
+/// "10.0.0.7".
+QString dotted(in_addr address);
+
 /// Asks for the hardware address on a datagram socket. False if there is no such card.
 bool readHardwareAddress(int socket, const char* name, KernelCard& card);
 /// Asks for the three IPv4 addresses.

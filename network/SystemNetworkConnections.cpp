@@ -97,7 +97,8 @@ bool SystemNetwork::runIwconfig(const QVariantMap& request)
     PublicClass* host = PublicClass::init();
     const QString folder =
         host->readIni(host->settingsFile, QStringLiteral("AppInfo/networkBackup")).toString();
-    QDir().mkpath(folder);
+    if (!folder.isEmpty())
+        QDir().mkpath(folder);
     KY_DEBUG << "[cardName:" << card << "]";
     deleteByConnectionType(QStringLiteral("wifi"));
     writeCertificateFiles(wifi, folder);

@@ -25,11 +25,6 @@ namespace {
 constexpr int kRouteLineBytes = 200;
 constexpr int kGatewayBytes = 32;
 
-QString text(in_addr address)
-{
-    return QString::fromLatin1(inet_ntoa(address));
-}
-
 void print(const KernelCard& card)
 {
     std::printf("\tIP: %s\n", inet_ntoa(card.address));
@@ -69,23 +64,20 @@ void SystemNetwork::dispLocalWiredNetInfo(const char* name, QVariantMap& info)
         return;
     readAddresses(socketFd, name, card);
     print(card);
-    KY_DEBUG << "LocalIP" << text(card.address);
-    KY_DEBUG << "GATEAWAY" << text(card.broadcast);
-    KY_DEBUG << "NETMASK" << text(card.mask);
+    KY_DEBUG << "LocalIP" << dotted(card.address);
+    KY_DEBUG << "GATEAWAY" << dotted(card.broadcast);
+    KY_DEBUG << "NETMASK" << dotted(card.mask);
 
-    if (text(card.address) == QLatin1String(kInternalAddress)) {
-        info.insert(QStringLiteral("Mac"), card.hardwareAddress);
-        info.insert(QStringLiteral("ip"), text(card.address));
-        info.insert(QStringLiteral("mask"), text(card.mask));
+    QString gateway;
+    if (dotted(card.address) == QLatin1String(kInternalAddress)) {
         char buffer[kGatewayBytes] = {};
-        const QString gateway = getIPV4Gateway(name, buffer, sizeof buffer);
-        if (isValidIp(gateway))
-            info.insert(QStringLiteral("gateway"), gateway);
+        gateway = getIPV4Gateway(name, buffer, sizeof buffer);
+        if (!isValidIp(gateway))
+            gateway.clear();
     }
-    // The stored address counts for any card: a card with another address leaves it in the map.
-    const QString stored = isTxtExist();
-    if (!stored.isEmpty())
-        info.insert(QStringLiteral("Mac"), stored);
+    const QVariantMap report = wiredReport(card, gateway, isTxtExist());
+    for (auto it = report.begin(); it != report.end(); ++it)
+        info.insert(it.key(), it.value());
     close(socketFd);
 }
 
