@@ -8,6 +8,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <algorithm>
 #include <memory>
 
 namespace {
@@ -194,7 +195,8 @@ void tst_HostileValues::describedProfileArrivesAsItIs()
                    "yes"};
     const QList<Call> made = calls();
     if (value.size() == 10000) { // 14 of these are more than the kernel takes as one argument
-        QCOMPARE(network.getLastError(), QStringLiteral("start of /bin/sh: Argument list too long"));
+        QCOMPARE(network.getLastError(),
+                 QStringLiteral("start of /bin/sh: Argument list too long"));
         QCOMPARE(made.size(), 4);
         return;
     }
