@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace hostsim {
+
+/// `hostsim VERB …`: the side for people and tests. Gives the exit status.
+int runFront(const std::vector<std::string>& args);
+
+/// `hostsim run`.
+int runCommand(const std::vector<std::string>& args);
+
+} // namespace hostsim

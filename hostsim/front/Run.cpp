@@ -1,0 +1,249 @@
+#include "front/DefaultScene.h"
+#include "front/Folders.h"
+#include "front/Front.h"
+#include "front/Mounts.h"
+#include "model/PrivatePaths.h"
+#include "model/Process.h"
+#include "model/Store.h"
+#include "tools/Dispatch.h"
+
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <iostream>
+#include <sstream>
+#include <stdexcept>
+#include <thread>
+
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+namespace hostsim {
+
+namespace {
+
+constexpr long kTickMs = 200;
+constexpr auto kGraceTick = std::chrono::milliseconds(10);
+constexpr int kGraceTicks = 50;
+
+volatile std::sig_atomic_t childPid = 0;
+
+struct Options
+{
+    std::string sceneFile;
+    std::string stateFolder;
+    std::string language;
+    bool mounts = true;
+    std::vector<std::string> command;
+};
+
+Options parse(const std::vector<std::string>& args)
+{
+    Options options;
+    size_t i = 0;
+    for (; i < args.size() && args[i].rfind("--", 0) == 0; ++i) {
+        if (args[i] == "--") {
+            ++i;
+            break;
+        }
+        if (args[i] == "--no-mounts") {
+            options.mounts = false;
+            continue;
+        }
+        std::string* target = args[i] == "--scene"   ? &options.sceneFile
+                              : args[i] == "--state" ? &options.stateFolder
+                              : args[i] == "--lang"  ? &options.language
+                                                     : nullptr;
+        if (!target || i + 1 == args.size())
+            throw std::invalid_argument("run: " + args[i]);
+        *target = args[++i];
+    }
+    options.command.assign(args.begin() + long(i), args.end());
+    if (options.command.empty())
+        throw std::invalid_argument("run: no command");
+    return options;
+}
+
+// A folder that holds a host already goes on with it unless a scene is named.
+void prepare(const Store& store, const Options& options)
+{
+    if (!store.exists() || !options.sceneFile.empty())
+        store.create(sceneOf(options.sceneFile));
+    std::vector<std::string> names = toolNames();
+    names.emplace_back("hostsim");
+    for (const std::string& name : names) {
+        const std::string link = store.folder() + "/bin/" + name;
+        std::error_code failed;
+        fs::create_symlink(programFolder() + "/hostsim", link, failed);
+    }
+}
+
+std::string environment(const char* name)
+{
+    const char* value = std::getenv(name);
+    return value ? value : "";
+}
+
+void prepend(const char* name, const std::string& value)
+{
+    const std::string old = environment(name);
+    ::setenv(name, (old.empty() ? value : value + ":" + old).c_str(), 1);
+}
+
+void append(const char* name, const std::string& value)
+{
+    const std::string old = environment(name);
+    ::setenv(name, (old.empty() ? value : old + ":" + value).c_str(), 1);
+}
+
+void setLanguage(const std::string& language)
+{
+    if (language.empty())
+        return;
+    for (const char* name : {"LC_ALL", "LC_MESSAGES", "LANGUAGE"})
+        ::unsetenv(name);
+    if (language == "c")
+        ::setenv("LC_ALL", "C.UTF-8", 1);
+    else
+        ::setenv("LANG", language == "zh" ? "zh_CN.UTF-8" : "en_US.UTF-8", 1);
+}
+
+std::string shimFile()
+{
+    for (const char* place : {"/../lib/libhostsim-shim.so", "/../lib/hostsim/libhostsim-shim.so",
+                              "/libhostsim-shim.so"}) {
+        std::error_code failed;
+        const fs::path path = fs::canonical(programFolder() + place, failed);
+        if (!failed)
+            return path.string();
+    }
+    throw std::runtime_error("libhostsim-shim.so is not beside " + programFolder());
+}
+
+void setEnvironment(const Store& store, const Options& options)
+{
+    setLanguage(options.language);
+    ::setenv("HOSTSIM_STATE", store.folder().c_str(), 1);
+    ::setenv("HOSTSIM_PLATFORM_SCRIPT", (store.folder() + "/bin/platform.sh").c_str(), 1);
+    prepend("PATH", store.folder() + "/bin");
+    append("LD_PRELOAD", shimFile());
+    // A program built with the address sanitizer wants to be first among the preloads.
+    append("ASAN_OPTIONS", "verify_asan_link_order=0");
+}
+
+[[noreturn]] void runChild(const Store& store, const Options& options, const sigset_t& held)
+{
+    ::sigprocmask(SIG_UNBLOCK, &held, nullptr);
+    ::prctl(PR_SET_PDEATHSIG, SIGTERM);
+    if (options.mounts)
+        mountPrivateFolders(store);
+    std::vector<char*> argv;
+    for (const std::string& arg : options.command)
+        argv.push_back(const_cast<char*>(arg.c_str()));
+    argv.push_back(nullptr);
+    ::execvp(argv[0], argv.data());
+    std::cerr << "hostsim: " << options.command[0] << ": " << std::strerror(errno) << "\n";
+    ::_exit(127);
+}
+
+void passSignalsOn()
+{
+    for (const int number : {SIGTERM, SIGINT, SIGHUP})
+        std::signal(number, [](int received) {
+            if (childPid > 0)
+                ::kill(childPid, received);
+        });
+}
+
+// The run's clock: what a timer of the host would do happens though no tool is called. SIGCHLD
+// wakes it up when the command ends.
+int superviseChild(const Store& store, pid_t child, const sigset_t& childSignal, bool isOwner)
+{
+    int status = 0;
+    while (::waitpid(child, &status, WNOHANG) == 0) {
+        const timespec limit = {0, kTickMs * 1000000};
+        ::sigtimedwait(&childSignal, nullptr, &limit);
+        if (isOwner)
+            store.tick();
+    }
+    return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+}
+
+void killChildren()
+{
+    std::istringstream children(
+        readFile("/proc/self/task/" + std::to_string(::getpid()) + "/children"));
+    for (pid_t child = 0; children >> child;)
+        ::kill(child, SIGKILL);
+}
+
+// A server or a hanging tool in the background sees the end of the run and goes; what does not is
+// ended. Nothing of a run outlives it.
+void endLeftOvers()
+{
+    for (int i = 0; i < kGraceTicks * 10; ++i) {
+        const pid_t ended = ::waitpid(-1, nullptr, WNOHANG);
+        if (ended < 0 && errno == ECHILD)
+            return;
+        if (ended > 0)
+            continue;
+        if (i >= kGraceTicks)
+            killChildren();
+        std::this_thread::sleep_for(kGraceTick);
+    }
+}
+
+// SIGCHLD is kept for sigtimedwait() from before the command starts, so none is missed.
+sigset_t holdChildSignal()
+{
+    sigset_t set;
+    sigemptyset(&set);
+    sigaddset(&set, SIGCHLD);
+    ::sigprocmask(SIG_BLOCK, &set, nullptr);
+    return set;
+}
+
+} // namespace
+
+int runCommand(const std::vector<std::string>& args)
+{
+    const Options options = parse(args);
+    const bool isTemporary = options.stateFolder.empty();
+    const Store store(isTemporary ? newStateFolder() : fs::absolute(options.stateFolder).string());
+    fs::create_directories(store.folder());
+    // A second run on the same host only visits it: the first one owns what lives in it.
+    const bool isOwner = !isRunAlive(store.folder());
+    prepare(store, options);
+    if (isOwner) {
+        markRun(store.folder());
+        markCurrent(store.folder());
+    }
+    if (isOwner)
+        ::prctl(PR_SET_CHILD_SUBREAPER, 1); // background jobs stay children of this process
+    setEnvironment(store, options);
+    const sigset_t childSignal = holdChildSignal();
+    const pid_t child = ::fork();
+    if (child < 0)
+        throw std::runtime_error(std::string("fork: ") + std::strerror(errno));
+    if (child == 0)
+        runChild(store, options, childSignal);
+    childPid = child;
+    passSignalsOn();
+    const int status = superviseChild(store, child, childSignal, isOwner);
+    std::error_code ignored;
+    if (isOwner) {
+        fs::remove(store.folder() + "/run.pid", ignored);
+        endLeftOvers();
+    }
+    if (isTemporary)
+        fs::remove_all(store.folder(), ignored);
+    return status;
+}
+
+} // namespace hostsim

@@ -1,0 +1,183 @@
+#include "model/Activation.h"
+
+#include "model/Radio.h"
+#include "model/Store.h"
+#include "model/Words.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <functional>
+
+namespace hostsim {
+
+namespace {
+
+constexpr char kHotspotAddress[] = "10.42.0.1/24";
+
+bool hasMethod(const Keyfile& keyfile, const std::string& eap)
+{
+    const auto methods = split(keyfile.raw("802-1x", "eap"), ';');
+    return std::find(methods.begin(), methods.end(), eap) != methods.end();
+}
+
+bool isKnown(const Identity& known, const Keyfile& keyfile)
+{
+    if (!hasMethod(keyfile, known.eap) || keyfile.text("802-1x", "identity") != known.identity)
+        return false;
+    if (known.eap == "tls")
+        return keyfile.has("802-1x", "client-cert") && keyfile.has("802-1x", "private-key") &&
+               keyfile.text("802-1x", "private-key-password") == known.keyPassword;
+    return keyfile.text("802-1x", "password") == known.password;
+}
+
+bool takesSecrets(const AccessPoint& ap, const Keyfile& keyfile)
+{
+    if (ap.security == "psk")
+        return keyfile.text("wifi-security", "psk") == ap.password;
+    if (ap.security != "eap")
+        return !keyfile.hasGroup("wifi-security");
+    return std::any_of(ap.identities.begin(), ap.identities.end(),
+                       [&](const Identity& known) { return isKnown(known, keyfile); });
+}
+
+bool isHotspotProfile(const Keyfile& keyfile)
+{
+    return keyfile.raw("wifi", "mode") == "ap";
+}
+
+const AccessPoint* networkOf(const Host& host, const Card& card, const Keyfile& keyfile)
+{
+    return strongest(host, card, keyfile.ssid(), keyfile.raw("wifi", "hidden") == "true");
+}
+
+const Lease& leaseFor(const Host& host, const Card& card, const Keyfile& keyfile)
+{
+    const AccessPoint* ap = card.isWifi() ? networkOf(host, card, keyfile) : nullptr;
+    return ap ? ap->lease : card.lease;
+}
+
+// Looks random and stays the same for one connection, as a stable privacy address does.
+std::string linkLocalAddress(const std::string& seed)
+{
+    const size_t hash = std::hash<std::string>()(seed);
+    char text[64];
+    std::snprintf(text, sizeof text, "fe80::%x:%x:%x:%x/64",
+                  static_cast<unsigned>(hash & 0x7fff) + 0x1000,
+                  static_cast<unsigned>(hash >> 16 & 0x7fff) + 0x1000,
+                  static_cast<unsigned>(hash >> 32 & 0x7fff) + 0x1000,
+                  static_cast<unsigned>(hash >> 48 & 0x7fff) + 0x1000);
+    return text;
+}
+
+std::string eui64Address(const std::string& mac)
+{
+    unsigned b[6] = {};
+    std::sscanf(mac.c_str(), "%x:%x:%x:%x:%x:%x", b, b + 1, b + 2, b + 3, b + 4, b + 5);
+    char text[64];
+    const unsigned first = (b[0] ^ 2) << 8 | b[1];
+    std::snprintf(text, sizeof text, first ? "fe80::%x:%x:%x:%x/64" : "fe80:%.0x:%x:%x:%x/64",
+                  first, b[2] << 8 | 0xff, 0xfe00 | b[3], b[4] << 8 | b[5]);
+    return text;
+}
+
+void configure(const Host& host, Card& card, const Keyfile& keyfile)
+{
+    const std::string method = keyfile.raw("ipv4", "method");
+    card.addresses6 = {linkLocalAddress(card.name + keyfile.raw("connection", "uuid"))};
+    card.addresses.clear();
+    card.gateway.clear();
+    card.dns.clear();
+    if (method == "manual") {
+        card.addresses = {keyfile.address()};
+        card.gateway = keyfile.gateway();
+        for (const std::string& server : split(keyfile.raw("ipv4", "dns"), ';'))
+            if (!server.empty())
+                card.dns.push_back(server);
+    } else if (method == "shared") {
+        card.addresses = {kHotspotAddress};
+        card.addresses6 = {eui64Address(card.mac)};
+    } else {
+        const Lease& lease = leaseFor(host, card, keyfile);
+        card.addresses = {lease.address + "/" + std::to_string(lease.prefix)};
+        card.gateway = lease.gateway;
+        card.dns = lease.dns;
+    }
+}
+
+void connectRadio(const Host& host, Card& card, const Keyfile& keyfile)
+{
+    if (isHotspotProfile(keyfile)) {
+        card.bssid = card.mac;
+        card.ssid = keyfile.ssid();
+        card.keyManagement = "UNKNOWN";
+        return;
+    }
+    if (const AccessPoint* ap = networkOf(host, card, keyfile)) {
+        associate(card, *ap);
+        if (ap->security == "eap")
+            card.eapMethod = hasMethod(keyfile, "tls") ? "tls" : "peap";
+        if (ap->hidden && keyfile.raw("wifi", "hidden") == "true" &&
+            std::count(card.askedSsids.begin(), card.askedSsids.end(), ap->ssid) == 0)
+            card.askedSsids.push_back(ap->ssid);
+    }
+}
+
+Joining tryRadio(const Host& host, const Card& card, const Keyfile& keyfile)
+{
+    if (isHotspotProfile(keyfile))
+        return Joining::Done;
+    const AccessPoint* ap = networkOf(host, card, keyfile);
+    if (!ap)
+        return Joining::NoNetwork;
+    return takesSecrets(*ap, keyfile) ? Joining::Done : Joining::NoSecrets;
+}
+
+} // namespace
+
+Joining tryJoining(const Host& host, const Card& card, const Keyfile& keyfile)
+{
+    if (card.isWifi()) {
+        const Joining radio = tryRadio(host, card, keyfile);
+        if (radio != Joining::Done)
+            return radio;
+    }
+    if (!card.up || card.blocked || !card.carrier)
+        return Joining::NotReady;
+    const bool asksDhcp = keyfile.raw("ipv4", "method") == "auto";
+    const bool isAnswered = !leaseFor(host, card, keyfile).address.empty();
+    return asksDhcp && !isAnswered ? Joining::NoLease : Joining::Done;
+}
+
+Joining activate(Host& host, Card& card, Profile& profile)
+{
+    const Keyfile keyfile(profile.text);
+    const Joining result = tryJoining(host, card, keyfile);
+    deactivate(card);
+    card.keptDown = result != Joining::Done;
+    if (result != Joining::Done)
+        return result;
+    card.profile = profile.uuid;
+    card.path = host.nextPath++;
+    card.staleAddress.clear();
+    profile.usedAt = (nowMs() + host.clock.offsetMs) / 1000;
+    configure(host, card, keyfile);
+    if (card.isWifi())
+        connectRadio(host, card, keyfile);
+    return result;
+}
+
+void deactivate(Card& card)
+{
+    if (card.type == "loopback")
+        return;
+    card.profile.clear();
+    card.path = 0;
+    card.addresses.clear();
+    card.addresses6.clear();
+    card.gateway.clear();
+    card.dns.clear();
+    card.idleSinceMs = nowMs();
+    dissociate(card);
+}
+
+} // namespace hostsim

@@ -1,0 +1,234 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace hostsim {
+
+/// What an interface has carried, as `ifconfig` shows it.
+struct Traffic
+{
+    long rxPackets = 0;
+    long rxBytes = 0;
+    long txPackets = 0;
+    long txBytes = 0;
+};
+
+/// What the network behind a card (or an access point) hands out by DHCP. An empty address means
+/// that nobody answers there.
+struct Lease
+{
+    std::string address;
+    int prefix = 24;
+    std::string gateway;
+    std::vector<std::string> dns;
+};
+
+/// One network interface, with what NetworkManager and the supplicant have made of it.
+struct Card
+{
+    std::string name;
+    std::string type = "ethernet"; ///< loopback, ethernet, wifi, can, vcan, dummy, radiotap
+    std::string mac;
+    std::string driver;
+    std::string description; ///< what `lshw` calls it; empty: by type
+    int mtu = 1500;
+    int queueLength = 1000;
+    bool up = true;
+    bool carrier = true;  ///< wired: a cable is in; CAN: the bus is there
+    bool blocked = false; ///< Wi-Fi: the radio is switched off (rfkill)
+    Lease lease;          ///< wired: what DHCP gives here
+    Traffic traffic;
+
+    // NetworkManager's side.
+    std::string profile;   ///< UUID of the active profile, empty for none
+    int path = 0;          ///< number of the active connection
+    bool keptDown = false; ///< taken down by hand or by a failure: not brought up by itself
+    std::vector<std::string> addresses; ///< IPv4 with prefix: "10.0.0.5/24"
+    std::vector<std::string> addresses6;
+    std::string gateway;
+    std::vector<std::string> dns;
+
+    // The supplicant's side.
+    std::string p2pMac;
+    std::string supplicantUuid;
+    std::string bssid; ///< access point in use; the card's own one on a hotspot
+    std::string ssid;
+    std::string keyManagement;
+    std::string eapMethod;
+    std::string staleAddress; ///< shown by `wpa_cli status` for a while after a loss
+    int64_t idleSinceMs = 0;  ///< from here NetworkManager counts until it connects by itself
+    int64_t weakSinceMs = 0;
+    int64_t scanEndsMs = 0;              ///< a scan is under way until then; 0: none
+    std::string scanFor;                 ///< SSID that the scan under way asks for by name
+    std::vector<std::string> askedSsids; ///< hidden networks that a directed scan has found
+    std::vector<struct ScanRow> scan;
+
+    // CAN.
+    int bitRate = 0;
+    int restartMs = 0;
+    int interrupt = 0;
+    std::string timing;
+
+    bool isWifi() const { return type == "wifi"; }
+    bool isCan() const { return type == "can" || type == "vcan"; }
+    bool isManaged() const { return type == "ethernet" || type == "wifi" || type == "loopback"; }
+    bool isActive() const { return !profile.empty(); }
+    bool isRunning() const;
+};
+
+/// One row of the supplicant's table of scan results.
+struct ScanRow
+{
+    std::string bssid;
+    int frequency = 0;
+    int level = 0;
+    std::string flags;
+    std::string ssid;
+};
+
+inline bool Card::isRunning() const
+{
+    if (!up || blocked)
+        return false;
+    if (type == "dummy" || type == "radiotap")
+        return false;
+    return isWifi() ? !bssid.empty() : carrier;
+}
+
+/// Someone who may join an 802.1X network.
+struct Identity
+{
+    std::string identity;
+    std::string password; ///< for peap and ttls
+    std::string eap = "peap";
+    std::string keyPassword; ///< for tls: pass phrase of the private key
+};
+
+struct AccessPoint
+{
+    std::string name; ///< how `hostsim set` calls it: "ap2"
+    std::string ssid;
+    std::string bssid;
+    int frequency = 2412;
+    int level = -50;
+    std::string security = "psk"; ///< open, psk, eap
+    std::string password;
+    std::vector<Identity> identities;
+    bool hidden = false;
+    bool on = true;
+    Lease lease;
+};
+
+/// A NetworkManager profile as NetworkManager has it in memory: the keyfile's text, its place
+/// (a path of the simulated host) and when it was last up.
+struct Profile
+{
+    std::string uuid;
+    std::string file;
+    std::string text;
+    int64_t usedAt = 0;
+};
+
+struct Clock
+{
+    int64_t offsetMs = 0; ///< simulated clock minus the machine's
+    bool ntp = false;
+    bool synchronized = false;
+    bool localRtc = false;
+    std::string zone = "Etc/UTC"; ///< what `timedatectl` says: the link of /etc/localtime if empty
+};
+
+struct MixerControl
+{
+    std::string name;
+    std::string capabilities = "pvolume";
+    bool capture = false;
+    int maximum = 100;
+    int value = 50;
+    std::string gain; ///< " [-20.00dB] [on]"; empty for a control that has neither
+};
+
+struct SoundCard
+{
+    std::string id;
+    std::string driver = "HDA-Intel";
+    std::string name = "HDA Intel";
+    std::string longName = "HDA Intel at 0xfebe0000 irq 36";
+    std::vector<MixerControl> controls;
+};
+
+struct ThermalZone
+{
+    std::string type;
+    int milliCelsius = 45000;
+};
+
+struct Disk
+{
+    std::string filesystem;
+    std::string type;
+    std::string mountedOn;
+    int64_t blocks = 0;
+    int64_t used = 0;
+    int64_t available = 0;
+    bool pseudo = false;    ///< shown by `df -a` alone
+    bool automount = false; ///< dashes in all number columns
+};
+
+/// A tool that does not behave: the first entry whose tool and pattern fit decides.
+struct Fault
+{
+    std::string tool;
+    std::string match;         ///< a part of the arguments; empty: any call
+    std::string kind = "fail"; ///< fail, missing, hang, garbage, busy, slow
+    std::string text;
+    std::string error; ///< the same for standard error
+    int status = 1;
+    int ms = 0;     ///< slow: before the tool does its work
+    int times = -1; ///< how many calls more; -1: all
+};
+
+struct Platform
+{
+    std::vector<std::string> functions; ///< what the platform script says it can do
+    int volume = 50;
+    std::string ntpServer;
+    bool ntp = false;
+};
+
+/// The simulated host as a whole: a scene and what has become of it since.
+struct Host
+{
+    double pace = 0;          ///< 1: waits as long as real tools do; 0: not at all
+    int reachDbm = -92;       ///< weaker access points are not heard
+    int autoconnectMs = 4000; ///< until NetworkManager brings a profile up by itself; -1: never
+    bool selfRoam = false;    ///< the supplicant moves by itself below -70 dBm
+    bool networkManager = true;
+    std::vector<Card> cards;
+    std::vector<AccessPoint> accessPoints;
+    std::vector<std::string> peers;           ///< addresses and names that answer a ping
+    std::map<std::string, std::string> names; ///< host names that resolve
+    std::map<std::string, std::string> sysctl;
+    std::map<std::string, std::string> files; ///< private files at the start, by path
+    std::vector<std::string> services;
+    Clock clock;
+    std::vector<SoundCard> sound;
+    std::vector<ThermalZone> thermal;
+    std::vector<Disk> disks;
+    Platform platform;
+    std::vector<Fault> faults;
+
+    std::vector<Profile> profiles;
+    std::vector<std::string> nextUuids; ///< handed out before random ones
+    int nextPath = 2;
+
+    Card* card(const std::string& name);
+    AccessPoint* accessPoint(const std::string& bssid);
+    Profile* profile(const std::string& uuidOrId);
+    bool ipv6On() const;
+};
+
+} // namespace hostsim

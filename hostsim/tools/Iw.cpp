@@ -1,0 +1,46 @@
+#include "model/Radio.h"
+#include "tools/Tools.h"
+#include "tools/data/IwUsage.h"
+
+namespace hostsim {
+
+namespace {
+
+int link(Call& call, const Host& host, const Card& card)
+{
+    const AccessPoint* ap = const_cast<Host&>(host).accessPoint(card.bssid);
+    if (!ap || isHotspot(card)) {
+        call.out("Not connected.\n");
+        return 0;
+    }
+    const Traffic& t = card.traffic;
+    call.out("Connected to " + ap->bssid + " (on " + card.name + ")\n" + //
+             "\tSSID: " + wirelessEscaped(ap->ssid) + "\n" +             //
+             "\tfreq: " + std::to_string(ap->frequency) + "\n" +         //
+             "\tRX: " + std::to_string(t.rxBytes) + " bytes (" + std::to_string(t.rxPackets) +
+             " packets)\n" + //
+             "\tTX: " + std::to_string(t.txBytes) + " bytes (" + std::to_string(t.txPackets) +
+             " packets)\n" + //
+             "\tsignal: " + std::to_string(ap->level) + " dBm\n" +
+             "\trx bitrate: 130.0 MBit/s MCS 15\n\ttx bitrate: 130.0 MBit/s MCS 15\n\n"
+             "\tbss flags:\tshort-slot-time\n\tdtim period:\t2\n\tbeacon int:\t100\n");
+    return 0;
+}
+
+} // namespace
+
+int iw(Call& call)
+{
+    const size_t at = call.arg(0) == "dev" ? 1 : 0;
+    Host host = call.host();
+    const Card* card = host.card(call.arg(at));
+    if (card && card->isWifi() && call.arg(at + 1) == "link")
+        return link(call, host, *card);
+    if (card && card->isWifi() && call.arg(at + 1) == "set" && call.arg(at + 2) == "power_save")
+        return 0;
+    // Also for a card that is not there: its name is no command.
+    call.out(kIwUsage);
+    return 1;
+}
+
+} // namespace hostsim

@@ -1,0 +1,38 @@
+#pragma once
+
+#include "model/Store.h"
+
+#include <ctime>
+
+namespace hostsim {
+
+/// The time zone that the simulated /etc/localtime links to.
+class ZoneFile
+{
+public:
+    struct Local
+    {
+        std::tm time = {};
+        std::string abbreviation = "UTC";
+        long offset = 0; ///< seconds east of Greenwich
+    };
+
+    explicit ZoneFile(const Store& store);
+
+    /// As `timedatectl` names it: "n/a" for a link to the folder or to nothing, "Etc/UTC" without
+    /// a link.
+    const std::string& name() const { return _name; }
+    Local localTime(std::time_t when) const;
+    /// Seconds east of Greenwich where local clocks show this time.
+    long offsetAtLocal(int64_t localSeconds) const;
+
+    static bool exists(const std::string& name);
+    static void link(const Store& store, const std::string& name);
+    /// All names, sorted, as the machine's time zone data has them.
+    static std::vector<std::string> names();
+
+private:
+    std::string _name;
+};
+
+} // namespace hostsim

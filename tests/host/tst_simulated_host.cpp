@@ -1,0 +1,183 @@
+#include "SimulatedHost.h"
+
+#include <QDir>
+#include <QFile>
+#include <QJsonDocument>
+#include <QtTest>
+
+/// The front of the simulated host, and the fixture that other tests stand on.
+class tst_SimulatedHost : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void commandLinesAreKeptInOrderWithTheirStatus();
+    void aCallThatNeverEndsIsInTheLog();
+    void aSettingReachesARunningProgram();
+    void aWrongPathChangesNothing();
+    void theStatusOfTheCommandIsTheRuns();
+    void sigtermReachesTheProgram();
+    void aBackgroundJobEndsWithTheRun();
+    void aSecondRunLeavesTheFirstOnesJobsAlone();
+    void theStateGoesOnInALaterRun();
+    void resetForgetsEverything();
+    void anUnknownKeyOfASceneIsNamed();
+    void theMachinesFilesStayUntouched();
+};
+
+void tst_SimulatedHost::commandLinesAreKeptInOrderWithTheirStatus()
+{
+    SimulatedHost host;
+
+    host.run("nmcli connection delete 'no such'; sudo wpa_cli -i wlan0 scan");
+
+    const auto calls = host.calls();
+    QCOMPARE(host.lines(),
+             QStringList({"nmcli connection delete 'no such'", "sudo wpa_cli -i wlan0 scan"}));
+    QCOMPARE(calls.at(0).status, 10);
+    QCOMPARE(calls.at(0).arguments, QStringList({"nmcli", "connection", "delete", "no such"}));
+    QCOMPARE(calls.at(1).status, 0);
+}
+
+void tst_SimulatedHost::aCallThatNeverEndsIsInTheLog()
+{
+    SimulatedHost host;
+    host.addFault("iw", "hang");
+
+    host.run("timeout 0.2 iw wlan0 link");
+
+    QCOMPARE(host.lines(), QStringList{"iw wlan0 link"});
+    QCOMPARE(host.calls().at(0).status, -1);
+}
+
+void tst_SimulatedHost::aSettingReachesARunningProgram()
+{
+    SimulatedHost host;
+    host.start("/bin/sh", {"-c", "nmcli device wifi connect RobotNet password robotpass; "
+                                 "until iw wlan0 link | grep -q -- -80; do sleep 0.02; done"});
+    QTRY_COMPARE(host.get("wlan0.ssid"), QString("RobotNet"));
+
+    host.set("ap1.level", "-80");
+
+    QVERIFY(host.process().waitForFinished(5000));
+    QCOMPARE(host.process().exitCode(), 0);
+}
+
+void tst_SimulatedHost::aWrongPathChangesNothing()
+{
+    SimulatedHost host;
+    const QString before = host.get("");
+
+    const auto result = host.run("hostsim set ap1.levl -80; hostsim set ap1.level high");
+
+    QCOMPARE(result.status, 1);
+    QVERIFY(result.error.contains("no such place: [ap1.levl]"));
+    QVERIFY(result.error.contains("\"high\" is not a number"));
+    QCOMPARE(host.get(""), before);
+}
+
+void tst_SimulatedHost::theStatusOfTheCommandIsTheRuns()
+{
+    SimulatedHost host;
+
+    QCOMPARE(host.run("exit 7").status, 7);
+    QCOMPARE(host.run("kill -9 $$").status, 128 + 9);
+}
+
+void tst_SimulatedHost::sigtermReachesTheProgram()
+{
+    SimulatedHost host;
+    host.start("/bin/sh", {"-c", "trap 'echo ended; exit 3' TERM; echo up; "
+                                 "while :; do sleep 0.02; done"});
+    QTRY_VERIFY(host.process().bytesAvailable() > 0);
+
+    QVERIFY(host.stop());
+
+    QCOMPARE(host.process().exitCode(), 3);
+    QCOMPARE(host.process().readAllStandardOutput(), QByteArray("up\nended\n"));
+}
+
+void tst_SimulatedHost::aBackgroundJobEndsWithTheRun()
+{
+    SimulatedHost host;
+    QFile configuration(host.folder() + "/hostapd.conf");
+    QVERIFY(configuration.open(QIODevice::WriteOnly));
+    configuration.write("interface=wlan0\nssid=Spot\nwpa_passphrase=spotpass1\n");
+    configuration.close();
+
+    host.run("sudo hostapd " + configuration.fileName() +
+             " >/dev/null & "
+             "until [ \"$(hostsim get wlan0.ssid)\" = Spot ]; do sleep 0.02; done");
+
+    QTRY_COMPARE(host.get("wlan0.ssid"), QString());
+    QCOMPARE(host.calls().at(0).status, 0);
+}
+
+void tst_SimulatedHost::aSecondRunLeavesTheFirstOnesJobsAlone()
+{
+    SimulatedHost host;
+    host.addFault("iw", "hang");
+    host.start("/bin/sh", {"-c", "iw wlan0 link; echo ended"});
+    QTRY_COMPARE(host.lines().size(), 1);
+
+    host.run("true");
+
+    QVERIFY(!host.process().waitForFinished(400));
+    QVERIFY(host.process().readAllStandardOutput().isEmpty());
+}
+
+void tst_SimulatedHost::theStateGoesOnInALaterRun()
+{
+    SimulatedHost host;
+
+    host.run("sudo sysctl -w net.ipv6.conf.all.disable_ipv6=1");
+
+    QVERIFY(host.run("sysctl net.ipv6.conf.all.disable_ipv6").output.endsWith("= 1\n"));
+}
+
+void tst_SimulatedHost::resetForgetsEverything()
+{
+    SimulatedHost host;
+    const QString before = host.get("cards.eth0");
+    host.run("nmcli device connect eth0; echo x >/etc/netplan/x.yaml");
+
+    host.reset();
+
+    QCOMPARE(host.get("cards.eth0"), before);
+    QVERIFY(host.lines().isEmpty());
+    QVERIFY(host.run("cat /etc/netplan/x.yaml").status != 0);
+    QVERIFY(!host.run("nmcli connection show").output.contains("eth0"));
+}
+
+void tst_SimulatedHost::anUnknownKeyOfASceneIsNamed()
+{
+    QTemporaryDir folder;
+    QFile scene(folder.filePath("scene.json"));
+    QVERIFY(scene.open(QIODevice::WriteOnly));
+    scene.write("{\"cards\": [{\"name\": \"eth0\", \"mak\": \"x\"}]}");
+    scene.close();
+    QProcess process;
+
+    process.start(KY_HOSTSIM, {"run", "--scene", scene.fileName(), "true"});
+
+    QVERIFY(process.waitForFinished());
+    QCOMPARE(process.exitCode(), 1);
+    QVERIFY(process.readAllStandardError().contains("cards.0: no key [mak]"));
+}
+
+void tst_SimulatedHost::theMachinesFilesStayUntouched()
+{
+    SimulatedHost host;
+    const auto before = QFileInfo("/etc/localtime").symLinkTarget();
+
+    host.run("sudo rm -rf /etc/localtime; sudo ln -s /usr/share/zoneinfo/Asia/Tokyo "
+             "/etc/localtime; echo x > /etc/asound.conf; mkdir -p /etc/netplan/y");
+
+    QCOMPARE(QFileInfo("/etc/localtime").symLinkTarget(), before);
+    QVERIFY(!QFileInfo::exists("/etc/netplan/y"));
+    QVERIFY(QFileInfo::exists(host.privatePath("/etc/netplan/y")));
+    QCOMPARE(QFile(host.privatePath("/etc/asound.conf")).size(), 2);
+}
+
+QTEST_GUILESS_MAIN(tst_SimulatedHost)
+#include "tst_simulated_host.moc"
