@@ -25,11 +25,14 @@ bool RobotUdp::connectUdpSocket(const QString&, quint64, quint64 localPort)
     if (_udpSocket->isValid())
         return true;
     const QString port = QString::number(localPort);
-    if (_udpSocket->bind(quint16(localPort), QUdpSocket::DontShareAddress))
-        KY_DEBUG << QStringLiteral("[_udpSocketSend->bind:localHost,port:%1 success]").arg(port);
-    else
+    if (!_udpSocket->bind(quint16(localPort), QUdpSocket::DontShareAddress)) {
         KY_WARNING << QStringLiteral("[_udpSocketSend->bind:localHost,port:%1 failed: %2]")
                           .arg(port, _udpSocket->errorString());
+        return true;
+    }
+    // Binding alone leaves the device closed, and isOpened() asks the device.
+    _udpSocket->open(QIODevice::ReadWrite);
+    KY_DEBUG << QStringLiteral("[_udpSocketSend->bind:localHost,port:%1 success]").arg(port);
     return true;
 }
 
