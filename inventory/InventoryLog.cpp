@@ -1,0 +1,3 @@
+#include "inventory/InventoryLog.h"
+
+Q_LOGGING_CATEGORY(kyInventoryLog, "ky.inventory")
