@@ -96,6 +96,9 @@ void HCTcpServer::settleFormerOwner(qintptr handle)
         return;
     former->thread()->quit();
     former->thread()->wait();
+    // Requests of the old connection that still wait would be answered to the new one.
+    if (_relayObject)
+        QCoreApplication::sendPostedEvents(_relayObject, QEvent::MetaCall);
     QCoreApplication::sendPostedEvents(this, QEvent::MetaCall);
     if (_tcpSocketMap.contains(handle))
         slotDisconnected(handle);
