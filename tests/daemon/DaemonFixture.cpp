@@ -61,6 +61,7 @@ DaemonFixture::DaemonFixture()
     : _home(_folder.filePath(QStringLiteral("home")))
     , _settingsFile(_folder.filePath(QStringLiteral("kyhostd.ini")))
     , _ports{freePort(), freePort(), freePort()}
+    , _log(_folder.filePath(QStringLiteral("log")))
 {}
 
 DaemonFixture::~DaemonFixture()
@@ -83,6 +84,7 @@ bool DaemonFixture::start(const QString& hostGroup)
 
 void DaemonFixture::launch()
 {
+    _process.setStandardErrorFile(_log);
     _process.start(programPath(QStringLiteral("kyhostd")),
                    {QStringLiteral("--home"), _home, QStringLiteral("--settings"), _settingsFile});
 }
@@ -136,6 +138,6 @@ void DaemonFixture::writeSettings(const QByteArray& content)
 
 QString DaemonFixture::errorText()
 {
-    _errors += _process.readAllStandardError();
-    return QString::fromUtf8(_errors);
+    QFile file(_log);
+    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
 }

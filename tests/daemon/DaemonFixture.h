@@ -67,5 +67,5 @@ private:
     QString _settingsFile;
     quint16 _ports[3];
     QProcess _process;
-    QByteArray _errors;
+    QString _log; ///< a file: a pipe that nobody reads would stop the daemon once it is full
 };
