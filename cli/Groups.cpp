@@ -5,8 +5,8 @@ namespace ky {
 const std::vector<Group>& allGroups()
 {
     static const std::vector<Group> groups = {
-        callGroup(),  commandsGroup(), versionGroup(), uploadGroup(), watchGroup(),
-        probeGroup(), peerGroup(),     linkGroup(),    udpGroup(),
+        callGroup(), commandsGroup(), versionGroup(), uploadGroup(), watchGroup(), probeGroup(),
+        peerGroup(), linkGroup(),     udpGroup(),     wifiGroup(),   netGroup(),   hotspotGroup(),
     };
     return groups;
 }

@@ -14,5 +14,8 @@ const Group& probeGroup();
 const Group& peerGroup();
 const Group& linkGroup();
 const Group& udpGroup();
+const Group& wifiGroup();
+const Group& netGroup();
+const Group& hotspotGroup();
 
 } // namespace ky

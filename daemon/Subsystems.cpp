@@ -1,7 +1,10 @@
 #include "daemon/Subsystems.h"
 
+#include "daemon/AddressCommands.h"
 #include "daemon/LinkReports.h"
+#include "daemon/NetworkHost.h"
 #include "daemon/PeerCalls.h"
+#include "daemon/RoamingCommands.h"
 #include "daemon/ServiceCommands.h"
 #include "daemon/UploadCommand.h"
 
@@ -14,6 +17,9 @@ std::vector<std::unique_ptr<Subsystem>> makeSubsystems(const DaemonContext& cont
     subsystems.push_back(std::make_unique<UploadCommand>(context));
     subsystems.push_back(std::make_unique<LinkReports>(context));
     subsystems.push_back(std::make_unique<PeerCalls>(context));
+    const auto network = std::make_shared<NetworkHost>(context.courier);
+    subsystems.push_back(std::make_unique<RoamingCommands>(context, network));
+    subsystems.push_back(std::make_unique<AddressCommands>(context, network));
     return subsystems;
 }
 

@@ -1,0 +1,163 @@
+#include "daemon/AddressCommands.h"
+
+#include "host/PublicClass.h"
+#include "network/SystemNetwork.h"
+#include "support/ShellLine.h"
+
+namespace ky {
+
+namespace {
+
+constexpr int kAddressFailed = 40351;
+constexpr int kHotspotFailed = 40352;
+
+constexpr int kHostapdBoard = 6;
+constexpr char kHotspotProfile[] = "MyHostspot";
+constexpr char kAddProfile[] =
+    "sudo nmcli connection add type wifi con-name %1 ifname %2 ssid %1 autoconnect no";
+constexpr int kAddLimitMs = 20000;
+
+constexpr char kSettingsFile[] = "appInfo/setting/WirelessCard.ini";
+
+/// The library's start begins with deleting the profile and fails where there is none. So that the
+/// first start on a host works, there is one.
+bool provideHotspotProfile(SystemNetwork& network, QString* error)
+{
+    const QString profile = QLatin1String(kHotspotProfile);
+    if (PublicClass::init()->hardwareType == kHostapdBoard ||
+        !network.getNetworkManagerFileInfo(profile).isEmpty())
+        return true;
+    QString card;
+    if (!network.getWirelessCardName(card)) {
+        *error = network.getLastError();
+        return false;
+    }
+    return PublicClass::init()->processCmd(shellLine(kAddProfile, profile, card), *error,
+                                           kAddLimitMs, true);
+}
+
+Answer startHotspot(SystemNetwork& network, const QVariantMap& request)
+{
+    QString error;
+    if (!provideHotspotProfile(network, &error))
+        return Answer::error(kHotspotFailed, error);
+    network.setLastError({});
+    return Answer::of(network.startHotspot(request), kHotspotFailed, network.getLastError());
+}
+
+Answer fixHotspot(SystemNetwork& network)
+{
+    QString error;
+    if (!provideHotspotProfile(network, &error))
+        return Answer::error(kHotspotFailed, error);
+    network.setLastError({});
+    return Answer::of(network.fixHotspot(), kHotspotFailed, network.getLastError());
+}
+
+Answer hotspotStatus(SystemNetwork& network)
+{
+    const auto stored = [](const char* key) {
+        return PublicClass::init()->readIni(QLatin1String(kSettingsFile), QLatin1String(key));
+    };
+    const QVariantMap profile = network.getNetworkManagerFileInfo(QLatin1String(kHotspotProfile));
+    return Answer::ok({{QStringLiteral("is_connected"), network.isHostspot()},
+                       {QStringLiteral("has_profile"), !profile.isEmpty()},
+                       {QStringLiteral("ssid"), stored("hotsport/ssid").toString()},
+                       {QStringLiteral("was_started"), stored("hotsport/is_hotspot").toBool()}});
+}
+
+} // namespace
+
+AddressCommands::AddressCommands(const DaemonContext& context, std::shared_ptr<NetworkHost> host)
+    : Subsystem(context)
+    , _host(std::move(host))
+{
+    addAddressCommands();
+    addFileCommands();
+    addHotspotCommands();
+}
+
+void AddressCommands::addAddressCommands()
+{
+    OwnThread& thread = _host->thread();
+    SystemNetwork& network = _host->network();
+    using Operation = bool (SystemNetwork::*)(const QVariantMap&);
+    const auto add = [&](const char* name, Operation operation) {
+        addThreadCommand(thread, name, [&network, operation](const Request& request) {
+            const bool isDone = (network.*operation)(request.arguments());
+            return Answer::of(isDone, kAddressFailed, network.getLastError());
+        });
+    };
+    add("net_set_wifi_ip", &SystemNetwork::setIPconfig);
+    add("net_set_wired_ip", &SystemNetwork::setAlxIPconfig);
+    add("net_set_ssid_ip", &SystemNetwork::setSSIDIPConfig);
+    addThreadCommand(thread, "net_factory", [&network](const Request&) {
+        network.setLastError({});
+        QVariantMap card; // the stored card is known once the cards have been looked at
+        network.getWiredNetworkCard(card);
+        return Answer::of(network.initFactorySettingsIP(), kAddressFailed, network.getLastError());
+    });
+    addThreadCommand(thread, "net_activate", [&network](const Request&) {
+        network.setLastError({});
+        return Answer::of(network.activateNetworkCard(), kAddressFailed, network.getLastError());
+    });
+    addThreadCommand(thread, "net_hmi", [&network](const Request& request) {
+        if (request.arguments().contains(QStringLiteral("hmiIP")))
+            network.setHMIInfo(request.arguments());
+        return Answer::ok(network.getHmiInfo());
+    });
+    addThreadCommand(thread, "net_report", [&network](const Request&) {
+        network.updateHalyard6950Data();
+        return Answer::ok();
+    });
+}
+
+void AddressCommands::addFileCommands()
+{
+    OwnThread& thread = _host->thread();
+    SystemNetwork& network = _host->network();
+    addThreadCommand(thread, "net_check_dhcp", [&network](const Request&) {
+        network.checkDHCP();
+        return Answer::ok();
+    });
+    addThreadCommand(thread, "net_netplan", [&network](const Request&) {
+        return Answer::of(network.copyNetplanYaml(), kAddressFailed,
+                          QStringLiteral("the netplan file could not be written"));
+    });
+    addThreadCommand(thread, "net_wifi_config", [&network](const Request&) {
+        return Answer::of(network.writeWifiConfig(), kAddressFailed,
+                          QStringLiteral("the netplan file could not be written"),
+                          {{QStringLiteral("file"), network.getFileNames()}});
+    });
+    addThreadCommand(thread, "net_devices", [&network](const Request&) {
+        QList<QVariantMap> list;
+        const bool isRead = network.getConnectedStatus(list);
+        QVariantList devices;
+        for (const QVariantMap& device : qAsConst(list))
+            devices << device;
+        return Answer::of(isRead, kAddressFailed, network.getLastError(),
+                          {{QStringLiteral("devices"), devices}});
+    });
+}
+
+void AddressCommands::addHotspotCommands()
+{
+    OwnThread& thread = _host->thread();
+    SystemNetwork& network = _host->network();
+    addThreadCommand(thread, "hotspot_start", [&network](const Request& request) {
+        const QString missing = request.firstMissing({"ssid", "passwd"});
+        if (!missing.isEmpty())
+            return Answer::missing(missing);
+        return startHotspot(network, request.arguments());
+    });
+    addThreadCommand(thread, "hotspot_fix",
+                     [&network](const Request&) { return fixHotspot(network); });
+    addThreadCommand(thread, "hotspot_stop", [&network](const Request&) {
+        network.setLastError({});
+        return Answer::of(network.stopHotspot(), kHotspotFailed, network.getLastError());
+    });
+    addThreadCommand(thread, "hotspot_status",
+                     [&network](const Request&) { return hotspotStatus(network); });
+}
+
+} // namespace ky

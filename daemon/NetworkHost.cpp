@@ -1,0 +1,28 @@
+#include "daemon/NetworkHost.h"
+
+#include "daemon/FrameCourier.h"
+#include "network/SystemNetwork.h"
+
+namespace ky {
+
+NetworkHost::NetworkHost(FrameCourier& courier)
+    : _thread(QStringLiteral("network"))
+{
+    _thread.call([this, &courier] {
+        _network = std::make_unique<SystemNetwork>();
+        QObject::connect(
+            _network.get(), &SystemNetwork::sigWriteTcpClient, _network.get(),
+            [&courier](const QString& ip, int port, int type, int number, const QByteArray& bytes) {
+                courier.post({ip, port, type, number, bytes});
+            });
+    });
+    // Link supervision begins once the daemon is up.
+    _thread.post([this] { _network->initAutoConnect(); });
+}
+
+NetworkHost::~NetworkHost()
+{
+    _thread.call([this] { _network.reset(); });
+}
+
+} // namespace ky

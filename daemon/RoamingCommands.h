@@ -1,0 +1,35 @@
+#pragma once
+
+#include "daemon/NetworkHost.h"
+#include "daemon/RoamTrace.h"
+#include "daemon/Subsystem.h"
+
+#include <memory>
+
+class WifiScanThread;
+
+namespace ky {
+
+/// Commands for Wi-Fi as it is now: lists, roaming, link supervision, cards on and off.
+class RoamingCommands : public Subsystem
+{
+    Q_OBJECT
+
+public:
+    RoamingCommands(const DaemonContext& context, std::shared_ptr<NetworkHost> host);
+    ~RoamingCommands() override;
+
+private:
+    void addWifiCommands();
+    void addSupervisionCommands();
+    void addScanThreadCommands();
+    void take(const QString& kind, const QString& text);
+    Answer startScanThread(const QVariantMap& config);
+
+    std::shared_ptr<NetworkHost> _host;
+    RoamTrace _trace;
+    QVariantMap _told; ///< the last line of each kind, and when
+    WifiScanThread* _scanThread;
+};
+
+} // namespace ky
