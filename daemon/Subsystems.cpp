@@ -1,10 +1,12 @@
 #include "daemon/Subsystems.h"
 
 #include "daemon/AddressCommands.h"
+#include "daemon/CanCommands.h"
 #include "daemon/LinkReports.h"
 #include "daemon/NetworkHost.h"
 #include "daemon/PeerCalls.h"
 #include "daemon/RoamingCommands.h"
+#include "daemon/SerialCommands.h"
 #include "daemon/ServiceCommands.h"
 #include "daemon/UploadCommand.h"
 
@@ -20,6 +22,8 @@ std::vector<std::unique_ptr<Subsystem>> makeSubsystems(const DaemonContext& cont
     const auto network = std::make_shared<NetworkHost>(context.courier);
     subsystems.push_back(std::make_unique<RoamingCommands>(context, network));
     subsystems.push_back(std::make_unique<AddressCommands>(context, network));
+    subsystems.push_back(std::make_unique<CanCommands>(context));
+    subsystems.push_back(std::make_unique<SerialCommands>(context));
     return subsystems;
 }
 

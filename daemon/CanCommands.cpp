@@ -1,0 +1,179 @@
+#include "daemon/CanCommands.h"
+
+#include "daemon/HexText.h"
+#include "host/PublicClass.h"
+#include "ports/CanObject.h"
+
+#include <QDir>
+
+namespace ky {
+
+namespace {
+
+enum CanError
+{
+    kCanFailed = 40201,
+    kCanFileFailed = 40202,
+    kTooManyCanPorts = 40203,
+};
+
+constexpr char kPortFile[] = "appInfo/backupFile/canConfig.json";
+
+// Every name that is opened gets a thread that stays. No controller has this many channels; a
+// client that tries names out would take all threads of the process.
+constexpr int kMostCanPorts = 32;
+
+/// A frame as the event carries it: JSON holds text, so the bytes are in hexadecimal.
+QVariantMap publicFrame(QVariantMap frame)
+{
+    QVariant& data = frame[QStringLiteral("data")];
+    data = hexOfBytes(data.toByteArray());
+    return frame;
+}
+
+} // namespace
+
+CanCommands::CanCommands(const DaemonContext& context)
+    : Subsystem(context)
+{
+    _thread.call([this] { connectManager(); });
+    registerRequests();
+    registerPortFile();
+}
+
+CanCommands::~CanCommands()
+{
+    _thread.call([this] { _can.reset(); });
+}
+
+void CanCommands::connectManager()
+{
+    _can = std::make_unique<CanObject>();
+    _can->setConfigFile(QDir::current().filePath(QLatin1String(kPortFile)));
+    connect(_can.get(), &CanObject::sigFinished, _can.get(), [this](int ret, const QString& text) {
+        _ticket.answer(Answer::of(ret == 0, kCanFailed, text));
+    });
+    connect(_can.get(), &CanObject::sigFrame, _can.get(),
+            [this](const QVariantMap& frame) { take(frame); });
+}
+
+void CanCommands::registerRequests()
+{
+    addLateCommand("can_open",
+                   [this](const Request& request, const Ticket& ticket) { open(request, ticket); });
+    addLateCommand("can_send",
+                   [this](const Request& request, const Ticket& ticket) { send(request, ticket); });
+    addLateCommand("can_close", [this](const Request& request, const Ticket& ticket) {
+        start(request, ticket, request.arguments(),
+              [](CanObject& can, const QVariantMap& map) { emit can.sigClose(map); });
+    });
+    addThreadCommand(_thread, "can_config",
+                     [this](const Request& request) { return config(request); });
+}
+
+void CanCommands::registerPortFile()
+{
+    addThreadCommand(_thread, "can_list", [this](const Request&) {
+        return Answer::ok({{QStringLiteral("ports"), _can->getAllCanPorts()}});
+    });
+    addThreadCommand(_thread, "can_ports_save",
+                     [this](const Request& request) { return savePorts(request); });
+    addThreadCommand(_thread, "can_ports_remove", [this](const Request& request) {
+        const QString name = request.arguments().value(QStringLiteral("portName")).toString();
+        return Answer::of(_can->removeCanPortFromFile(name), kCanFileFailed, _can->lastError());
+    });
+}
+
+/// Runs a request in the manager's thread; the manager ends it by sigFinished before the action
+/// returns, so one request is in progress at a time.
+void CanCommands::start(const Request& request, const Ticket& ticket, const QVariantMap& map,
+                        const Action& action)
+{
+    if (!map.contains(QStringLiteral("portName"))) {
+        ticket.answer(Answer::missing(QStringLiteral("portName")));
+        return;
+    }
+    _thread.post([=] {
+        _ticket = ticket;
+        _can->setRequstHandle(request.handle);
+        _can->setRequstNumber(request.number);
+        _can->setRequstMap(map);
+        action(*_can, map);
+    });
+}
+
+void CanCommands::open(const Request& request, const Ticket& ticket)
+{
+    const QVariantMap map = request.arguments();
+    const QString name = map.value(QStringLiteral("portName")).toString();
+    if (!_openedNames.contains(name) && _openedNames.size() >= kMostCanPorts) {
+        ticket.answer(Answer::error(kTooManyCanPorts,
+                                    QStringLiteral("CAN port [%1]: %2 others have been opened")
+                                        .arg(name, QString::number(kMostCanPorts))));
+        return;
+    }
+    if (map.contains(QStringLiteral("portName")))
+        _openedNames.insert(name);
+    start(request, ticket, map, [](CanObject& can, const QVariantMap& map) { can.openCan(map); });
+}
+
+void CanCommands::send(const Request& request, const Ticket& ticket)
+{
+    QVariantMap map = request.arguments();
+    const QString hex = map.value(QStringLiteral("data")).toString();
+    const auto data = bytesOfHex(hex);
+    if (!data) {
+        ticket.answer(Answer::error(
+            kBadArgument, QStringLiteral("argument [data]: not hexadecimal: %1").arg(hex)));
+        return;
+    }
+    map.insert(QStringLiteral("data"), *data);
+    start(request, ticket, map,
+          [](CanObject& can, const QVariantMap& map) { emit can.sigWrite(map); });
+}
+
+Answer CanCommands::config(const Request& request)
+{
+    const QString missing = request.firstMissing({"portName", "baudRate"});
+    if (!missing.isEmpty())
+        return Answer::missing(missing);
+    const QVariantMap map = request.arguments();
+    bool isNumber = false;
+    const int baudRate = map.value(QStringLiteral("baudRate")).toInt(&isNumber);
+    if (!isNumber || baudRate <= 0)
+        return Answer::error(kBadArgument, QStringLiteral("argument [baudRate]: not a number"));
+    _can->config(map.value(QStringLiteral("portName")).toString(), QString::number(baudRate),
+                 PublicClass::init()->tbxName);
+    return Answer::ok();
+}
+
+Answer CanCommands::savePorts(const Request& request)
+{
+    const QVariantMap map = request.arguments();
+    const bool isSaved =
+        _can->saveCanPortsToFile(map.value(QStringLiteral("ports")).toList(),
+                                 map.value(QStringLiteral("applyConfig")).toBool());
+    return Answer::of(isSaved, kCanFileFailed, _can->lastError());
+}
+
+void CanCommands::take(const QVariantMap& frame)
+{
+    const QMutexLocker locker(&_takenMutex);
+    _taken.append(frame);
+    if (_taken.size() == 1)
+        QMetaObject::invokeMethod(this, &CanCommands::publishTaken, Qt::QueuedConnection);
+}
+
+void CanCommands::publishTaken()
+{
+    QVariantList frames;
+    {
+        const QMutexLocker locker(&_takenMutex);
+        frames.swap(_taken);
+    }
+    for (QVariant& frame : frames)
+        frame = publicFrame(frame.toMap());
+    publish("event_can_frames", {{QStringLiteral("frames"), frames}});
+}
+
+} // namespace ky

@@ -1,0 +1,130 @@
+#include "daemon/SerialCommands.h"
+
+#include "daemon/HexText.h"
+#include "daemon/SerialTalk.h"
+#include "ports/SystemSerialPort.h"
+
+#include <QDir>
+
+namespace ky {
+
+namespace {
+
+enum SerialError
+{
+    kNotOpened = 40211,
+    kNotSent = 40212,
+    kNoSerialAnswer = 40213,
+    kSerialFileFailed = 40214,
+};
+
+constexpr char kPortFile[] = "appInfo/backupFile/serialPort.json";
+
+/// The bytes to send: the data area, or "data" of the arguments in hexadecimal.
+std::optional<QByteArray> bytesToSend(const Request& request)
+{
+    const QVariantMap arguments = request.arguments();
+    if (arguments.contains(QStringLiteral("data")))
+        return bytesOfHex(arguments.value(QStringLiteral("data")).toString());
+    return request.data;
+}
+
+Answer notHexadecimal()
+{
+    return Answer::error(kBadArgument, QStringLiteral("argument [data]: not hexadecimal"));
+}
+
+} // namespace
+
+SerialCommands::SerialCommands(const DaemonContext& context)
+    : Subsystem(context)
+{
+    _thread.call([this] { makePort(); });
+    registerPort();
+    registerPortFile();
+}
+
+SerialCommands::~SerialCommands()
+{
+    _thread.call([this] {
+        _talk.reset();
+        _port.reset();
+    });
+}
+
+void SerialCommands::makePort()
+{
+    _port = std::make_unique<SystemSerialPort>();
+    _port->setConfigFile(QDir::current().filePath(QLatin1String(kPortFile)));
+    _talk = std::make_unique<SerialTalk>(*_port);
+    connect(_talk.get(), &SerialTalk::sigData, this, [this](const QByteArray& bytes) {
+        publish("event_serial_data", {{QStringLiteral("data"), hexOfBytes(bytes)}});
+    });
+    connect(_talk.get(), &SerialTalk::sigError, this, [this](const QString& text, bool isClosed) {
+        publish("event_serial_error",
+                {{QStringLiteral("text"), text}, {QStringLiteral("isClosed"), isClosed}});
+    });
+}
+
+void SerialCommands::registerPort()
+{
+    addThreadCommand(_thread, "serial_open", [this](const Request& request) {
+        const QString missing = request.firstMissing({"portName"});
+        if (!missing.isEmpty())
+            return Answer::missing(missing);
+        return Answer::of(_port->openSerialPort(request.arguments()), kNotOpened,
+                          _port->getLastError());
+    });
+    addThreadCommand(_thread, "serial_write", [this](const Request& request) {
+        const auto bytes = bytesToSend(request);
+        if (!bytes)
+            return notHexadecimal();
+        // The port has no text of its own for this.
+        _port->setLastError(QStringLiteral("serial port: closed"));
+        return Answer::of(_port->writeToSerialPort(*bytes), kNotSent, _port->getLastError());
+    });
+    addThreadCommand(_thread, "serial_close", [this](const Request&) {
+        _port->closeSerialPort();
+        return Answer::ok();
+    });
+    addLateCommand("serial_exchange", [this](const Request& request, const Ticket& ticket) {
+        exchange(request, ticket);
+    });
+}
+
+void SerialCommands::registerPortFile()
+{
+    addThreadCommand(_thread, "serial_list", [this](const Request&) {
+        return Answer::ok({{QStringLiteral("ports"), _port->getAllSerialPorts()}});
+    });
+    addThreadCommand(_thread, "serial_ports_save", [this](const Request& request) {
+        const QVariantList ports = request.arguments().value(QStringLiteral("ports")).toList();
+        return Answer::of(_port->saveSerialPortsToFile(ports), kSerialFileFailed,
+                          _port->getLastError());
+    });
+    addThreadCommand(_thread, "serial_ports_remove", [this](const Request& request) {
+        const QString name = request.arguments().value(QStringLiteral("portName")).toString();
+        return Answer::of(_port->removeSerialPortFromFile(name), kSerialFileFailed,
+                          _port->getLastError());
+    });
+}
+
+void SerialCommands::exchange(const Request& request, const Ticket& ticket)
+{
+    const auto bytes = bytesToSend(request);
+    if (!bytes || bytes->isEmpty()) {
+        ticket.answer(bytes ? Answer::missing(QStringLiteral("data")) : notHexadecimal());
+        return;
+    }
+    _thread.post([=] {
+        _port->setRequstHandle(request.handle);
+        _port->setRequstNumber(request.number);
+        _talk->exchange(*bytes, [ticket](const QByteArray& answer) {
+            ticket.answer(Answer::of(!answer.isEmpty(), kNoSerialAnswer,
+                                     QStringLiteral("serial port: no answer"),
+                                     {{QStringLiteral("data"), hexOfBytes(answer)}}));
+        });
+    });
+}
+
+} // namespace ky

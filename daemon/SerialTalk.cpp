@@ -1,0 +1,80 @@
+#include "daemon/SerialTalk.h"
+
+#include "ports/SystemSerialPort.h"
+
+namespace ky {
+
+namespace {
+
+constexpr int kGapMs = 100;
+
+// A device that was pulled off the line fails each read at once, without an end.
+constexpr int kMostSameErrors = 3;
+
+} // namespace
+
+SerialTalk::SerialTalk(SystemSerialPort& port)
+    : _port(port)
+{
+    _gap.setSingleShot(true);
+    _gap.setInterval(kGapMs);
+    _gap.setParent(this);
+    connect(&_gap, &QTimer::timeout, this, &SerialTalk::finish);
+    connect(&port, &SystemSerialPort::sigMsg, this, &SerialTalk::take);
+}
+
+void SerialTalk::exchange(const QByteArray& request, const Done& done)
+{
+    finish();
+    _done = done;
+    _answer += _port.writeSerial(request); // what the receiver left, behind what it took
+    if (_answer.isEmpty())
+        finish();
+    else
+        _gap.start();
+}
+
+void SerialTalk::finish()
+{
+    _gap.stop();
+    if (!_done)
+        return;
+    const Done done = std::move(_done);
+    _done = nullptr;
+    done(_answer);
+    _answer.clear();
+}
+
+void SerialTalk::take(const QVariantMap& kind, const QByteArray& bytes)
+{
+    if (kind.value(QStringLiteral("type")) == QLatin1String("serialPortError"))
+        takeError(bytes);
+    else
+        takeData(bytes);
+}
+
+void SerialTalk::takeData(const QByteArray& bytes)
+{
+    if (bytes.isEmpty())
+        return;
+    _sameErrors = 0;
+    if (_done)
+        _answer += bytes;
+    if (_gap.isActive())
+        _gap.start();
+    emit sigData(bytes);
+}
+
+void SerialTalk::takeError(const QByteArray& text)
+{
+    _sameErrors = text == _lastError ? _sameErrors + 1 : 1;
+    _lastError = text;
+    const bool isGone = _sameErrors == kMostSameErrors;
+    // Not from within the port's own notification.
+    if (isGone)
+        QTimer::singleShot(0, &_port, &SystemSerialPort::closeSerialPort);
+    if (_sameErrors <= kMostSameErrors)
+        emit sigError(QString::fromLocal8Bit(text), isGone);
+}
+
+} // namespace ky
