@@ -80,7 +80,8 @@ void CanCommands::registerPortFile()
                      [this](const Request& request) { return savePorts(request); });
     addThreadCommand(_thread, "can_ports_remove", [this](const Request& request) {
         const QString name = request.arguments().value(QStringLiteral("portName")).toString();
-        return Answer::of(_can->removeCanPortFromFile(name), kCanFileFailed, _can->lastError());
+        const bool isRemoved = _can->removeCanPortFromFile(name); // before lastError() is read
+        return Answer::of(isRemoved, kCanFileFailed, _can->lastError());
     });
 }
 

@@ -72,8 +72,8 @@ void SerialCommands::registerPort()
         const QString missing = request.firstMissing({"portName"});
         if (!missing.isEmpty())
             return Answer::missing(missing);
-        return Answer::of(_port->openSerialPort(request.arguments()), kNotOpened,
-                          _port->getLastError());
+        const bool isOpen = _port->openSerialPort(request.arguments());
+        return Answer::of(isOpen, kNotOpened, _port->getLastError());
     });
     addThreadCommand(_thread, "serial_write", [this](const Request& request) {
         const auto bytes = bytesToSend(request);
@@ -81,7 +81,8 @@ void SerialCommands::registerPort()
             return notHexadecimal();
         // The port has no text of its own for this.
         _port->setLastError(QStringLiteral("serial port: closed"));
-        return Answer::of(_port->writeToSerialPort(*bytes), kNotSent, _port->getLastError());
+        const bool isSent = _port->writeToSerialPort(*bytes);
+        return Answer::of(isSent, kNotSent, _port->getLastError());
     });
     addThreadCommand(_thread, "serial_close", [this](const Request&) {
         _port->closeSerialPort();
@@ -99,13 +100,13 @@ void SerialCommands::registerPortFile()
     });
     addThreadCommand(_thread, "serial_ports_save", [this](const Request& request) {
         const QVariantList ports = request.arguments().value(QStringLiteral("ports")).toList();
-        return Answer::of(_port->saveSerialPortsToFile(ports), kSerialFileFailed,
-                          _port->getLastError());
+        const bool isSaved = _port->saveSerialPortsToFile(ports);
+        return Answer::of(isSaved, kSerialFileFailed, _port->getLastError());
     });
     addThreadCommand(_thread, "serial_ports_remove", [this](const Request& request) {
         const QString name = request.arguments().value(QStringLiteral("portName")).toString();
-        return Answer::of(_port->removeSerialPortFromFile(name), kSerialFileFailed,
-                          _port->getLastError());
+        const bool isRemoved = _port->removeSerialPortFromFile(name);
+        return Answer::of(isRemoved, kSerialFileFailed, _port->getLastError());
     });
 }
 

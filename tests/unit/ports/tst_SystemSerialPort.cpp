@@ -1,8 +1,8 @@
 #include "ports/SystemSerialPort.h"
 
 #include "LogTap.h"
-#include "Pty.h"
 #include "host/PublicClass.h"
+#include "pty/Pty.h"
 
 #include <QtTest>
 

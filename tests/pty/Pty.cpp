@@ -1,4 +1,4 @@
-#include "Pty.h"
+#include "pty/Pty.h"
 
 #include <QElapsedTimer>
 

@@ -1,0 +1,460 @@
+#include "DaemonFixture.h"
+
+#include "canbus/CanBus.h"
+#include "pty/Pty.h"
+
+#include <QJsonDocument>
+#include <QtTest>
+
+#include <csignal>
+#include <thread>
+
+/// CAN and serial ports through the real daemon and the real client.
+class tst_DaemonPorts : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void exchangesOverASerialLine_data();
+    void exchangesOverASerialLine();
+    void deviceThatNeverAnswersIsAnError();
+    void watchesAndWritesOnASerialLine();
+    void deviceThatVanishesEndsTheStormOfErrors();
+    void serialErrorsAreTold();
+    void savesAndRemovesSerialPorts();
+
+    void kernelWithoutCanIsTold();
+    void sendsAndWatchesCanFrames();
+    void watchingOnePortLeavesTheOthersOut();
+    void canErrorsAreTold_data();
+    void canErrorsAreTold();
+    void namesTriedOutDoNotTakeAllThreads();
+    void savesAndRemovesCanPorts();
+    void daemonEndsWhileFramesPourIn();
+    void wrongWordsAreUsageErrors_data();
+    void wrongWordsAreUsageErrors();
+};
+
+namespace {
+
+/// A program that goes on while the test acts.
+class Watcher
+{
+public:
+    Watcher(DaemonFixture& daemon, const QStringList& arguments)
+    {
+        _process.start(programPath("kyctl"),
+                       QStringList{"--port", QString::number(daemon.port())} + arguments);
+    }
+    ~Watcher()
+    {
+        if (_process.state() != QProcess::NotRunning) {
+            _process.kill();
+            _process.waitForFinished();
+        }
+    }
+    bool waitForText(const QByteArray& text)
+    {
+        return QTest::qWaitFor([&] { return (_output += _process.readAll()).contains(text); },
+                               10000);
+    }
+    bool waitEnd()
+    {
+        return _process.state() == QProcess::NotRunning || _process.waitForFinished(20000);
+    }
+    QByteArray output() { return _output += _process.readAll(); }
+
+private:
+    QProcess _process;
+    QByteArray _output;
+};
+
+QVariantMap call(DaemonFixture& daemon, const QString& name, const QVariantMap& map = {})
+{
+    const QByteArray json = QJsonDocument::fromVariant(map).toJson(QJsonDocument::Compact);
+    return daemon.kyctl({"--json", "call", name, QString::fromUtf8(json)}).json();
+}
+
+bool isOk(const QVariantMap& answer)
+{
+    return answer.contains("ret_code") && answer["ret_code"].toInt() == 0;
+}
+
+/// The daemon on a machine that has the CAN interfaces of `folder`.
+class CanDaemon : public DaemonFixture
+{
+public:
+    CanDaemon()
+    {
+        const QByteArray module =
+            QFile::encodeName(QCoreApplication::applicationDirPath() + "/../lib/libkycanbus.so");
+        if (!QFile::exists(QFile::decodeName(module)))
+            qFatal("%s is not built", module.constData());
+        qputenv("LD_PRELOAD", module);
+        qputenv("ASAN_OPTIONS", qgetenv("ASAN_OPTIONS") + ":verify_asan_link_order=0");
+        _isReady = start();
+        qunsetenv("LD_PRELOAD");
+    }
+    ~CanDaemon() { qputenv("ASAN_OPTIONS", "detect_leaks=1"); }
+    bool isReady() const { return _isReady; }
+    QString path() const { return _folder.path(); }
+
+private:
+    CanBusFolder _folder;
+    bool _isReady = false;
+};
+
+} // namespace
+
+void tst_DaemonPorts::exchangesOverASerialLine_data()
+{
+    QTest::addColumn<QVector<int>>("gapsMs");
+    QTest::addColumn<QByteArray>("answer");
+
+    QTest::newRow("whole") << QVector<int>{0} << QByteArray("61\n");
+    QTest::newRow("pieces, gaps under 100 ms")
+        << QVector<int>{0, 40, 40, 40} << QByteArray("61 62 63 64\n");
+    QTest::newRow("a gap over 100 ms ends it") << QVector<int>{0, 40, 400} << QByteArray("61 62\n");
+}
+
+void tst_DaemonPorts::exchangesOverASerialLine()
+{
+    QFETCH(QVector<int>, gapsMs);
+    DaemonFixture daemon;
+    QVERIFY2(daemon.start(), qPrintable(daemon.errorText()));
+    Pty pty;
+    QCOMPARE(daemon.kyctl({"serial", "open", pty.path()}).status, 0);
+    QByteArray request;
+    std::thread device([&] {
+        request = pty.read(2, 10000);
+        for (int i = 0; i < gapsMs.size(); ++i) {
+            QThread::msleep(ulong(gapsMs[i]));
+            pty.write(QByteArray(1, char('a' + i)));
+        }
+    });
+
+    const ProgramResult result = daemon.kyctl({"serial", "exchange", "AA", "0b"});
+    device.join();
+
+    QCOMPARE(result.status, 0);
+    QTEST(result.output, "answer");
+    QCOMPARE(request.toHex(), QByteArray("aa0b"));
+    QCOMPARE(daemon.stop(SIGTERM), 0);
+}
+
+void tst_DaemonPorts::deviceThatNeverAnswersIsAnError()
+{
+    DaemonFixture daemon;
+    QVERIFY2(daemon.start(), qPrintable(daemon.errorText()));
+    Pty pty;
+    QCOMPARE(daemon.kyctl({"serial", "open", pty.path()}).status, 0);
+    Watcher exchange(daemon, {"serial", "exchange", "--text", "anyone?"});
+    QCOMPARE(pty.read(7), QByteArray("anyone?"));
+
+    QVERIFY2(daemon.kyctl({"version"}).status == 0, "others are served meanwhile");
+    QVERIFY(exchange.waitEnd());
+
+    const QVariantMap answer = call(daemon, "serial_exchange");
+    QCOMPARE(answer["ret_code"].toInt(), 40002); // without data there is nothing to send
+    QVERIFY(exchange.output().isEmpty());
+}
+
+void tst_DaemonPorts::watchesAndWritesOnASerialLine()
+{
+    DaemonFixture daemon;
+    QVERIFY2(daemon.start(), qPrintable(daemon.errorText()));
+    Pty pty;
+    QCOMPARE(daemon.kyctl({"serial", "open", pty.path(), "115200"}).status, 0);
+    Watcher people(daemon, {"serial", "watch"});
+    Watcher scripts(daemon, {"serial", "watch", "--json"});
+
+    // Each watcher is there once it has printed something.
+    for (int i = 0; i < 100 && (people.output().isEmpty() || scripts.output().isEmpty()); ++i) {
+        pty.write("\xFF");
+        QTest::qWait(50);
+    }
+    pty.write("hello");
+
+    QVERIFY(people.waitForText("  68 65 6c 6c 6f\n"));
+    QVERIFY(scripts.waitForText("\"data\":\"68656c6c6f\""));
+    QCOMPARE(daemon.kyctl({"serial", "write", "--text", "out"}).status, 0);
+    QCOMPARE(pty.read(3), QByteArray("out"));
+    QCOMPARE(daemon.kyctl({"serial", "close"}).status, 0);
+    QCOMPARE(daemon.kyctl({"serial", "write", "00"}).status, 1);
+}
+
+void tst_DaemonPorts::deviceThatVanishesEndsTheStormOfErrors()
+{
+    DaemonFixture daemon;
+    QVERIFY2(daemon.start(), qPrintable(daemon.errorText()));
+    Pty pty;
+    QCOMPARE(daemon.kyctl({"serial", "open", pty.path()}).status, 0);
+    Watcher watcher(daemon, {"serial", "watch"});
+    for (int i = 0; i < 100 && watcher.output().isEmpty(); ++i) {
+        pty.write("x");
+        QTest::qWait(50);
+    }
+
+    pty.vanish();
+
+    QVERIFY(watcher.waitForText("(port closed)"));
+    QTest::qWait(100);
+    QVERIFY2(watcher.output().count("error: ") <= 3, watcher.output().constData());
+    QCOMPARE(daemon.kyctl({"serial", "write", "00"}).status, 1);
+}
+
+void tst_DaemonPorts::serialErrorsAreTold()
+{
+    DaemonFixture daemon;
+    QVERIFY2(daemon.start(), qPrintable(daemon.errorText()));
+
+    const QVariantMap closed = call(daemon, "serial_write", {{"data", "00"}});
+    QCOMPARE(closed["ret_code"].toInt(), 40212);
+    QCOMPARE(closed["err_msg"].toString(), QString("Serialport not open"));
+    const QVariantMap missing = call(daemon, "serial_open", {{"portName", "ttyNone9"}});
+    QCOMPARE(missing["ret_code"].toInt(), 40211);
+    QVERIFY(missing["err_msg"].toString().startsWith("Failed to open serial port:"));
+    QCOMPARE(call(daemon, "serial_open")["ret_code"].toInt(), 40002);
+    QCOMPARE(call(daemon, "serial_write", {{"data", "0"}})["ret_code"].toInt(), 40002);
+    QCOMPARE(call(daemon, "serial_exchange", {{"data", "xy"}})["ret_code"].toInt(), 40002);
+    QCOMPARE(call(daemon, "serial_exchange", {{"data", "00"}})["ret_code"].toInt(), 40213);
+}
+
+void tst_DaemonPorts::savesAndRemovesSerialPorts()
+{
+    DaemonFixture daemon;
+    QVERIFY2(daemon.start(), qPrintable(daemon.errorText()));
+
+    QCOMPARE(daemon.kyctl({"serial", "ports", "save", "ttyNone9=19200", "--parity", "even"}).status,
+             0);
+    const ProgramResult list = daemon.kyctl({"serial", "list"});
+    QVERIFY2(list.output.contains("ttyNone9  19200  -1"), list.output.constData());
+    QFile file(daemon.home() + "/appInfo/backupFile/serialPort.json");
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QVERIFY(file.readAll().contains("\"parity\": 2"));
+    QCOMPARE(daemon.kyctl({"serial", "ports", "remove", "ttyNone9"}).status, 0);
+    const ProgramResult again = daemon.kyctl({"serial", "ports", "remove", "ttyNone9"});
+    QCOMPARE(again.status, 1);
+    QVERIFY2(again.errors.contains("Not found:ttyNone9"), again.errors.constData());
+    QCOMPARE(call(daemon, "serial_ports_save", {{"ports", 7}})["err_msg"].toString(),
+             QString("list is empty"));
+}
+
+void tst_DaemonPorts::kernelWithoutCanIsTold()
+{
+    if (kernelHasCan())
+        QSKIP("this kernel has CAN: the text of a kernel without it cannot show");
+    DaemonFixture daemon;
+    QVERIFY2(daemon.start(), qPrintable(daemon.errorText()));
+
+    const QVariantMap answer = call(daemon, "can_open", {{"portName", "can0"}});
+
+    QCOMPARE(answer["ret_code"].toInt(), 40201);
+    QCOMPARE(answer["err_msg"].toString(),
+             QString("Socket error: Address family not supported by protocol"));
+}
+
+void tst_DaemonPorts::sendsAndWatchesCanFrames()
+{
+    CanDaemon daemon;
+    QVERIFY2(daemon.isReady(), qPrintable(daemon.errorText()));
+    CanBus bus(daemon.path());
+    QCOMPARE(daemon.kyctl({"can", "open", "can0"}).status, 0);
+    QVERIFY(bus.accept() >= 0);
+    Watcher people(daemon, {"can", "watch", "can0"});
+    Watcher scripts(daemon, {"--json", "can", "watch"});
+
+    QCOMPARE(daemon.kyctl({"can", "send", "can0", "18FF50E5#01.02.FF"}).status, 0);
+    const can_frame sent = bus.receive();
+    QCOMPARE(sent.can_id, 0x98FF50E5u);
+    QCOMPARE(int(sent.can_dlc), 3);
+    QCOMPARE(int(sent.data[2]), 0xFF);
+    QCOMPARE(daemon.kyctl({"can", "send", "can0", "123#R4"}).status, 0);
+    QCOMPARE(bus.receive().can_id, 0x40000123u);
+
+    for (int i = 0; i < 100 && (people.output().isEmpty() || scripts.output().isEmpty()); ++i) {
+        bus.send(1, "first");
+        QTest::qWait(50);
+    }
+    bus.send(0x7FF, QByteArray("\x80\0\xFF", 3));
+    bus.send(0x80000001, QByteArray());
+    bus.send(0x40000123, QByteArray());
+
+    QVERIFY(people.waitForText(")  can0  7FF   [3]  80 00 FF\n"));
+    QVERIFY(people.waitForText(")  can0  00000001   [0]\n"));
+    QVERIFY(people.waitForText(")  can0  123   [0]  remote request\n"));
+    QVERIFY(
+        scripts.waitForText("\"data\":\"8000ff\",\"dataLength\":3,\"frameFormat\":0,"
+                            "\"frameId\":2047,\"frameType\":0,\"portName\":\"can0\",\"time\":"));
+    QCOMPARE(daemon.kyctl({"can", "close", "can0"}).status, 0);
+    const ProgramResult closed = daemon.kyctl({"can", "send", "can0", "1#"});
+    QCOMPARE(closed.status, 1);
+    QVERIFY(closed.errors.contains("Write error[socketId:-1  ret:-1]:Bad file descriptor"));
+    QCOMPARE(daemon.stop(SIGTERM), 0);
+}
+
+void tst_DaemonPorts::watchingOnePortLeavesTheOthersOut()
+{
+    CanDaemon daemon;
+    QVERIFY2(daemon.isReady(), qPrintable(daemon.errorText()));
+    CanBus bus0(daemon.path(), "can0");
+    CanBus bus1(daemon.path(), "can1");
+    QCOMPARE(daemon.kyctl({"can", "open", "can0"}).status, 0);
+    QCOMPARE(daemon.kyctl({"can", "open", "can1"}).status, 0);
+    bus0.accept();
+    bus1.accept();
+    Watcher watcher(daemon, {"can", "watch", "can1", "--count", "2"});
+
+    for (int i = 0; i < 100 && watcher.output().count('\n') < 2; ++i) {
+        bus0.send(0xAA, "other");
+        bus1.send(0xBB, "wanted");
+        QTest::qWait(50);
+    }
+
+    QVERIFY(watcher.waitEnd());
+    QCOMPARE(watcher.output().count("can1  0BB"), 2);
+    QCOMPARE(watcher.output().count('\n'), 2);
+}
+
+void tst_DaemonPorts::canErrorsAreTold_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QVariantMap>("request");
+    QTest::addColumn<int>("code");
+    QTest::addColumn<QString>("text");
+
+    const auto row = [](const char* title, const char* name, const QVariantMap& request, int code,
+                        const char* text) {
+        QTest::newRow(title) << name << request << code << text;
+    };
+    row("unknown interface", "can_open", {{"portName", "can9"}}, 40201,
+        "IOCTL error: No such device");
+    row("no name", "can_open", {}, 40002, "argument [portName]: missing");
+    row("name of another type", "can_open", {{"portName", 7}}, 40201,
+        "IOCTL error: No such device");
+    row("send on a port never opened", "can_send", {{"portName", "can5"}, {"frameId", 1}}, 40201,
+        "[%1] Not opened");
+    row("close of a port never opened", "can_close", {{"portName", "can5"}}, 40201,
+        "[%1] Not opened");
+    row("no hexadecimal", "can_send", {{"portName", "can0"}, {"data", "xx"}}, 40002,
+        "argument [data]: not hexadecimal: xx");
+    row("too much data", "can_send", {{"portName", "can0"}, {"data", "000102030405060708"}}, 40201,
+        "CAN data [9 bytes]: a frame holds at most 8");
+    row("length code", "can_send",
+        {{"portName", "can0"}, {"data", "0001020304050607"}, {"dataLength", 9}}, 40201,
+        "CAN length code [9]: a frame holds at most 8");
+    row("baud rate", "can_config", {{"portName", "can0"}, {"baudRate", "fast"}}, 40002,
+        "argument [baudRate]: not a number");
+    row("baud rate missing", "can_config", {{"portName", "can0"}}, 40002,
+        "argument [baudRate]: missing");
+    row("list of another type", "can_ports_save", {{"ports", "can0"}}, 40202, "list is empty");
+}
+
+void tst_DaemonPorts::canErrorsAreTold()
+{
+    QFETCH(QString, name);
+    QFETCH(QVariantMap, request);
+    static std::unique_ptr<CanDaemon> daemon;
+    static std::unique_ptr<CanBus> bus;
+    if (!daemon) {
+        daemon = std::make_unique<CanDaemon>();
+        bus = std::make_unique<CanBus>(daemon->path());
+        QVERIFY(isOk(call(*daemon, "can_open", {{"portName", "can0"}})));
+    }
+
+    const QVariantMap answer = call(*daemon, name, request);
+
+    QTEST(answer["ret_code"].toInt(), "code");
+    QTEST(answer["err_msg"].toString(), "text");
+    if (QLatin1String(QTest::currentDataTag()) == QLatin1String("list of another type")) {
+        bus.reset();
+        QCOMPARE(daemon->stop(SIGTERM), 0);
+        daemon.reset();
+    }
+}
+
+void tst_DaemonPorts::namesTriedOutDoNotTakeAllThreads()
+{
+    DaemonFixture daemon;
+    QVERIFY2(daemon.start(), qPrintable(daemon.errorText()));
+
+    for (int i = 0; i < 32; ++i)
+        QCOMPARE(call(daemon, "can_open", {{"portName", QString::number(i)}})["ret_code"].toInt(),
+                 40201);
+    QCOMPARE(call(daemon, "can_open", {{"portName", "one more"}})["ret_code"].toInt(), 40203);
+    QCOMPARE(call(daemon, "can_open", {{"portName", "7"}})["ret_code"].toInt(), 40201);
+    QCOMPARE(daemon.stop(SIGTERM), 0);
+}
+
+void tst_DaemonPorts::savesAndRemovesCanPorts()
+{
+    DaemonFixture daemon;
+    QVERIFY2(daemon.start(), qPrintable(daemon.errorText()));
+
+    QCOMPARE(daemon.kyctl({"can", "ports", "save", "cab0=250000", "cab1=500000"}).status, 0);
+    const ProgramResult list = daemon.kyctl({"can", "list"});
+    QVERIFY2(list.output.contains("cab1  500000"), list.output.constData());
+    QVERIFY(QFile::exists(daemon.home() + "/appInfo/backupFile/canConfig.json"));
+    QCOMPARE(daemon.kyctl({"can", "ports", "remove", "cab0"}).status, 0);
+    QVERIFY(!daemon.kyctl({"can", "list"}).output.contains("cab0"));
+    const ProgramResult again = daemon.kyctl({"can", "ports", "remove", "cab0"});
+    QCOMPARE(again.status, 1);
+    QVERIFY2(again.errors.contains("Not found:cab0"), again.errors.constData());
+}
+
+void tst_DaemonPorts::daemonEndsWhileFramesPourIn()
+{
+    CanDaemon daemon;
+    QVERIFY2(daemon.isReady(), qPrintable(daemon.errorText()));
+    CanBus bus(daemon.path());
+    QCOMPARE(daemon.kyctl({"can", "open", "can0"}).status, 0);
+    bus.accept();
+    Watcher watcher(daemon, {"can", "watch"});
+    std::atomic<bool> isOver{false};
+    std::thread sender([&] {
+        while (!isOver && bus.send(1, "flood"))
+            QThread::usleep(20);
+    });
+    const bool isFlowing = watcher.waitForText("can0  001");
+
+    const int status = daemon.stop(SIGTERM);
+    isOver = true;
+    sender.join();
+
+    QVERIFY(isFlowing);
+    QCOMPARE(status, 0);
+    QVERIFY2(!daemon.errorText().contains("Destroyed while thread"),
+             qPrintable(daemon.errorText()));
+}
+
+void tst_DaemonPorts::wrongWordsAreUsageErrors_data()
+{
+    QTest::addColumn<QStringList>("words");
+
+    QTest::newRow("no frame") << QStringList{"can", "send", "can0", "123"};
+    QTest::newRow("half a byte") << QStringList{"can", "send", "can0", "123#0"};
+    QTest::newRow("nine bytes") << QStringList{"can", "send", "can0", "123#000102030405060708"};
+    QTest::newRow("identifier over 11 bits") << QStringList{"can", "send", "can0", "800#"};
+    QTest::newRow("identifier over 29 bits") << QStringList{"can", "send", "can0", "20000000#"};
+    QTest::newRow("remote length") << QStringList{"can", "send", "can0", "123#R9"};
+    QTest::newRow("can ports action") << QStringList{"can", "ports", "drop", "can0"};
+    QTest::newRow("can port without baud rate") << QStringList{"can", "ports", "save", "can0"};
+    QTest::newRow("baud rate is a word") << QStringList{"can", "ports", "save", "can0=fast"};
+    QTest::newRow("parity") << QStringList{"serial", "open", "ttyS0", "9600", "--parity", "some"};
+    QTest::newRow("serial baud rate") << QStringList{"serial", "open", "ttyS0", "fast"};
+    QTest::newRow("watch count") << QStringList{"can", "watch", "--count", "0"};
+}
+
+void tst_DaemonPorts::wrongWordsAreUsageErrors()
+{
+    QFETCH(QStringList, words);
+
+    const ProgramResult result = runProgram("kyctl", words);
+
+    QCOMPARE(result.status, 2);
+    QVERIFY(result.output.isEmpty());
+    QCOMPARE(result.errors.count('\n'), 1);
+}
+
+QTEST_GUILESS_MAIN(tst_DaemonPorts)
+#include "tst_DaemonPorts.moc"
