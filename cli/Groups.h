@@ -13,6 +13,8 @@ const Group& watchGroup();
 const Group& probeGroup();
 const Group& peerGroup();
 const Group& linkGroup();
+const Group& canGroup();
+const Group& serialGroup();
 const Group& udpGroup();
 const Group& wifiGroup();
 const Group& netGroup();

@@ -1,0 +1,111 @@
+#include "cli/EventWatch.h"
+
+#include "cli/Invocation.h"
+#include "cli/StatusProbe.h"
+#include "clients/SCStatusTcp.h"
+#include "support/JsonText.h"
+
+namespace ky {
+
+namespace {
+
+constexpr quint16 kSubscribeNumber = 1;
+constexpr int kAnswerOffset = 10000;
+
+/// What has come in so far.
+struct Progress
+{
+    int subscribe = 0; ///< number of the command
+    int left = -1;     ///< lines to wait for; negative: no end
+    bool isSubscribed = false;
+    PeerReply answer;
+};
+
+void printLines(Invocation& call, const QStringList& lines, Progress* progress)
+{
+    const QStringList wanted = lines.mid(0, progress->left); // a negative number takes all
+    if (wanted.isEmpty())
+        return;
+    call.print(wanted.join(QLatin1Char('\n')) + QLatin1Char('\n'));
+    if (progress->left > 0)
+        progress->left -= wanted.size();
+}
+
+void take(Invocation& call, const EventWatch& watch, int type, const QByteArray& data,
+          Progress* progress)
+{
+    if (type == progress->subscribe + kAnswerOffset) {
+        progress->isSubscribed = true;
+        progress->answer = readReply(data, {});
+        return;
+    }
+    const QVariantMap map = parseJson(data).toMap();
+    if (map.contains(QStringLiteral("event")))
+        printLines(call, watch.lines(map, data), progress);
+}
+
+QByteArray eventsJson(const QStringList& events)
+{
+    return events.isEmpty()
+               ? QByteArray()
+               : jsonText(QVariantMap{{QStringLiteral("events"), events}}, QJsonDocument::Compact);
+}
+
+/// Waits for what was subscribed to; empty at the end that was asked for.
+QString serveEvents(Invocation& call, const EventWatch& watch, int limitMs, StatusProbe& probe,
+                    Progress* progress)
+{
+    QString problem = probe.connectPeer();
+    if (problem.isEmpty())
+        problem = probe.send(quint16(progress->subscribe), eventsJson(watch.events), {},
+                             kSubscribeNumber);
+    if (!problem.isEmpty())
+        return problem;
+    probe.serve([progress] { return progress->isSubscribed; }, call.global().timeoutMs);
+    if (!progress->isSubscribed)
+        return noAnswerSentence(QString(), call.global());
+    if (progress->answer.code != 0)
+        return {};
+    if (!probe.serve([progress] { return progress->left == 0; }, limitMs))
+        return noAnswerSentence(QStringLiteral("socketError:1"), call.global());
+    return {};
+}
+
+} // namespace
+
+int watchEvents(Invocation& call, const EventWatch& watch)
+{
+    Progress progress;
+    int limitMs = -1;
+    if (call.has("--count"))
+        progress.left = call.option("--count").toInt();
+    if (call.has("--for"))
+        limitMs = int(call.option("--for").toDouble() * 1000);
+    if ((call.has("--count") && progress.left < 1) || (call.has("--for") && limitMs < 1))
+        return call.wrong(QStringLiteral("--count and --for take a number above 0"));
+    PeerReply failure;
+    progress.subscribe = call.peer().numberOf(QStringLiteral("subscribe"), &failure);
+    if (progress.subscribe == 0)
+        return call.show(failure);
+
+    StatusProbe probe(call.global());
+    QObject::connect(
+        &probe.client(), &SCStatusTcp::sigChangedText, &probe,
+        [&](bool isFrame, int type, const QByteArray& data, const QByteArray&, int, int) {
+            if (isFrame)
+                take(call, watch, type, data, &progress);
+        });
+    const QString problem = serveEvents(call, watch, limitMs, probe, &progress);
+    if (!problem.isEmpty()) {
+        call.complain(problem);
+        return kNoAnswer;
+    }
+    return progress.answer.code != 0 ? call.show(progress.answer) : int(kDone);
+}
+
+std::vector<Option> watchOptions()
+{
+    return {{"--count", "N", "end after so many lines"}, {"--for", "SECONDS", "end after so long"}};
+}
+
+} // namespace ky
