@@ -31,6 +31,7 @@ private slots:
     void namesTriedOutDoNotTakeAllThreads();
     void savesAndRemovesCanPorts();
     void daemonEndsWhileFramesPourIn();
+    void daemonEndsWhileReadsFail();
     void wrongWordsAreUsageErrors_data();
     void wrongWordsAreUsageErrors();
 };
@@ -425,6 +426,23 @@ void tst_DaemonPorts::daemonEndsWhileFramesPourIn()
     QCOMPARE(status, 0);
     QVERIFY2(!daemon.errorText().contains("Destroyed while thread"),
              qPrintable(daemon.errorText()));
+}
+
+/// The interface has gone: the port's loop goes round without a pause until the end.
+void tst_DaemonPorts::daemonEndsWhileReadsFail()
+{
+    CanDaemon daemon;
+    QVERIFY2(daemon.isReady(), qPrintable(daemon.errorText()));
+    CanBus bus(daemon.path());
+    QCOMPARE(daemon.kyctl({"can", "open", "can0"}).status, 0);
+    bus.accept();
+
+    bus.hangUp();
+
+    QVERIFY(QTest::qWaitFor(
+        [&] { return daemon.errorText().contains("Incomplete CAN frame received"); }, 5000));
+    QCOMPARE(daemon.kyctl({"version"}).status, 0);
+    QCOMPARE(daemon.stop(SIGTERM), 0);
 }
 
 void tst_DaemonPorts::wrongWordsAreUsageErrors_data()
