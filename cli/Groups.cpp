@@ -4,12 +4,24 @@ namespace ky {
 
 const std::vector<Group>& allGroups()
 {
+    // clang-format off
     static const std::vector<Group> groups = {
-        callGroup(), commandsGroup(), versionGroup(), uploadGroup(), watchGroup(), probeGroup(),
-        peerGroup(), linkGroup(),     udpGroup(),     wifiGroup(),   netGroup(),   hotspotGroup(),
-        callGroup(), commandsGroup(), versionGroup(), uploadGroup(), watchGroup(),  probeGroup(),
-        peerGroup(), linkGroup(),     udpGroup(),     canGroup(),    serialGroup(),
+        callGroup(),
+        commandsGroup(),
+        versionGroup(),
+        uploadGroup(),
+        watchGroup(),
+        probeGroup(),
+        peerGroup(),
+        linkGroup(),
+        udpGroup(),
+        wifiGroup(),
+        netGroup(),
+        hotspotGroup(),
+        canGroup(),
+        serialGroup(),
     };
+    // clang-format on
     return groups;
 }
 
