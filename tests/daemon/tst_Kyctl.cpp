@@ -1,0 +1,544 @@
+#include "DaemonFixture.h"
+#include "FrameClient.h"
+
+#include <QElapsedTimer>
+#include <QFile>
+#include <QJsonDocument>
+#include <QTcpServer>
+#include <QTest>
+#include <QUdpSocket>
+
+#include <csignal>
+#include <functional>
+#include <memory>
+
+/// The client as people and scripts use it, against the real daemon and against bad peers.
+class tst_Kyctl : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void cleanupTestCase();
+
+    void wrongUsageIsStatus2_data();
+    void wrongUsageIsStatus2();
+    void helpIsStatus0AtEveryLevel();
+    void callShowsTheAnswer();
+    void callByNumberNeedsNoTable();
+    void callSendsAFile();
+    void errorOfThePeerIsStatus1_data();
+    void errorOfThePeerIsStatus1();
+    void jsonIsOneLine();
+    void commandsIsATable();
+    void linkStatusIsShown();
+    void peerCallShowsTheAnswerOfTheOther();
+    void probePrintsBothReports();
+    void probeAsJson();
+    void watchPrintsEvents();
+    void watchEndsAfterItsTime();
+    void watchTellsThatThePeerHasGone();
+    void udpTextArrives();
+    void udpPortInUseIsStatus3();
+
+    void uploadIsComparedWithTheDisk();
+    void uploadPrintsPlainLinesWithoutATerminal();
+    void uploadOfWhatIsNoFileIsStatus2_data();
+    void uploadOfWhatIsNoFileIsStatus2();
+    void uploadToAPeerThatStopsReadingIsStatus3();
+    void uploadThatDiffersOverThereIsStatus1();
+
+    void deadPortIsStatus3_data();
+    void deadPortIsStatus3();
+    void silentPeerIsStatus3InItsTime_data();
+    void silentPeerIsStatus3InItsTime();
+    void noisyPeerIsStatus3InItsTime_data();
+    void noisyPeerIsStatus3InItsTime();
+    void peerThatHangsUpIsStatus3();
+    void unknownHostIsStatus3();
+
+private:
+    static void compareNoAnswer(const ProgramResult& result);
+
+    DaemonFixture _daemon;
+    QTemporaryDir _folder;
+};
+
+namespace {
+
+constexpr int kLimitMs = 700;
+
+/// Runs kyctl while this thread plays its peer: `serve` gets each connection.
+ProgramResult runAgainst(const QStringList& arguments,
+                         const std::function<void(QTcpSocket&)>& onConnect,
+                         const std::function<void(QTcpSocket&)>& onRead = nullptr)
+{
+    QTcpServer server;
+    server.listen(QHostAddress::LocalHost);
+    QObject::connect(&server, &QTcpServer::newConnection, &server, [&] {
+        QTcpSocket* socket = server.nextPendingConnection();
+        if (onRead)
+            QObject::connect(socket, &QTcpSocket::readyRead, socket,
+                             [&, socket] { onRead(*socket); });
+        else
+            socket->setReadBufferSize(1);
+        onConnect(*socket);
+    });
+    QProcess process;
+    process.start(programPath("kyctl"),
+                  QStringList{"--port", QString::number(server.serverPort())} + arguments);
+    ProgramResult result;
+    if (!QTest::qWaitFor([&] { return process.state() == QProcess::NotRunning; }, 20000)) {
+        process.kill();
+        process.waitForFinished();
+    } else if (process.exitStatus() == QProcess::NormalExit) {
+        result.status = process.exitCode();
+    }
+    result.output = process.readAllStandardOutput();
+    result.errors = process.readAllStandardError();
+    return result;
+}
+
+const QString kLimit = QString::number(kLimitMs);
+
+} // namespace
+
+void tst_Kyctl::initTestCase()
+{
+    QVERIFY2(_daemon.start(), qPrintable(_daemon.errorText()));
+}
+
+void tst_Kyctl::cleanupTestCase()
+{
+    QCOMPARE(_daemon.stop(SIGTERM), 0);
+}
+
+void tst_Kyctl::compareNoAnswer(const ProgramResult& result)
+{
+    QCOMPARE(result.status, 3);
+    QVERIFY2(result.errors.startsWith("kyctl: no answer from "), result.errors.constData());
+    QCOMPARE(result.errors.count('\n'), 1);
+}
+
+void tst_Kyctl::wrongUsageIsStatus2_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QByteArray>("error");
+    QTest::newRow("nothing") << QStringList{}
+                             << QByteArray("kyctl: no command given; try 'kyctl --help'\n");
+    QTest::newRow("group alone") << QStringList{"link"}
+                                 << QByteArray("kyctl: 'link' needs a verb; try 'kyctl link "
+                                               "--help'\n");
+    QTest::newRow("option") << QStringList{"link", "status", "--loud"}
+                            << QByteArray("kyctl: no option '--loud'; try 'kyctl link status "
+                                          "--help'\n");
+    QTest::newRow("no JSON") << QStringList{"call", "echo", "{a"}
+                             << QByteArray("kyctl: '{a' is not a JSON object\n");
+    QTest::newRow("JSON list") << QStringList{"call", "echo", "[1]"}
+                               << QByteArray("kyctl: '[1]' is not a JSON object\n");
+    QTest::newRow("no file") << QStringList{"call", "echo", "--data", "/nowhere"}
+                             << QByteArray("kyctl: file [/nowhere]: No such file or directory\n");
+    QTest::newRow("count") << QStringList{"watch", "--count", "0"}
+                           << QByteArray("kyctl: --count and --for take a number above 0\n");
+    QTest::newRow("UDP host") << QStringList{"udp", "send", "robot", "1", "x"}
+                              << QByteArray("kyctl: HOST is an address, PORT is 1 to 65535\n");
+}
+
+void tst_Kyctl::wrongUsageIsStatus2()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QByteArray, error);
+
+    const ProgramResult result = runProgram("kyctl", arguments);
+
+    QCOMPARE(result.errors, error);
+    QCOMPARE(result.status, 2);
+    QVERIFY(result.output.isEmpty());
+}
+
+void tst_Kyctl::helpIsStatus0AtEveryLevel()
+{
+    for (const QStringList& words : {QStringList{"--help"}, QStringList{"peer", "--help"},
+                                     QStringList{"peer", "call", "--help"}}) {
+        const ProgramResult result = runProgram("kyctl", words);
+        QCOMPARE(result.status, 0);
+        QVERIFY(result.output.startsWith("Usage: kyctl "));
+        QVERIFY(result.output.contains("\nExample: kyctl "));
+        QVERIFY(result.errors.isEmpty());
+    }
+}
+
+void tst_Kyctl::callShowsTheAnswer()
+{
+    const ProgramResult result = _daemon.kyctl({"call", "echo", "{\"世\":[1,true]}"});
+
+    QCOMPARE(result.status, 0);
+    QCOMPARE(result.output, QByteArray("{\"世\":[1,true]}\n"));
+    QVERIFY(result.errors.isEmpty());
+}
+
+void tst_Kyctl::callByNumberNeedsNoTable()
+{
+    // The link port has no table to ask for.
+    const ProgramResult result =
+        runProgram("kyctl", {"--port", QString::number(_daemon.linkPort()), "call", "4803"});
+
+    QCOMPARE(result.status, 0);
+}
+
+void tst_Kyctl::callSendsAFile()
+{
+    QFile file(_folder.filePath("content"));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write("from the file");
+    file.close();
+
+    const ProgramResult result = _daemon.kyctl({"call", "echo", "--data", file.fileName()});
+
+    QCOMPARE(result.output, QByteArray("from the file\n"));
+}
+
+void tst_Kyctl::errorOfThePeerIsStatus1_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QByteArray>("error");
+    QTest::newRow("unknown number")
+        << QStringList{"call", "4999"}
+        << QByteArray("kyctl: the peer answered with error 40001: unknown command [4999]\n");
+    QTest::newRow("unknown name") << QStringList{"call", "dance"}
+                                  << QByteArray("kyctl: the peer has no command 'dance'\n");
+    QTest::newRow("event") << QStringList{"watch", "event_moon"}
+                           << QByteArray("kyctl: the peer answered with error 40002: event "
+                                         "[event_moon]: unknown\n");
+}
+
+void tst_Kyctl::errorOfThePeerIsStatus1()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QByteArray, error);
+
+    const ProgramResult result = _daemon.kyctl(arguments);
+
+    QCOMPARE(result.errors, error);
+    QCOMPARE(result.status, 1);
+}
+
+void tst_Kyctl::jsonIsOneLine()
+{
+    const ProgramResult good = _daemon.kyctl({"version", "--json"});
+    QCOMPARE(good.output.count('\n'), 1);
+    QVERIFY(good.json().contains("qt"));
+
+    // A failure, too: scripts read its code from the same place.
+    const ProgramResult bad = _daemon.kyctl({"call", "4999", "--json"});
+    QCOMPARE(bad.status, 1);
+    QCOMPARE(bad.json().value("ret_code").toInt(), 40001);
+}
+
+void tst_Kyctl::commandsIsATable()
+{
+    const ProgramResult result = _daemon.kyctl({"commands"});
+
+    QCOMPARE(result.status, 0);
+    QVERIFY(result.output.startsWith("NUMBER  NAME "));
+    QVERIFY(result.output.contains("\n2000    echo "));
+}
+
+void tst_Kyctl::linkStatusIsShown()
+{
+    FrameClient supervision(_daemon.linkPort());
+    supervision.ask(4802, {}, "{\"msg\":\"gone\"}");
+
+    const ProgramResult result = _daemon.kyctl({"link", "status"});
+
+    QCOMPARE(result.status, 0);
+    QVERIFY(result.output.contains("\nstate        lost\n"));
+}
+
+void tst_Kyctl::peerCallShowsTheAnswerOfTheOther()
+{
+    const QString port = QString::number(_daemon.port());
+    const ProgramResult good =
+        _daemon.kyctl({"peer", "call", "127.0.0.1", port, "version", "--json"});
+    QCOMPARE(good.status, 0);
+    QVERIFY(good.json().value("reply").toMap().contains("qt"));
+
+    QCOMPARE(_daemon.kyctl({"peer", "call", "127.0.0.1", port, "4999"}).status, 1);
+    const QString dead = QString::number(freePort());
+    QCOMPARE(_daemon.kyctl({"peer", "call", "127.0.0.1", dead, "2000"}).status, 1);
+}
+
+void tst_Kyctl::probePrintsBothReports()
+{
+    const ProgramResult result =
+        _daemon.kyctl({"probe", "echo", "--json-area", "{\"a\":1}", "--data", "hello"});
+
+    QCOMPARE(result.status, 0);
+    QVERIFY(result.output.contains("---------[Request] ---------\nType:2000 (0x7d0)"));
+    QVERIFY(result.output.contains("---------[Response]---------\nType:12000 (2ee0)"));
+    QCOMPARE(result.output.count("68656C6C6F"), 2);
+}
+
+void tst_Kyctl::probeAsJson()
+{
+    const ProgramResult result = _daemon.kyctl({"probe", "2000", "--data", "hello", "--json"});
+
+    QCOMPARE(result.status, 0);
+    QCOMPARE(result.json().value("type").toInt(), 12000);
+    QCOMPARE(result.json().value("data_hex").toString(), QString("68656c6c6f"));
+}
+
+void tst_Kyctl::watchPrintsEvents()
+{
+    QProcess watch;
+    watch.start(programPath("kyctl"), {"--port", QString::number(_daemon.port()), "watch",
+                                       "event_link", "--count", "1", "--json"});
+    FrameClient supervision(_daemon.linkPort());
+    // Until the watcher has subscribed its events pass by unseen.
+    QElapsedTimer clock;
+    clock.start();
+    while (watch.state() != QProcess::NotRunning && clock.elapsed() < 10000) {
+        supervision.ask(4802, {}, "{\"msg\":\"gone\"}");
+        watch.waitForFinished(20);
+    }
+
+    QCOMPARE(watch.exitCode(), 0);
+    const QByteArray output = watch.readAllStandardOutput();
+    QCOMPARE(output.count('\n'), 1);
+    QCOMPARE(QJsonDocument::fromJson(output)["event"].toString(), QString("event_link"));
+}
+
+void tst_Kyctl::watchEndsAfterItsTime()
+{
+    const ProgramResult result = _daemon.kyctl({"watch", "event_host_report", "--for", "0.2"});
+
+    QCOMPARE(result.status, 0);
+    QVERIFY(result.output.isEmpty());
+}
+
+void tst_Kyctl::watchTellsThatThePeerHasGone()
+{
+    DaemonFixture daemon;
+    QVERIFY2(daemon.start(), qPrintable(daemon.errorText()));
+    QProcess watch;
+    watch.start(programPath("kyctl"), {"--port", QString::number(daemon.port()), "watch"});
+    FrameClient supervision(daemon.linkPort());
+    QElapsedTimer clock;
+    clock.start();
+    while (watch.bytesAvailable() == 0 && clock.elapsed() < 10000) {
+        supervision.ask(4802, {}, "{\"msg\":\"gone\"}");
+        watch.waitForReadyRead(20);
+    }
+
+    QCOMPARE(daemon.stop(SIGTERM), 0);
+
+    QVERIFY(watch.waitForFinished(10000));
+    QCOMPARE(watch.exitCode(), 3);
+    QVERIFY(watch.readAllStandardError().contains("the connection was closed"));
+}
+
+void tst_Kyctl::udpTextArrives()
+{
+    const QString port = QString::number(freePort());
+    QProcess listener;
+    listener.start(programPath("kyctl"), {"udp", "listen", port, "--count", "1"});
+    // Until it listens datagrams are lost.
+    QElapsedTimer clock;
+    clock.start();
+    while (listener.state() != QProcess::NotRunning && clock.elapsed() < 10000) {
+        QCOMPARE(runProgram("kyctl", {"udp", "send", "127.0.0.1", port, "hällo 世界"}).status, 0);
+        listener.waitForFinished(20);
+    }
+
+    QCOMPARE(listener.exitCode(), 0);
+    QCOMPARE(listener.readAllStandardOutput(), QByteArray("hällo 世界\n"));
+}
+
+void tst_Kyctl::udpPortInUseIsStatus3()
+{
+    QUdpSocket other;
+    QVERIFY(other.bind(0, QUdpSocket::DontShareAddress));
+
+    const ProgramResult result =
+        runProgram("kyctl", {"udp", "listen", QString::number(other.localPort())});
+
+    QCOMPARE(result.status, 3);
+    QVERIFY(result.errors.startsWith("kyctl: port "));
+}
+
+void tst_Kyctl::uploadIsComparedWithTheDisk()
+{
+    QFile file(_folder.filePath("upgrade.zip"));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    const QByteArray content(3000000, 'u');
+    file.write(content);
+    file.close();
+
+    const ProgramResult result = _daemon.kyctl({"upload", file.fileName(), "--json"});
+
+    QCOMPARE(result.status, 0);
+    QCOMPARE(result.json().value("size").toInt(), content.size());
+    QFile there(_daemon.home() + "/data/ferno/temp/up/upgrade.zip");
+    QVERIFY(there.open(QIODevice::ReadOnly));
+    QVERIFY(there.readAll() == content);
+}
+
+void tst_Kyctl::uploadPrintsPlainLinesWithoutATerminal()
+{
+    QFile file(_folder.filePath("lines.zip"));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(QByteArray(10000000, 'u'));
+    file.close();
+
+    const ProgramResult result = _daemon.kyctl({"upload", file.fileName()});
+
+    QVERIFY(result.errors.contains("100 %"));
+    QVERIFY(!result.errors.contains('\r'));
+    const int lines = result.errors.count('\n');
+    QVERIFY2(lines >= 2 && lines <= 10, result.errors.constData());
+}
+
+void tst_Kyctl::uploadOfWhatIsNoFileIsStatus2_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::newRow("missing") << "/nowhere/upgrade.zip";
+    QTest::newRow("folder") << "/tmp";
+    QTest::newRow("device") << "/dev/zero";
+}
+
+void tst_Kyctl::uploadOfWhatIsNoFileIsStatus2()
+{
+    QFETCH(QString, path);
+
+    const ProgramResult result = _daemon.kyctl({"upload", path});
+
+    QCOMPARE(result.status, 2);
+    QVERIFY2(result.errors.startsWith(("kyctl: file [" + path + "]: ").toUtf8()),
+             result.errors.constData());
+}
+
+void tst_Kyctl::uploadToAPeerThatStopsReadingIsStatus3()
+{
+    QFile file(_folder.filePath("large.zip"));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(QByteArray(30000000, 'u'));
+    file.close();
+    QElapsedTimer clock;
+    clock.start();
+
+    const ProgramResult result =
+        runAgainst({"--timeout", kLimit, "upload", file.fileName()}, [](QTcpSocket&) {});
+
+    QCOMPARE(result.status, 3);
+    QVERIFY(result.errors.contains("no answer from "));
+    QVERIFY2(clock.elapsed() < kLimitMs + 8000, qPrintable(QString::number(clock.elapsed())));
+}
+
+void tst_Kyctl::uploadThatDiffersOverThereIsStatus1()
+{
+    QFile file(_folder.filePath("differs.zip"));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write("content");
+    file.close();
+    const QByteArray answer =
+        FrameClient::frame(15104, 1, {}, "{\"ret_code\":0,\"err_msg\":\"\",\"sha256\":\"00\"}");
+
+    const ProgramResult result = runAgainst(
+        {"upload", file.fileName()}, [](QTcpSocket&) {},
+        [&](QTcpSocket& socket) {
+            socket.readAll();
+            socket.write(answer);
+        });
+
+    QCOMPARE(result.status, 1);
+    QVERIFY(result.errors.contains("the file differs over there"));
+}
+
+void tst_Kyctl::deadPortIsStatus3_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::newRow("by name") << QStringList{"version"};
+    QTest::newRow("by number") << QStringList{"call", "2000"};
+    QTest::newRow("probe") << QStringList{"probe", "2000"};
+    QTest::newRow("watch") << QStringList{"watch"};
+    QTest::newRow("upload") << QStringList{"upload", programPath("kyctl")};
+}
+
+void tst_Kyctl::deadPortIsStatus3()
+{
+    QFETCH(QStringList, arguments);
+
+    const ProgramResult result =
+        runProgram("kyctl", QStringList{"--port", QString::number(freePort())} + arguments);
+
+    compareNoAnswer(result);
+    QVERIFY(result.errors.contains("Connection refused"));
+}
+
+void tst_Kyctl::silentPeerIsStatus3InItsTime_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::newRow("by name") << QStringList{"version"};
+    QTest::newRow("by number") << QStringList{"call", "2000"};
+    QTest::newRow("probe") << QStringList{"probe", "2000"};
+    QTest::newRow("watch") << QStringList{"watch"};
+}
+
+void tst_Kyctl::silentPeerIsStatus3InItsTime()
+{
+    QFETCH(QStringList, arguments);
+    QElapsedTimer clock;
+    clock.start();
+
+    const ProgramResult result =
+        runAgainst(QStringList{"--timeout", kLimit} + arguments, [](QTcpSocket&) {});
+
+    QVERIFY(clock.elapsed() >= kLimitMs);
+    QVERIFY2(clock.elapsed() < kLimitMs + 5000, qPrintable(QString::number(clock.elapsed())));
+    QCOMPARE(result.status, 3);
+    QVERIFY2(result.errors.contains(" within 700 ms\n"), result.errors.constData());
+}
+
+void tst_Kyctl::noisyPeerIsStatus3InItsTime_data()
+{
+    silentPeerIsStatus3InItsTime_data();
+}
+
+void tst_Kyctl::noisyPeerIsStatus3InItsTime()
+{
+    QFETCH(QStringList, arguments);
+    const QByteArray noise = QByteArray(3000, '\x5a') + QByteArray(3000, 'n') +
+                             FrameClient::frame(12999, 1, {}, "another answer");
+    QElapsedTimer clock;
+    clock.start();
+
+    const ProgramResult result = runAgainst(
+        QStringList{"--timeout", kLimit} + arguments,
+        [&](QTcpSocket& socket) { socket.write(noise); }, [](QTcpSocket&) {});
+
+    QVERIFY2(clock.elapsed() < 2 * kLimitMs + 5000, qPrintable(QString::number(clock.elapsed())));
+    QCOMPARE(result.status, 3);
+    QVERIFY2(result.errors.startsWith("kyctl: no answer from "), result.errors.constData());
+    QCOMPARE(result.errors.count('\n'), 1);
+}
+
+void tst_Kyctl::peerThatHangsUpIsStatus3()
+{
+    const ProgramResult result = runAgainst(
+        {"--timeout", "10000", "call", "2000"}, [](QTcpSocket&) {},
+        [](QTcpSocket& socket) { socket.abort(); });
+
+    compareNoAnswer(result);
+    QVERIFY2(result.errors.contains("the connection was closed"), result.errors.constData());
+}
+
+void tst_Kyctl::unknownHostIsStatus3()
+{
+    const ProgramResult result = runProgram("kyctl", {"--host", "nowhere.invalid", "version"});
+
+    compareNoAnswer(result);
+    QVERIFY(result.errors.contains("no such host"));
+}
+
+QTEST_GUILESS_MAIN(tst_Kyctl)
+#include "tst_Kyctl.moc"
