@@ -493,7 +493,8 @@ void tst_Kyctl::silentPeerIsStatus3InItsTime()
     const ProgramResult result =
         runAgainst(QStringList{"--timeout", kLimit} + arguments, [](QTcpSocket&) {});
 
-    QVERIFY(clock.elapsed() >= kLimitMs);
+    // Timers of seconds may fire 5 % early.
+    QVERIFY(clock.elapsed() >= kLimitMs * 9 / 10);
     QVERIFY2(clock.elapsed() < kLimitMs + 5000, qPrintable(QString::number(clock.elapsed())));
     QCOMPARE(result.status, 3);
     QVERIFY2(result.errors.contains(" within 700 ms\n"), result.errors.constData());
