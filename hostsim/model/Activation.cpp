@@ -100,6 +100,9 @@ void configure(const Host& host, Card& card, const Keyfile& keyfile)
         const Lease& lease = leaseFor(host, card, keyfile);
         card.addresses = {lease.address + "/" + std::to_string(lease.prefix)};
         card.gateway = lease.gateway;
+        card.gateway6 = lease.gateway6;
+        if (!lease.address6.empty())
+            card.addresses6.insert(card.addresses6.begin(), lease.address6);
         card.dns = lease.dns;
     }
 }
@@ -175,6 +178,7 @@ void deactivate(Card& card)
     card.addresses.clear();
     card.addresses6.clear();
     card.gateway.clear();
+    card.gateway6.clear();
     card.dns.clear();
     card.idleSinceMs = nowMs();
     dissociate(card);

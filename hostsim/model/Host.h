@@ -24,6 +24,8 @@ struct Lease
     int prefix = 24;
     std::string gateway;
     std::vector<std::string> dns;
+    std::string address6; ///< with prefix; from a router's advertisement, empty for none
+    std::string gateway6;
 };
 
 /// One network interface, with what NetworkManager and the supplicant have made of it.
@@ -49,6 +51,7 @@ struct Card
     std::vector<std::string> addresses; ///< IPv4 with prefix: "10.0.0.5/24"
     std::vector<std::string> addresses6;
     std::string gateway;
+    std::string gateway6;
     std::vector<std::string> dns;
 
     // The supplicant's side.

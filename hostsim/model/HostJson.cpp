@@ -25,6 +25,7 @@ template <typename Archive>
 void fields(Archive& a, Lease& v)
 {
     a("address", v.address)("prefix", v.prefix)("gateway", v.gateway)("dns", v.dns);
+    a("address6", v.address6)("gateway6", v.gateway6);
 }
 
 template <typename Archive>
@@ -42,7 +43,7 @@ void fields(Archive& a, Card& v)
     a("up", v.up)("carrier", v.carrier)("blocked", v.blocked)("lease", v.lease);
     a("traffic", v.traffic)("profile", v.profile)("path", v.path)("keptDown", v.keptDown);
     a("addresses", v.addresses)("addresses6", v.addresses6)("gateway", v.gateway);
-    a("dns", v.dns)("p2pMac", v.p2pMac)("supplicantUuid", v.supplicantUuid);
+    a("gateway6", v.gateway6)("dns", v.dns)("p2pMac", v.p2pMac)("supplicantUuid", v.supplicantUuid);
     a("bssid", v.bssid)("ssid", v.ssid)("keyManagement", v.keyManagement);
     a("eapMethod", v.eapMethod)("staleAddress", v.staleAddress)("idleSinceMs", v.idleSinceMs);
     a("weakSinceMs", v.weakSinceMs)("scanEndsMs", v.scanEndsMs)("scanFor", v.scanFor);

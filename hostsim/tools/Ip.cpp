@@ -9,7 +9,7 @@ namespace hostsim {
 namespace {
 
 constexpr int kFailed = 2;
-constexpr int kMaxPhaseSegment1 = 16; // of the controller behind a real CAN card
+constexpr int kMaxSegment1 = 16; // of the controller behind a CAN card: prop-seg + phase-seg1
 
 int answer(Call& call, const char* english, const char* chinese)
 {
@@ -22,6 +22,12 @@ std::map<std::string, int> numbers(const Call& call, size_t first)
     for (size_t i = first; i + 1 < call.args().size(); i += 2)
         values[call.arg(i)] = std::atoi(call.arg(i + 1).c_str());
     return values;
+}
+
+int valueOf(const std::map<std::string, int>& values, const char* name)
+{
+    const auto found = values.find(name);
+    return found == values.end() ? 0 : found->second;
 }
 
 std::string textFrom(const Call& call, size_t first)
@@ -39,8 +45,7 @@ int setCan(Call& call, const Card& card, size_t first)
     if (card.up)
         return answer(call, "Device or resource busy", "Device or resource busy");
     const auto values = numbers(call, first);
-    const auto segment = values.find("phase-seg1");
-    if (segment != values.end() && segment->second > kMaxPhaseSegment1)
+    if (valueOf(values, "prop-seg") + valueOf(values, "phase-seg1") > kMaxSegment1)
         return answer(call, "Numerical result out of range", "Numerical result out of range");
     call.store().change([&](Host& host) {
         Card& changed = *host.card(card.name);

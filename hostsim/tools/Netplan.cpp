@@ -48,10 +48,12 @@ std::string timeText()
     return text + std::string(".000");
 }
 
+// The generator warns once, and the command itself reads the files three times more.
 void warn(Call& call, const std::string& text)
 {
-    call.error("\n** (generate:" + std::to_string(::getpid()) + "): WARNING **: " + timeText() +
-               ": " + text + "\n");
+    for (const char* program : {"generate", "process", "process", "process"})
+        call.error(std::string("\n** (") + program + ":" + std::to_string(::getpid()) +
+                   "): WARNING **: " + timeText() + ": " + text + "\n");
 }
 
 void warnAbout(Call& call, const fs::path& path, const std::string& text)

@@ -7,10 +7,10 @@ namespace {
 
 int failNew(Call& call, const std::string& reason)
 {
-    return fail(
-        call, kActivationFailed,
-        fill(call.pick("Failed to add/activate new connection: %1", "添加/激活新连接失败：%1"),
-             {reason}));
+    return call.fail(kActivationFailed,
+                     fill(call.pick("Error: Failed to add/activate new connection: %1\n",
+                                    "错误：添加/激活新连接失败：%1\n"),
+                          {reason}));
 }
 
 Profile* fittingProfile(Host& host, const Card& card)
@@ -47,7 +47,7 @@ int connectCard(Call& call, Host& host, Card& card)
     if (!profile && card.isCan())
         return failNew(call, "Device class NMDeviceGeneric had no complete_connection method");
     if (!profile && card.isWifi())
-        return failNew(call, "A 'wireless' setting is required if no AP path was given");
+        return failNew(call, "A 'wireless' setting is required if no AP path was given.");
     if (!profile)
         profile = &wiredProfile(host, call.store(), card);
     const Joining result = activate(host, card, *profile);

@@ -153,16 +153,38 @@ std::string ip4Lines(const Card& card)
     return text;
 }
 
-std::string ip6Lines(const Host& host, const Card& card)
+std::string network6(const std::string& address)
+{
+    return address.substr(0, address.find("::")) + "::/" + address.substr(address.find('/') + 1);
+}
+
+std::vector<std::string> routes6(const Card& card)
+{
+    if (card.type == "loopback")
+        return {routeText("::1/128", "::", 256)};
+    std::vector<std::string> routes{routeText("fe80::/64", "::", 1024)};
+    for (const std::string& address : card.addresses6)
+        if (!startsWith(address, "fe80"))
+            routes.push_back(routeText(network6(address), "::", 100));
+    if (!card.gateway6.empty())
+        routes.push_back(routeText("::/0", card.gateway6, 100));
+    return routes;
+}
+
+std::string numbered(const std::string& label, const std::vector<std::string>& values)
 {
     std::string text;
-    std::string routes;
-    if (host.ipv6On() && !card.addresses6.empty()) {
-        text += line("IP6.ADDRESS[1]", card.addresses6.front());
-        routes = line("IP6.ROUTE[1]", card.type == "loopback" ? routeText("::1/128", "::", 256)
-                                                              : routeText("fe80::/64", "::", 1024));
-    }
-    return text + line("IP6.GATEWAY", "") + routes;
+    for (size_t i = 0; i < values.size(); ++i)
+        text += line(label + "[" + std::to_string(i + 1) + "]", values[i]);
+    return text;
+}
+
+std::string ip6Lines(const Host& host, const Card& card)
+{
+    if (!host.ipv6On() || card.addresses6.empty())
+        return line("IP6.GATEWAY", "");
+    return numbered("IP6.ADDRESS", card.addresses6) + line("IP6.GATEWAY", card.gateway6) +
+           numbered("IP6.ROUTE", routes6(card));
 }
 
 std::string stateNumber(const Call& call, const Card& card)

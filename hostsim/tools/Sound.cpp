@@ -36,12 +36,21 @@ size_t defaultCard(const Call& call)
     return 0;
 }
 
-int failNoCard(Call& call)
+int failNoCard(Call& call, size_t index)
 {
+    constexpr char text[] =
+        "ALSA lib confmisc.c:855:(parse_card) cannot find card '%1'\n"
+        "ALSA lib conf.c:5180:(_snd_config_evaluate) function snd_func_card_inum returned error: "
+        "%2\n"
+        "ALSA lib confmisc.c:422:(snd_func_concat) error evaluating strings\n"
+        "ALSA lib conf.c:5180:(_snd_config_evaluate) function snd_func_concat returned error: %2\n"
+        "ALSA lib confmisc.c:1334:(snd_func_refer) error evaluating name\n"
+        "ALSA lib conf.c:5180:(_snd_config_evaluate) function snd_func_refer returned error: %2\n"
+        "ALSA lib conf.c:5703:(snd_config_expand) Evaluate error: %2\n"
+        "ALSA lib control.c:1528:(snd_ctl_open_noupdate) Invalid CTL default\n"
+        "amixer: Mixer attach default error: %2\n";
     const std::string missing = call.pick("No such file or directory", "没有那个文件或目录");
-    return call.fail(1, "ALSA lib control.c:1528:(snd_ctl_open_noupdate) Invalid CTL default\n"
-                        "amixer: Mixer attach default error: " +
-                            missing + "\n");
+    return call.fail(1, fill(text, {std::to_string(index), missing}));
 }
 
 int percentArgument(const std::string& text, const MixerControl& control)
@@ -68,19 +77,21 @@ int amixer(Call& call)
 {
     const size_t card = defaultCard(call);
     if (card >= call.host().sound.size())
-        return failNoCard(call);
+        return failNoCard(call, card);
     const std::string verb = call.arg(0);
     const std::string name = call.arg(1);
     if (verb == "set" || verb == "sset")
         change(call, card, name, call.arg(2));
-    bool isFound = false;
-    for (const MixerControl& control : call.host().sound[card].controls) {
-        if (verb != "scontents" && control.name != name)
-            continue;
-        call.out(mixerText(control));
-        isFound = true;
+    const Host host = call.host();
+    bool isFound = startsWith(verb, "scont");
+    for (const MixerControl& control : host.sound[card].controls) {
+        isFound = isFound || control.name == name;
+        if (verb == "scontrols")
+            call.out("Simple mixer control '" + control.name + "',0\n");
+        else if (verb == "scontents" || control.name == name)
+            call.out(mixerText(control));
     }
-    if (isFound || verb == "scontents")
+    if (isFound)
         return 0;
     return call.fail(1, "amixer: Unable to find simple control '" + name + "',0\n\n");
 }
