@@ -18,7 +18,7 @@ while [ $# -gt 0 ]; do
 done
 
 need $build_packages $run_packages
-build dev kyhostd kyctl $([ ! -f hostsim/main.cpp ] || echo hostsim/all)
+build dev kyhostd kyctl hostsim hostsim-shim
 
 bin=$PWD/build/bin
 work=$(mktemp -d /tmp/kyhostd-run.XXXXXX)
@@ -58,17 +58,12 @@ write_settings() {
     printf '[Host]\nhardwareType=-1\ndataDir=data\nversion=1.0.0\ntbxName=demo\n'
 }
 
-# The simulated host keeps the demonstration off this machine's own network.
-host_command() {
-    if [ -n "$is_real" ] || [ ! -x "$bin/hostsim" ] || command -v nmcli >/dev/null; then
-        return
-    fi
-    printf '%s\n' "$bin/hostsim" run --
-}
+# The simulated host: where there is no NetworkManager to talk to, the daemon still finds one.
+host=()
+[ -n "$is_real" ] || command -v nmcli >/dev/null || host=("$bin/hostsim" run --)
 
 start_daemon() {
-    mapfile -t wrapper < <(host_command)
-    "${wrapper[@]}" "$bin/kyhostd" --home "$home" --settings "$work/kyhostd.ini" \
+    "${host[@]}" "$bin/kyhostd" --home "$home" --settings "$work/kyhostd.ini" \
         >"$work/out" 2>"$work/log" &
     daemon_pid=$!
     local waited=0
@@ -95,11 +90,12 @@ stop_daemon() {
     [ $status -eq 0 ] || failures=$((failures + 1))
 }
 
-ports=($(free_ports 3))
+ports=($(free_ports 4))
 [ -z "$port" ] || ports[0]=$port
-write_settings "${ports[@]}" >"$work/kyhostd.ini"
+write_settings "${ports[@]:0:3}" >"$work/kyhostd.ini"
 export PATH=$bin:$PATH
-export KY_PORT=${ports[0]} KY_LINK_PORT=${ports[1]} KY_REPORT_PORT=${ports[2]} KY_WORK=$work
+export KY_PORT=${ports[0]} KY_LINK_PORT=${ports[1]} KY_REPORT_PORT=${ports[2]}
+export KY_DEAD_PORT=${ports[3]} KY_WORK=$work
 
 start_daemon
 for round in packaging/dev/round.d/*.sh; do
