@@ -49,14 +49,14 @@ int writeForever(const QString& folder)
     PublicClass::init()->hardwareType = -2;
     OpenNetwork network;
     const QString profile = folder + QStringLiteral("/etc/NetworkManager/system-connections/site");
-    std::puts("ready");
-    std::fflush(stdout);
     for (int i = 0;; ++i) {
         network.setEnabledRoaming(i % 2 == 0);
         const QString aside = folder + QStringLiteral("/aside");
         QFile::copy(folder + QStringLiteral("/stale"), aside);
         std::rename(qUtf8Printable(aside), qUtf8Printable(profile));
         network.checkDHCP();
+        std::puts("once more");
+        std::fflush(stdout);
     }
 }
 
