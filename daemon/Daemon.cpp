@@ -22,12 +22,7 @@ QString deliver(const Parcel& parcel, const DaemonSettings& settings)
 {
     PeerRequest request;
     request.ip = parcel.ip;
-    request.port = quint16(parcel.port);
-    // The library reports to the fixed ports of this daemon; it may listen on others.
-    if (parcel.ip == QLatin1String("127.0.0.1") && parcel.port == kLinkPort)
-        request.port = settings.servers[1].port;
-    if (parcel.ip == QLatin1String("127.0.0.1") && parcel.port == kReportPort)
-        request.port = settings.servers[2].port;
+    request.port = settings.deliveryPort(parcel.ip, parcel.port);
     request.command = parcel.command;
     request.number = parcel.number;
     request.data = parcel.data;

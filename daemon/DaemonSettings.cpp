@@ -50,6 +50,16 @@ QString readableProblem(const QString& path)
 
 } // namespace
 
+quint16 DaemonSettings::deliveryPort(const QString& ip, int port) const
+{
+    const bool isThisHost = ip == QLatin1String("127.0.0.1");
+    if (isThisHost && port == kLinkPort)
+        return servers[1].port;
+    if (isThisHost && port == kReportPort)
+        return servers[2].port;
+    return quint16(port);
+}
+
 QString checkSettings(const QVariantMap& values, DaemonSettings* settings)
 {
     for (int id = 1; id <= int(settings->servers.size()); ++id) {

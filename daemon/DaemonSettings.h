@@ -7,6 +7,10 @@
 
 namespace ky {
 
+constexpr quint16 kServicePort = 19208; ///< also the port whose command table is in use
+constexpr quint16 kLinkPort = 19207;
+constexpr quint16 kReportPort = 19210;
+
 /// One listener as the settings file names it ("Server1/port", …).
 struct ListenerSettings
 {
@@ -29,11 +33,11 @@ struct DaemonSettings
     QString dataDir;
     QString version;
     bool autoConnectEnabled = false;
-};
 
-constexpr quint16 kServicePort = 19208; ///< also the port whose command table is in use
-constexpr quint16 kLinkPort = 19207;
-constexpr quint16 kReportPort = 19210;
+    /// Where a frame for this peer goes: the library reports to fixed ports of its own host, and
+    /// the daemon may listen on others.
+    quint16 deliveryPort(const QString& ip, int port) const;
+};
 
 /// Checks the values of a settings file ("Server1/port" → "19208", …). Empty on success, else
 /// what is wrong. The numbers are cut to their width as the service cuts them: a thread count of

@@ -34,13 +34,16 @@ void EventHub::publish(const QString& event, const QVariantMap& map)
     const QByteArray frame = buildFrame(quint16(_numbers.value(event)), ++_lastNumber, {},
                                         jsonText(body, QJsonDocument::Compact));
     for (auto it = _subscribers.begin(); it != _subscribers.end();) {
+        if (!it->events.contains(event)) {
+            ++it;
+            continue;
+        }
         // Who has gone is forgotten, also when the handle already serves someone else.
         if (_sink->peerOf(it.key()) != it->peer) {
             it = _subscribers.erase(it);
             continue;
         }
-        if (it->events.contains(event))
-            _sink->send(it.key(), frame);
+        _sink->send(it.key(), frame);
         ++it;
     }
 }

@@ -29,8 +29,8 @@ public:
     /// Replaces what the connection asked for before; an empty list asks for nothing.
     void subscribe(qintptr handle, const QStringList& events);
 
-    /// Sends one event; does nothing for a name that the table does not have. Connections that
-    /// have gone are forgotten.
+    /// Sends one event; does nothing for a name that the table does not have. Subscribers of it
+    /// that have gone are forgotten.
     void publish(const QString& event, const QVariantMap& map);
 
     int subscriberCount() const { return _subscribers.size(); }

@@ -3,7 +3,8 @@
 #   step "What the daemon can do" kyctl commands
 #   expect "echo"
 #
-# kyctl asks the daemon of this round. `fails STATUS TITLE COMMAND…` is a step that is meant to fail.
+# kyctl asks the daemon of this round, `kyctl_at PORT …` another one, and
+# `fails STATUS TITLE COMMAND…` is a step that is meant to fail.
 
 last_output=
 last_status=0
@@ -45,9 +46,13 @@ unexpected() {
     echo "!! $1"
 }
 
-# The line as a person types it: quotes where the shell needs them.
+# The line as a person types it: with the port, and quotes where the shell needs them.
 shown_line() {
     local word line=
+    case $1 in
+        kyctl) shift && set -- kyctl --port "$KY_PORT" "$@" ;;
+        kyctl_at) shift && set -- kyctl --port "$@" ;;
+    esac
     for word in "$@"; do
         case $word in
             '' | *[!A-Za-z0-9_./:=,%@+-]*) word="'$word'" ;;
@@ -59,4 +64,8 @@ shown_line() {
 
 kyctl() {
     "$bin/kyctl" --port "$KY_PORT" "$@"
+}
+
+kyctl_at() {
+    "$bin/kyctl" --port "$@"
 }

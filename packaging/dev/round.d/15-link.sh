@@ -7,7 +7,7 @@ watch_pid=$!
 # The watcher is there when the daemon has taken its subscription; a report is repeated until then.
 for _ in 1 2 3 4 5 6 7 8 9 10; do
     step "Link supervision reports a lost link" \
-        "$bin/kyctl" --port "$KY_LINK_PORT" call 4802 '{"msg":"no answer from 10.0.0.1"}'
+        kyctl_at "$KY_LINK_PORT" call 4802 '{"msg":"no answer from 10.0.0.1"}'
     sleep 0.2
     kill -0 $watch_pid 2>/dev/null || break
 done

@@ -15,6 +15,8 @@ private slots:
     void hostGroupIsTaken();
     void hostGroupMayBeMissing();
     void boardFamilyHasToBeANumber();
+    void reportsGoWhereTheDaemonListens_data();
+    void reportsGoWhereTheDaemonListens();
     void fileIsRead();
     void folderIsNoFile();
     void defaultHomeFollowsTheUser_data();
@@ -108,6 +110,30 @@ void tst_DaemonSettings::boardFamilyHasToBeANumber()
 
     QCOMPARE(ky::checkSettings(values, &settings),
              QString("[Host/hardwareType]: six is no number"));
+}
+
+void tst_DaemonSettings::reportsGoWhereTheDaemonListens_data()
+{
+    QTest::addColumn<QString>("ip");
+    QTest::addColumn<int>("port");
+    QTest::addColumn<int>("delivered");
+    QTest::newRow("link supervision") << "127.0.0.1" << 19207 << 2;
+    QTest::newRow("host report") << "127.0.0.1" << 19210 << 3;
+    QTest::newRow("service") << "127.0.0.1" << 19208 << 19208;
+    QTest::newRow("another host") << "10.0.0.1" << 19207 << 19207;
+}
+
+void tst_DaemonSettings::reportsGoWhereTheDaemonListens()
+{
+    QFETCH(QString, ip);
+    QFETCH(int, port);
+    QFETCH(int, delivered);
+    ky::DaemonSettings settings;
+    settings.servers[0].port = 1;
+    settings.servers[1].port = 2;
+    settings.servers[2].port = 3;
+
+    QCOMPARE(int(settings.deliveryPort(ip, port)), delivered);
 }
 
 void tst_DaemonSettings::fileIsRead()
