@@ -17,14 +17,15 @@ std::vector<Verb> together(std::initializer_list<std::vector<Verb>> topics)
 
 const Group& wifiGroup()
 {
-    static const Group group = {"wifi", "Wi-Fi of the host", together({wifiRoamingVerbs()})};
+    static const Group group = {"wifi", "Wi-Fi of the host",
+                                together({wifiJoinVerbs(), wifiRoamingVerbs()})};
     return group;
 }
 
 const Group& netGroup()
 {
     static const Group group = {"net", "cards and addresses of the host",
-                                together({netAddressVerbs()})};
+                                together({netCardVerbs(), netAddressVerbs()})};
     return group;
 }
 

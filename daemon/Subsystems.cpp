@@ -2,6 +2,7 @@
 
 #include "daemon/AddressCommands.h"
 #include "daemon/CanCommands.h"
+#include "daemon/CardCommands.h"
 #include "daemon/LinkReports.h"
 #include "daemon/NetworkHost.h"
 #include "daemon/PeerCalls.h"
@@ -9,6 +10,7 @@
 #include "daemon/SerialCommands.h"
 #include "daemon/ServiceCommands.h"
 #include "daemon/UploadCommand.h"
+#include "daemon/WifiCommands.h"
 
 namespace ky {
 
@@ -20,6 +22,8 @@ std::vector<std::unique_ptr<Subsystem>> makeSubsystems(const DaemonContext& cont
     subsystems.push_back(std::make_unique<LinkReports>(context));
     subsystems.push_back(std::make_unique<PeerCalls>(context));
     const auto network = std::make_shared<NetworkHost>(context.courier);
+    subsystems.push_back(std::make_unique<CardCommands>(context, network));
+    subsystems.push_back(std::make_unique<WifiCommands>(context, network));
     subsystems.push_back(std::make_unique<RoamingCommands>(context, network));
     subsystems.push_back(std::make_unique<AddressCommands>(context, network));
     subsystems.push_back(std::make_unique<CanCommands>(context));

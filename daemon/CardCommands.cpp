@@ -1,0 +1,138 @@
+#include "daemon/CardCommands.h"
+
+#include "network/SystemNetwork.h"
+
+#include <QSettings>
+
+namespace ky {
+
+namespace {
+
+constexpr int kCardNotRead = 40300;
+constexpr int kDeviceNotConnected = 40301;
+constexpr int kDriverNotDisabled = 40302;
+constexpr int kNoAnswerToPing = 40303;
+
+constexpr char kSettingsFile[] = "appInfo/setting/WirelessCard.ini";
+constexpr int kWiredDriver = 1;
+
+/// Every card that has a hardware address, with its address.
+QVariantList cards(SystemNetwork& network)
+{
+    QVariantList cards;
+    const QVariantList interfaces = network.getAllInterfaces();
+    for (const QVariant& entry : interfaces) {
+        QVariantMap card = entry.toMap();
+        const QString address = card.value(QStringLiteral("hardwareAddress")).toString();
+        if (address.isEmpty() || address == QLatin1String("00:00:00:00:00:00"))
+            continue;
+        QVariantMap info;
+        network.getNetInfo(card.value(QStringLiteral("name")).toString(), info);
+        for (const char* key : {"ip", "mask", "gateway", "dhcp"}) {
+            if (info.contains(QLatin1String(key)))
+                card.insert(QLatin1String(key), info.value(QLatin1String(key)));
+        }
+        cards << card;
+    }
+    return cards;
+}
+
+/// One card by its name, or by its part: "wifi", "wired" or "internal".
+Answer card(SystemNetwork& network, const QVariantMap& arguments)
+{
+    const QString role = arguments.value(QStringLiteral("role")).toString();
+    const QString name = arguments.value(QStringLiteral("name")).toString();
+    QVariantMap info;
+    network.setLastError({});
+    if (role == QLatin1String("wired"))
+        network.getAlxCardInfo(info);
+    else if (role == QLatin1String("internal"))
+        network.getWiredNetworkCard(info);
+    else if (role == QLatin1String("wifi") && !network.getWifiCardInfo(info) && info.isEmpty())
+        return Answer::error(kCardNotRead, network.getLastError());
+    else if (role.isEmpty())
+        network.getNetworkCardInfo(name, info);
+    // Every query answers something for a card that does not exist.
+    if (role.isEmpty() && !info.contains(QStringLiteral("name")) &&
+        !info.contains(QStringLiteral("GENERAL.DEVICE:")))
+        return Answer::error(kCardNotRead, QStringLiteral("card [%1]: not found").arg(name));
+    return Answer::ok({{QStringLiteral("card"), info}});
+}
+
+/// The settings file, pass phrases left out.
+QVariantMap storedSettings()
+{
+    const QSettings settings(QLatin1String(kSettingsFile), QSettings::IniFormat);
+    QVariantMap stored;
+    const QStringList keys = settings.allKeys();
+    for (const QString& key : keys) {
+        if (!key.contains(QLatin1String("passw"), Qt::CaseInsensitive))
+            stored.insert(key, settings.value(key));
+    }
+    return stored;
+}
+
+} // namespace
+
+CardCommands::CardCommands(const DaemonContext& context, std::shared_ptr<NetworkHost> host)
+    : Subsystem(context)
+    , _host(std::move(host))
+{
+    addInventory();
+    addChanges();
+}
+
+void CardCommands::addInventory()
+{
+    OwnThread& thread = _host->thread();
+    SystemNetwork& network = _host->network();
+    addThreadCommand(thread, "net_cards", [&network](const Request&) {
+        return Answer::ok({{QStringLiteral("cards"), cards(network)}});
+    });
+    addThreadCommand(thread, "net_card", [&network](const Request& request) {
+        if (!request.arguments().contains(QStringLiteral("role")) &&
+            !request.arguments().contains(QStringLiteral("name")))
+            return Answer::missing(QStringLiteral("name"));
+        return card(network, request.arguments());
+    });
+    addThreadCommand(thread, "net_interfaces", [&network](const Request&) {
+        return Answer::ok({{QStringLiteral("interfaces"), network.getAllInterfaces()}});
+    });
+    addThreadCommand(thread, "net_driver", [&network](const Request&) {
+        return Answer::ok({{QStringLiteral("driver"), network.getWiredNetworkDriver()}});
+    });
+    addThreadCommand(thread, "net_ping", [&network](const Request& request) {
+        network.setLastError(QStringLiteral("no answer"));
+        const bool isUp =
+            network.pingIP(request.arguments().value(QStringLiteral("ip")).toString());
+        return Answer::of(isUp, kNoAnswerToPing, network.getLastError());
+    });
+}
+
+void CardCommands::addChanges()
+{
+    OwnThread& thread = _host->thread();
+    SystemNetwork& network = _host->network();
+    addThreadCommand(thread, "net_connect_device", [&network](const Request& request) {
+        const QString missing = request.firstMissing({"name"});
+        if (!missing.isEmpty())
+            return Answer::missing(missing);
+        const QString name = request.arguments().value(QStringLiteral("name")).toString();
+        return Answer::of(network.connectDeviceCard(name), kDeviceNotConnected,
+                          network.getLastError());
+    });
+    addThreadCommand(thread, "net_disable_driver", [&network](const Request& request) {
+        const QVariantMap arguments = request.arguments();
+        const int kind = arguments.value(QStringLiteral("kind"), kWiredDriver).toInt();
+        const bool isDisabled = arguments.value(QStringLiteral("disable"), true).toBool();
+        return Answer::of(network.setPermanentlyDisabled(kind, isDisabled), kDriverNotDisabled,
+                          network.getLastError());
+    });
+    addThreadCommand(thread, "net_settings", [&network](const Request& request) {
+        if (request.arguments().value(QStringLiteral("reload")).toBool())
+            network.resetAPSetting();
+        return Answer::ok({{QStringLiteral("settings"), storedSettings()}});
+    });
+}
+
+} // namespace ky

@@ -1,0 +1,105 @@
+#include "daemon/WifiCommands.h"
+
+#include "network/SystemNetwork.h"
+
+namespace ky {
+
+namespace {
+
+constexpr int kWifiNotJoined = 40310;
+constexpr int kNotConnected = 40311;
+constexpr int kNoSuchProfile = 40312;
+
+constexpr int kUpLimitMs = 15000;
+
+QString text(const Request& request, const char* key)
+{
+    return request.arguments().value(QLatin1String(key)).toString();
+}
+
+/// Pass phrase of the network named, or of the one in use.
+Answer password(SystemNetwork& network, QString ssid)
+{
+    if (ssid.isEmpty() && !network.getConnectedWifiSSID(ssid))
+        return Answer::error(kNotConnected, network.getLastError());
+    const QVariantMap profile = network.getNetworkManagerFileInfo(ssid);
+    if (profile.isEmpty())
+        return Answer::error(kNoSuchProfile, network.getLastError());
+    const QString fileName = profile.value(QStringLiteral("fileName")).toString();
+    return Answer::ok({{QStringLiteral("ssid"), network.getWifiSSID(fileName)},
+                       {QStringLiteral("password"), network.getWifiPassword(fileName)}});
+}
+
+} // namespace
+
+WifiCommands::WifiCommands(const DaemonContext& context, std::shared_ptr<NetworkHost> host)
+    : Subsystem(context)
+    , _host(std::move(host))
+{
+    addJoining();
+    addProfiles();
+}
+
+void WifiCommands::addJoining()
+{
+    OwnThread& thread = _host->thread();
+    SystemNetwork& network = _host->network();
+    const auto answer = [&network](bool isDone) {
+        return Answer::of(isDone, kWifiNotJoined, network.getLastError());
+    };
+    addThreadCommand(thread, "wifi_connect", [&network, answer](const Request& request) {
+        const QString missing = request.firstMissing({"ssid"});
+        if (!missing.isEmpty())
+            return Answer::missing(missing);
+        const bool isHidden = request.arguments().value(QStringLiteral("hidden")).toBool();
+        network.setLastError(QStringLiteral("the SSID is empty"));
+        return answer(
+            network.connectWindowWifi(text(request, "ssid"), text(request, "password"), isHidden));
+    });
+    addThreadCommand(thread, "wifi_connect_short", [&network, answer](const Request& request) {
+        const QString missing = request.firstMissing({"ssid"});
+        if (!missing.isEmpty())
+            return Answer::missing(missing);
+        // The operation keeps the words of a command that failed to itself.
+        network.setLastError(QStringLiteral("the network was not joined"));
+        return answer(network.connectWindowWifi2(text(request, "ssid"), QString(), false));
+    });
+    addThreadCommand(thread, "wifi_enterprise", [&network, answer](const Request& request) {
+        return answer(
+            network.runIwconfig({{QStringLiteral("interface"), QStringLiteral("connectWifi")},
+                                 {QStringLiteral("connectWifi"), request.arguments()}}));
+    });
+    addThreadCommand(thread, "wifi_up", [&network, answer](const Request& request) {
+        const bool isRestarting = request.arguments().value(QStringLiteral("restart")).toBool();
+        return answer(network.connectWifi(kUpLimitMs, isRestarting));
+    });
+}
+
+void WifiCommands::addProfiles()
+{
+    OwnThread& thread = _host->thread();
+    SystemNetwork& network = _host->network();
+    addThreadCommand(thread, "wifi_forget", [&network](const Request& request) {
+        const QString card = text(request, "card");
+        if (card.isEmpty())
+            network.deleteByConnectionType(QStringLiteral("wifi"));
+        else
+            network.deleteConnections(card);
+        return Answer::ok();
+    });
+    addThreadCommand(thread, "wifi_ssid", [&network](const Request&) {
+        QString ssid;
+        const bool isConnected = network.getConnectedWifiSSID(ssid);
+        return Answer::of(isConnected, kNotConnected, network.getLastError(),
+                          {{QStringLiteral("ssid"), ssid}});
+    });
+    addThreadCommand(thread, "wifi_password", [&network](const Request& request) {
+        return password(network, text(request, "ssid"));
+    });
+    addThreadCommand(thread, "net_profile", [&network](const Request& request) {
+        const QVariantMap profile = network.getNetworkManagerFileInfo(text(request, "id"));
+        return Answer::of(!profile.isEmpty(), kNoSuchProfile, network.getLastError(), profile);
+    });
+}
+
+} // namespace ky
