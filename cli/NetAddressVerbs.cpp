@@ -6,7 +6,6 @@ namespace ky {
 namespace {
 
 constexpr int kAddressTimeMs = 150000;
-constexpr int kCardTimeMs = 150000;
 constexpr int kStatusTimeMs = 60000;
 
 /// The addressing that the arguments from `first` on tell; nothing if they make no sense.
@@ -83,19 +82,6 @@ int runSupervision(Invocation& call)
     return call.ask("supervision_set", {{QStringLiteral("on"), state == QLatin1String("on")}});
 }
 
-int runCard(Invocation& call)
-{
-    const QString state = call.argument(0);
-    const QString card = call.argument(1);
-    const int kind = card == QLatin1String("wired")      ? 0
-                     : card == QLatin1String("wireless") ? 1
-                                                         : -1;
-    if (kind < 0 || (state != QLatin1String("on") && state != QLatin1String("off")))
-        return call.wrong(QStringLiteral("say on or off, and wired or wireless"));
-    return call.ask("card_switch", {{QStringLiteral("kind"), kind},
-                                    {QStringLiteral("disable"), state == QLatin1String("off")}});
-}
-
 } // namespace
 
 std::vector<Verb> netAddressVerbs()
@@ -148,14 +134,7 @@ std::vector<Verb> netAddressVerbs()
              {},
              "kyctl net supervision status",
              runSupervision,
-             kStatusTimeMs},
-            {"card",
-             "on|off wired|wireless",
-             "Switches a card on or off; off removes the Wi-Fi profiles",
-             {},
-             "kyctl net card off wireless",
-             runCard,
-             kCardTimeMs}};
+             kStatusTimeMs}};
 }
 
 } // namespace ky

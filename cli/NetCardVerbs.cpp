@@ -8,7 +8,7 @@ namespace {
 
 // Each card is asked about by three commands.
 constexpr int kCardsMs = 60000;
-constexpr int kCardMs = 60000;
+constexpr int kCardMs = 150000;
 constexpr int kCommandMs = 25000;
 
 int runCards(Invocation& call)
@@ -24,8 +24,23 @@ int runCards(Invocation& call)
     });
 }
 
+int switchCard(Invocation& call)
+{
+    const QString state = call.argument(0);
+    const QString card = call.argument(1);
+    const int kind = card == QLatin1String("wired")      ? 0
+                     : card == QLatin1String("wireless") ? 1
+                                                         : -1;
+    if (kind < 0 || (state != QLatin1String("on") && state != QLatin1String("off")))
+        return call.wrong(QStringLiteral("say on or off, and wired or wireless"));
+    return call.ask("card_switch", {{QStringLiteral("kind"), kind},
+                                    {QStringLiteral("disable"), state == QLatin1String("off")}});
+}
+
 int runCard(Invocation& call)
 {
+    if (!call.argument(1).isEmpty())
+        return switchCard(call);
     QVariantMap which;
     for (const char* role : {"wifi", "wired", "internal"}) {
         if (call.has(qPrintable(QStringLiteral("--") + QLatin1String(role))))
@@ -99,8 +114,9 @@ std::vector<Verb> netCardVerbs()
          runCards,
          kCardsMs},
         {"card",
-         "[NAME]",
-         "Shows one card: addresses, gateway, what NetworkManager tells of it",
+         "[NAME|on|off] [wired|wireless]",
+         "Shows one card: addresses, gateway, what NetworkManager tells of it; or switches one on "
+         "or off, which removes the Wi-Fi profiles",
          {{"--wifi", "", "the wireless card"},
           {"--wired", "", "the wired card of the settings"},
           {"--internal", "", "the internal wired card, 192.168.192.5"}},
