@@ -18,7 +18,7 @@ CommandLine withVerbTimeout(CommandLine line)
 
 QString errorSentence(const PeerReply& reply)
 {
-    const QString text = valueText(reply.errorText);
+    const QString text = valueText(reply.errorText.trimmed()); // a tool's words end in a line feed
     return reply.code < 0
                ? text
                : QStringLiteral("the peer answered with error %1: %2").arg(reply.code).arg(text);

@@ -2,6 +2,8 @@
 if [ ${#wrapper[@]} -gt 0 ]; then
     step "Which network cards are there?" kyctl net cards
     expect "wlan0" "eth0"
+    step "Which access points are in reach?" kyctl wifi list
+    expect "RobotNet" "EntNet" "5180"
     step "Join a protected Wi-Fi" kyctl wifi connect RobotNet --password robotpass
     step "Which Wi-Fi is that?" kyctl wifi ssid
     expect "RobotNet"
