@@ -1,0 +1,170 @@
+#include "DaemonFixture.h"
+
+#include <QFile>
+#include <QTest>
+
+#include <memory>
+
+/// Network commands over the wire, without any tool of the host: what is asked arrives, and what
+/// fails is answered.
+class tst_DaemonNetwork : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup() { _daemon.reset(); }
+
+    void interfacesAreListed();
+    void cardsAreListed();
+    void cardNeedsANameOrARole();
+    void unknownCardIsAnError();
+    void settingsAreShownWithoutPassPhrases();
+    void joiningNeedsAName();
+    void descriptionMustBeAJsonObject();
+    void fileNamesThatLeadOutAreRefused();
+    void certificateIsReadFromItsPath();
+    void unknownProfileIsAnError();
+    void requiredArgumentsAreNamed_data();
+    void requiredArgumentsAreNamed();
+
+private:
+    QString write(const char* name, const QByteArray& content);
+
+    std::unique_ptr<DaemonFixture> _daemon;
+};
+
+void tst_DaemonNetwork::init()
+{
+    _daemon = std::make_unique<DaemonFixture>();
+    QVERIFY2(_daemon->start(), qPrintable(_daemon->errorText()));
+}
+
+QString tst_DaemonNetwork::write(const char* name, const QByteArray& content)
+{
+    QFile file(_daemon->home() + QLatin1Char('/') + QLatin1String(name));
+    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
+        qFatal("cannot write %s", qPrintable(file.fileName()));
+    return file.fileName();
+}
+
+void tst_DaemonNetwork::interfacesAreListed()
+{
+    const ProgramResult result = _daemon->kyctl({"net", "interfaces", "--json"});
+
+    QCOMPARE(result.status, 0);
+    QCOMPARE(result.json().value("interfaces").toList().first().toMap().value("name").toString(),
+             QStringLiteral("lo"));
+}
+
+void tst_DaemonNetwork::cardsAreListed()
+{
+    const ProgramResult result = _daemon->kyctl({"net", "cards", "--json"});
+
+    QCOMPARE(result.status, 0);
+    for (const QVariant& card : result.json().value("cards").toList())
+        QVERIFY(!card.toMap().value("hardwareAddress").toString().isEmpty());
+    QVERIFY(result.json().contains("cards"));
+}
+
+void tst_DaemonNetwork::cardNeedsANameOrARole()
+{
+    QCOMPARE(_daemon->kyctl({"net", "card"}).status, 2);
+    QCOMPARE(_daemon->kyctl({"net", "card", "eth0", "--wifi"}).status, 2);
+    QCOMPARE(_daemon->kyctl({"net", "card", "off", "everything"}).status, 2);
+}
+
+void tst_DaemonNetwork::unknownCardIsAnError()
+{
+    const ProgramResult result = _daemon->kyctl({"net", "card", "nosuch0"});
+
+    QCOMPARE(result.status, 1);
+    QVERIFY2(result.errors.contains("40300: card [nosuch0]: not found"), result.errors);
+}
+
+void tst_DaemonNetwork::settingsAreShownWithoutPassPhrases()
+{
+    write("appInfo/setting/WirelessCard.ini",
+          "[hotsport]\nssid=RobotSpot\npasswd=secret\n[WirelessCard]\nswitchingSignal=9\n");
+
+    const ProgramResult result = _daemon->kyctl({"net", "settings", "--json"});
+
+    QCOMPARE(result.status, 0);
+    const QVariantMap settings = result.json().value("settings").toMap();
+    QCOMPARE(settings.value("WirelessCard/switchingSignal").toString(), QStringLiteral("9"));
+    QCOMPARE(settings.value("hotsport/ssid").toString(), QStringLiteral("RobotSpot"));
+    QVERIFY(!result.output.contains("secret"));
+}
+
+void tst_DaemonNetwork::joiningNeedsAName()
+{
+    QCOMPARE(_daemon->kyctl({"wifi", "connect", " ", "--open"}).status, 2);
+}
+
+void tst_DaemonNetwork::descriptionMustBeAJsonObject()
+{
+    const ProgramResult list = _daemon->kyctl({"wifi", "enterprise", write("a.json", "[1]")});
+    const ProgramResult none = _daemon->kyctl({"wifi", "enterprise", "nosuch.json"});
+
+    QCOMPARE(list.status, 2);
+    QVERIFY2(list.errors.contains("not a JSON object"), list.errors);
+    QCOMPARE(none.status, 2);
+    QVERIFY2(none.errors.contains("No such file"), none.errors);
+}
+
+void tst_DaemonNetwork::fileNamesThatLeadOutAreRefused()
+{
+    const QString file =
+        write("a.json", "{\"ssid\":\"a\",\"802-1x.password\":\"b\",\"802-1x.ca-cert\":"
+                        "{\"fileName\":\"../../ca.pem\",\"base64\":\"YQ==\"}}");
+
+    const ProgramResult result = _daemon->kyctl({"wifi", "enterprise", file});
+
+    QCOMPARE(result.status, 1);
+    QVERIFY2(result.errors.contains("40310: file name [../../ca.pem]: leads out of the backup"),
+             result.errors);
+}
+
+void tst_DaemonNetwork::certificateIsReadFromItsPath()
+{
+    const QString file = write("a.json", "{\"ssid\":\"a\",\"802-1x.password\":\"b\","
+                                         "\"802-1x.ca-cert\":{\"path\":\"nosuch.pem\"}}");
+
+    const ProgramResult result = _daemon->kyctl({"wifi", "enterprise", file});
+
+    QCOMPARE(result.status, 2);
+    QVERIFY2(result.errors.contains("nosuch.pem]: No such file"), result.errors);
+}
+
+void tst_DaemonNetwork::unknownProfileIsAnError()
+{
+    const ProgramResult result = _daemon->kyctl({"net", "profile", "tst no such profile"});
+
+    QCOMPARE(result.status, 1);
+    QVERIFY2(result.errors.contains("40312"), result.errors);
+}
+
+void tst_DaemonNetwork::requiredArgumentsAreNamed_data()
+{
+    QTest::addColumn<QString>("command");
+    QTest::addColumn<QByteArray>("key");
+
+    QTest::newRow("wifi_connect") << "wifi_connect" << QByteArray("ssid");
+    QTest::newRow("wifi_connect_short") << "wifi_connect_short" << QByteArray("ssid");
+    QTest::newRow("net_connect_device") << "net_connect_device" << QByteArray("name");
+    QTest::newRow("net_card") << "net_card" << QByteArray("name");
+}
+
+void tst_DaemonNetwork::requiredArgumentsAreNamed()
+{
+    QFETCH(QString, command);
+    QFETCH(QByteArray, key);
+
+    const ProgramResult result = _daemon->kyctl({"call", command});
+
+    QCOMPARE(result.status, 1);
+    QVERIFY2(result.errors.contains("[" + key + "]"), result.errors);
+}
+
+QTEST_GUILESS_MAIN(tst_DaemonNetwork)
+#include "tst_DaemonNetwork.moc"
