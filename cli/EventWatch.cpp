@@ -61,7 +61,7 @@ QString serveEvents(Invocation& call, const EventWatch& watch, int limitMs, Stat
                              kSubscribeNumber);
     if (!problem.isEmpty())
         return problem;
-    probe.serve([progress] { return progress->isSubscribed; }, call.global().timeoutMs);
+    probe.serve([progress] { return progress->isSubscribed; }, probe.remainingMs());
     if (!progress->isSubscribed)
         return noAnswerSentence(QString(), call.global());
     if (progress->answer.code != 0)

@@ -62,7 +62,7 @@ int exchange(Invocation& call, quint16 command, const QByteArray& json, const QB
     if (problem.isEmpty())
         problem = probe.send(command, json, data, kProbeNumber);
     if (problem.isEmpty()) {
-        probe.serve([&] { return isAnswered; }, call.global().timeoutMs);
+        probe.serve([&] { return isAnswered; }, probe.remainingMs());
         if (!isAnswered)
             problem = noAnswerSentence(QString(), call.global());
     }

@@ -12,7 +12,12 @@ StatusProbe::StatusProbe(const GlobalOptions& options)
     : _options(options)
     , _client(new SCStatusTcp(this))
 {
-    _client->setTimeOut(options.timeoutMs);
+    _clock.start();
+}
+
+int StatusProbe::remainingMs() const
+{
+    return int(qMax<qint64>(1, _options.timeoutMs - _clock.elapsed()));
 }
 
 QString StatusProbe::connectPeer()
@@ -21,7 +26,7 @@ QString StatusProbe::connectPeer()
     if (address.isEmpty())
         return noSuchHostSentence(_options);
     _client->connectHost(address, _options.port);
-    if (_client->tcpSocket()->waitForConnected(_options.timeoutMs))
+    if (_client->tcpSocket()->waitForConnected(remainingMs()))
         return {};
     return noAnswerSentence(_client->tcpSocket()->errorString(), _options);
 }
@@ -29,6 +34,7 @@ QString StatusProbe::connectPeer()
 QString StatusProbe::send(quint16 command, const QByteArray& json, const QByteArray& data,
                           quint16 number)
 {
+    _client->setTimeOut(remainingMs());
     if (_client->writeTcpData(command, json, data, number))
         return {};
     return noAnswerSentence(_isConnected ? QString() : QStringLiteral("socketError:1"), _options);

@@ -3,6 +3,7 @@
 #include "cli/CommandLine.h"
 
 #include <QAbstractSocket>
+#include <QElapsedTimer>
 #include <QObject>
 
 #include <functional>
@@ -12,6 +13,8 @@ class SCStatusTcp;
 namespace ky {
 
 /// The diagnostic client with the owner that it needs: it tells its socket's states to its parent.
+/// The time limit counts from the making of this object, for connecting, sending and the answer
+/// together.
 class StatusProbe : public QObject
 {
     Q_OBJECT
@@ -27,6 +30,9 @@ public:
     /// (negative: no limit). False if the peer went.
     bool serve(const std::function<bool()>& isDone, int limitMs);
 
+    /// What is left of the time limit; at least 1.
+    int remainingMs() const;
+
     SCStatusTcp& client() { return *_client; }
 
 public slots:
@@ -39,6 +45,7 @@ signals:
 private:
     GlobalOptions _options;
     SCStatusTcp* _client;
+    QElapsedTimer _clock;
     bool _isConnected = false;
 };
 
