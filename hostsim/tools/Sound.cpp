@@ -1,7 +1,7 @@
 #include "tools/Tools.h"
 
 #include <algorithm>
-#include <regex>
+#include <sstream>
 
 namespace hostsim {
 
@@ -29,10 +29,12 @@ std::string mixerText(const MixerControl& control)
 // The card that /etc/asound.conf makes the default one, else the first.
 size_t defaultCard(const Call& call)
 {
-    const std::string conf = readFile(call.store().privatePath("/etc/asound.conf"));
-    std::smatch match;
-    if (std::regex_search(conf, match, std::regex("defaults\\.ctl\\.card\\s+(\\d+)")))
-        return std::stoul(match[1]);
+    std::istringstream conf(readFile(call.store().privatePath("/etc/asound.conf")));
+    for (std::string word; conf >> word;) {
+        size_t index = 0;
+        if (word == "defaults.ctl.card" && conf >> index)
+            return index;
+    }
     return 0;
 }
 
