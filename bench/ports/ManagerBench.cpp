@@ -68,6 +68,7 @@ Figures measureManager(int rate, int frames)
                          if (figures.arrived == 0)
                              clock.start();
                          figures.arrived += text.isEmpty() ? 0 : 1;
+                         figures.seconds = double(clock.elapsed()) / 1000;
                          if (figures.arrived == wanted)
                              loop.quit();
                      });
@@ -83,7 +84,6 @@ Figures measureManager(int rate, int frames)
     });
     poll.start(100);
     loop.exec();
-    figures.seconds = double(clock.elapsed()) / 1000;
     figures.cpuSeconds = cpuSeconds() - before;
     figures.lost = sender.waitLost();
     manager.stop();
