@@ -3,6 +3,7 @@
 #include "clients/BlockThreadTcp.h"
 
 #include <QCoreApplication>
+#include <QMetaMethod>
 #include <QThread>
 #include <QTimer>
 
@@ -16,10 +17,6 @@ BlockTcpObject::BlockTcpObject(QObject* parent)
     connect(this, &BlockTcpObject::sigDisConnectTcp, _worker, &BlockThreadTcp::disconnectSocket);
     connect(this, &BlockTcpObject::sigSendData, _worker, &BlockThreadTcp::sendData);
     connect(_worker, &BlockThreadTcp::sigDisconnected, &_inbox, [this] { emit sigDisconnected(); });
-    connect(_worker, &BlockThreadTcp::sigBytesWritten, &_inbox,
-            [this](qint64 value, qint64 max) { emit sigWriteProgress(value, max); });
-    connect(_worker, &BlockThreadTcp::sigProgressValue, &_inbox,
-            [this](quint64 value, quint64 max) { emit sigReadProgress(value, max); });
     connect(_worker, &BlockThreadTcp::sigFinished, &_inbox, [this] { emit sigFinished(); });
     connect(this, &BlockTcpObject::sigFinished, &_eventLoop, &QEventLoop::quit);
     connect(_thread, &QThread::finished, _worker, &QObject::deleteLater);
@@ -32,6 +29,20 @@ BlockTcpObject::BlockTcpObject(QObject* parent)
 BlockTcpObject::~BlockTcpObject()
 {
     releaseThis();
+}
+
+void BlockTcpObject::connectNotify(const QMetaMethod& signal)
+{
+    if (!_worker)
+        return;
+    if (signal == QMetaMethod::fromSignal(&BlockTcpObject::sigWriteProgress) &&
+        !_isWriteWatched.exchange(true))
+        connect(_worker, &BlockThreadTcp::sigBytesWritten, &_inbox,
+                [this](qint64 value, qint64 max) { emit sigWriteProgress(value, max); });
+    if (signal == QMetaMethod::fromSignal(&BlockTcpObject::sigReadProgress) &&
+        !_isReadWatched.exchange(true))
+        connect(_worker, &BlockThreadTcp::sigProgressValue, &_inbox,
+                [this](quint64 value, quint64 max) { emit sigReadProgress(value, max); });
 }
 
 void BlockTcpObject::init(const QString& ip, int port)

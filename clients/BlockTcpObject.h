@@ -5,6 +5,8 @@
 #include <QObject>
 #include <QVariantMap>
 
+#include <atomic>
+
 class BlockThreadTcp;
 class QThread;
 class QTimer;
@@ -66,6 +68,11 @@ signals:
     void sigSendData(const QVariant& commandVar, const QVariant& byteVar, int number,
                      const QVariant& jsonVar);
 
+protected:
+    /// Takes progress from the worker as soon as somebody listens, and not before: each value
+    /// crosses the threads as an event, and the first wakes the caller long before its answer.
+    void connectNotify(const QMetaMethod& signal) override;
+
 private:
     void slotTimeout();
     void takeResult();
@@ -83,4 +90,6 @@ private:
 
     QObject _inbox;         ///< receives the worker's signals, queued, and passes them on
     bool _hasEnded = false; ///< sigFinished() has come during the wait
+    std::atomic<bool> _isWriteWatched{false};
+    std::atomic<bool> _isReadWatched{false};
 };

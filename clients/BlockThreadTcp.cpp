@@ -2,6 +2,7 @@
 #include "clients/BlockThreadTcp.h"
 
 #include "clients/ClientsLog.h"
+#include "clients/DirectWrite.h"
 #include "clients/Reply.h"
 #include "clients/Texts.h"
 #include "host/PublicClass.h"
@@ -114,6 +115,8 @@ void BlockThreadTcp::openConnection()
     if (_tcpSocket->waitForConnected(kConnectLimitMs)) {
         // Without it the second of two small writes waits for the peer's delayed acknowledgement.
         _tcpSocket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
+        _peerAddress = _tcpSocket->peerAddress().toString();
+        _isDirect = ky::leadsToPeer(*_tcpSocket);
         _socketDebug = getTcpSocketDebug();
         return;
     }
@@ -195,7 +198,15 @@ QByteArray BlockThreadTcp::getSendData2(const QByteArray& json, const QByteArray
 
 void BlockThreadTcp::writeWhole(const QByteArray& frame)
 {
-    _totalBytes = _tcpSocket->write(frame);
+    const int taken = _isDirect ? ky::writeAtOnce(*_tcpSocket, frame) : 0;
+    if (taken == frame.size()) {
+        _totalBytes = taken;
+        slotBytesWritten(taken);
+        return;
+    }
+    // What the kernel did not take, or refused: the socket waits for room, and tells an error.
+    const qint64 rest = _tcpSocket->write(frame.constData() + taken, frame.size() - taken);
+    _totalBytes = rest < 0 ? rest : taken + rest;
     _tcpSocket->flush();
 }
 

@@ -1,0 +1,220 @@
+// Blocking exchanges per second and uploads, each client against the same server in one run, in
+// rounds that take turns. Prints medians and their ratio to the thin facade.
+#include "EchoProcess.h"
+#include "ThinClient.h"
+#include "clients/BlockTcpObject.h"
+#include "clients/BlockThreadTcp.h"
+#include "service/FrameWriter.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QLoggingCategory>
+
+#include <sched.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <functional>
+#include <vector>
+
+namespace {
+
+constexpr int kRounds = 9;
+constexpr int kRoundMs = 400;
+constexpr int kUploadBytes = 256 * 1024 * 1024;
+constexpr quint16 kCommand = 2000;
+
+struct Subject
+{
+    const char* name;
+    std::function<double()> measure;
+    std::vector<double> values;
+
+    double median()
+    {
+        std::sort(values.begin(), values.end());
+        return values[values.size() / 2];
+    }
+};
+
+/// 176 bytes on the wire: header, 100 bytes of JSON, 60 of data.
+QByteArray requestJson()
+{
+    return "{\"text\":\"" + QByteArray(89, 'x') + "\"}";
+}
+
+QByteArray requestData()
+{
+    return QByteArray(60, 'd');
+}
+
+/// Exchanges per second over one round. `exchange` is given the number of the request.
+double exchangesPerSecond(const std::function<bool(int)>& exchange)
+{
+    QElapsedTimer timer;
+    timer.start();
+    int count = 0;
+    while (timer.elapsed() < kRoundMs) {
+        for (int i = 0; i < 50; ++i) {
+            if (!exchange(count & 0x7FFF))
+                qFatal("an exchange failed");
+            ++count;
+        }
+    }
+    return count * 1e9 / double(timer.nsecsElapsed());
+}
+
+double megabytesPerSecond(const std::function<bool()>& upload)
+{
+    QElapsedTimer timer;
+    timer.start();
+    if (!upload())
+        qFatal("an upload failed");
+    return kUploadBytes * 1e3 / double(timer.nsecsElapsed());
+}
+
+/// Leaves the subjects whose name holds this text: for a profiler, and for a quick look.
+QString onlySubject;
+
+/// Rounds take turns, so that whatever else the machine does falls on all alike.
+void compare(const char* title, const char* unit, std::vector<Subject>& subjects, int rounds)
+{
+    subjects.erase(
+        std::remove_if(subjects.begin(), subjects.end(),
+                       [](const Subject& subject) {
+                           return !QString::fromLatin1(subject.name).contains(onlySubject);
+                       }),
+        subjects.end());
+    if (subjects.empty())
+        return;
+    for (int round = 0; round < rounds; ++round) {
+        for (Subject& subject : subjects)
+            subject.values.push_back(subject.measure());
+    }
+    std::printf("\n%s, medians of %d rounds\n", title, rounds);
+    const double base = subjects.front().median();
+    for (Subject& subject : subjects)
+        std::printf("  %-44s %10.0f %s  %5.2f\n", subject.name, subject.median(), unit,
+                    subject.median() / base);
+    std::fflush(stdout);
+}
+
+void pinToOneCore()
+{
+    cpu_set_t cores;
+    CPU_ZERO(&cores);
+    CPU_SET(0, &cores);
+    if (::sched_setaffinity(0, sizeof cores, &cores) != 0)
+        qFatal("cannot be pinned to one core");
+}
+
+void setLogs(bool areOn)
+{
+    QLoggingCategory::setFilterRules(areOn ? QString() : QStringLiteral("ky.*=false"));
+}
+
+void discard(QtMsgType, const QMessageLogContext&, const QString&) {}
+
+void compareExchanges(quint16 port)
+{
+    const QByteArray json = requestJson();
+    const QByteArray data = requestData();
+    ThinFacade thin(port);
+    BareClient bare(port);
+    BlockTcpObject facade;
+    facade.init(QStringLiteral("127.0.0.1"), port);
+    BlockTcpObject watched;
+    watched.init(QStringLiteral("127.0.0.1"), port);
+    QObject::connect(&watched, &BlockTcpObject::sigWriteProgress, [](qint64, qint64) {});
+    QObject::connect(&watched, &BlockTcpObject::sigReadProgress, [](quint64, quint64) {});
+
+    const auto frame = [&](int number) {
+        return ky::buildFrame(kCommand, quint16(number), json, data);
+    };
+    const auto ask = [&](BlockTcpObject& client, int number) {
+        return client.sendData(kCommand, data, number, json) && client.receiveData() == data;
+    };
+    std::vector<Subject> subjects{
+        {"thin worker thread and event loop",
+         [&] {
+             return exchangesPerSecond(
+                 [&](int n) { return thin.exchange(frame(n)).size() == 176; });
+         },
+         {}},
+        {"BlockTcpObject, nobody watches progress",
+         [&] { return exchangesPerSecond([&](int n) { return ask(facade, n); }); },
+         {}},
+        {"BlockTcpObject, somebody watches progress",
+         [&] { return exchangesPerSecond([&](int n) { return ask(watched, n); }); },
+         {}},
+        {"BlockTcpObject, all lines made and discarded",
+         [&] {
+             setLogs(true);
+             const double value = exchangesPerSecond([&](int n) { return ask(facade, n); });
+             setLogs(false);
+             return value;
+         },
+         {}},
+        {"bare QTcpSocket in the caller's thread",
+         [&] {
+             return exchangesPerSecond(
+                 [&](int n) { return bare.exchange(frame(n)).size() == 176; });
+         },
+         {}},
+    };
+    compare("blocking exchanges of 176 bytes, 1 connection", "/s  ", subjects, kRounds);
+}
+
+void compareUploads(quint16 port)
+{
+    const QByteArray data(kUploadBytes, 'u');
+    BareClient bare(port);
+    BlockTcpObject facade;
+    facade.init(QStringLiteral("127.0.0.1"), port);
+    facade.setWaitTimeout(60000);
+    const auto upload = [&](quint64 payload) {
+        facade.worker()->setPayloadSize(payload);
+        return megabytesPerSecond([&] { return facade.sendData(kCommand, data, 1, QVariant()); });
+    };
+    std::vector<Subject> subjects{
+        {"bare QTcpSocket, one write",
+         [&] {
+             const QByteArray frame = ky::buildFrame(kCommand, 1, QByteArray(), data);
+             return megabytesPerSecond([&] { return !bare.exchange(frame).isEmpty(); });
+         },
+         {}},
+        {"BlockTcpObject, one write", [&] { return upload(0); }, {}},
+        {"BlockTcpObject, chunks of 1 MiB", [&] { return upload(1024 * 1024); }, {}},
+        {"BlockTcpObject, chunks of 64 KiB", [&] { return upload(64 * 1024); }, {}},
+        {"BlockTcpObject, chunks of 4 KiB", [&] { return upload(4 * 1024); }, {}},
+    };
+    compare("upload of 256 MiB in one frame", "MB/s", subjects, 5);
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    bool isPinned = false;
+    for (int i = 1; i < argc; ++i) {
+        if (std::strcmp(argv[i], "--pin") == 0) {
+            isPinned = true;
+        } else if (std::strcmp(argv[i], "--only") == 0 && i + 1 < argc) {
+            onlySubject = QString::fromLocal8Bit(argv[++i]);
+        } else {
+            std::fprintf(stderr, "usage: bench_clients [--pin] [--only NAME]\n");
+            return 2;
+        }
+    }
+    if (isPinned)
+        pinToOneCore();
+    const EchoProcess server;
+    const QCoreApplication application(argc, argv);
+    qInstallMessageHandler(discard);
+    setLogs(false);
+    std::printf("clients and server on %s\n", isPinned ? "one core" : "all cores");
+    compareExchanges(server.port());
+    compareUploads(server.port());
+    return 0;
+}
