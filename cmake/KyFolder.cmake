@@ -14,6 +14,11 @@ if(KY_SANITIZE)
     add_link_options(-fsanitize=address,undefined)
 endif()
 
+# Coverage for the fuzzer, in all code that a target reaches.
+if(KY_FUZZ)
+    add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+
 # The include root of a folder, as an interface target `ky_<name>_headers`.
 function(ky_include_root name)
     file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/roots/${name})

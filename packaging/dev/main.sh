@@ -14,7 +14,7 @@ Usage: ./dev VERB
              (--once: end after the round; --real: use this machine's own network tools;
              --port N: listen there)
   test       build with warnings as errors and run every test, plain and under sanitizers
-             (--plain: leave the sanitizer build out; -R REGEX: only these tests)
+             (--plain, --sanitize, --fuzz: only that kind; -R REGEX: only these tests)
   bench      Release build, measure, write the tables to bench/results/
   lint       check the format of all code and run clang-tidy on what changed
   realhost   boot a virtual machine with real host tools and run the suite in it

@@ -1,22 +1,28 @@
-# Builds everything and runs every test, plain and under the sanitizers.
+# Builds everything and runs every test, plain and under the sanitizers, then the fuzz targets for
+# a bounded number of runs.
 set -euo pipefail
 . packaging/dev/common.sh
 need $build_packages $test_packages
 
-kinds="dev sanitize"
+kinds="dev sanitize fuzz"
 filter=()
 while [ $# -gt 0 ]; do
     case $1 in
         --plain) kinds=dev ;;
         --sanitize) kinds=sanitize ;;
-        -R) filter=(-R "$2") && shift ;;
+        --fuzz) kinds=fuzz ;;
+        -R) kinds=${kinds% fuzz} && filter=(-R "$2") && shift ;;
         *) echo "dev test: unknown option $1" >&2 && exit 2 ;;
     esac
     shift
 done
 
 for kind in $kinds; do
-    build "$kind"
+    if [ "$kind" = fuzz ]; then
+        build fuzz ky_fuzz
+    else
+        build "$kind"
+    fi
     folder=build
     [ "$kind" = dev ] || folder=build-$kind
     ctest --test-dir "$folder" --output-on-failure -j "$(nproc)" --no-tests=error "${filter[@]}"
