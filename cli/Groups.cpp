@@ -20,6 +20,9 @@ const std::vector<Group>& allGroups()
         hotspotGroup(),
         canGroup(),
         serialGroup(),
+        timeGroup(),
+        audioGroup(),
+        infoGroup(),
     };
     // clang-format on
     return groups;

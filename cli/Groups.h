@@ -19,5 +19,8 @@ const Group& udpGroup();
 const Group& wifiGroup();
 const Group& netGroup();
 const Group& hotspotGroup();
+const Group& timeGroup();
+const Group& audioGroup();
+const Group& infoGroup();
 
 } // namespace ky

@@ -3,12 +3,14 @@
 #include "daemon/AddressCommands.h"
 #include "daemon/CanCommands.h"
 #include "daemon/CardCommands.h"
+#include "daemon/InventoryCommands.h"
 #include "daemon/LinkReports.h"
 #include "daemon/NetworkHost.h"
 #include "daemon/PeerCalls.h"
 #include "daemon/RoamingCommands.h"
 #include "daemon/SerialCommands.h"
 #include "daemon/ServiceCommands.h"
+#include "daemon/TimeCommands.h"
 #include "daemon/UploadCommand.h"
 #include "daemon/WifiCommands.h"
 
@@ -28,6 +30,8 @@ std::vector<std::unique_ptr<Subsystem>> makeSubsystems(const DaemonContext& cont
     subsystems.push_back(std::make_unique<AddressCommands>(context, network));
     subsystems.push_back(std::make_unique<CanCommands>(context));
     subsystems.push_back(std::make_unique<SerialCommands>(context));
+    subsystems.push_back(std::make_unique<TimeCommands>(context));
+    subsystems.push_back(std::make_unique<InventoryCommands>(context));
     return subsystems;
 }
 
