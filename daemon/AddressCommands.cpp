@@ -42,7 +42,7 @@ Answer startHotspot(SystemNetwork& network, const QVariantMap& request)
     if (!provideHotspotProfile(network, &error))
         return Answer::error(kHotspotFailed, error);
     network.setLastError({});
-    return Answer::of(network.startHotspot(request), kHotspotFailed, network.getLastError());
+    return Answer::of(network.startHotspot(request), kHotspotFailed, network);
 }
 
 Answer fixHotspot(SystemNetwork& network)
@@ -51,7 +51,7 @@ Answer fixHotspot(SystemNetwork& network)
     if (!provideHotspotProfile(network, &error))
         return Answer::error(kHotspotFailed, error);
     network.setLastError({});
-    return Answer::of(network.fixHotspot(), kHotspotFailed, network.getLastError());
+    return Answer::of(network.fixHotspot(), kHotspotFailed, network);
 }
 
 Answer hotspotStatus(SystemNetwork& network)
@@ -85,7 +85,7 @@ void AddressCommands::addAddressCommands()
     const auto add = [&](const char* name, Operation operation) {
         addThreadCommand(thread, name, [&network, operation](const Request& request) {
             const bool isDone = (network.*operation)(request.arguments());
-            return Answer::of(isDone, kAddressFailed, network.getLastError());
+            return Answer::of(isDone, kAddressFailed, network);
         });
     };
     add("net_set_wifi_ip", &SystemNetwork::setIPconfig);
@@ -95,11 +95,11 @@ void AddressCommands::addAddressCommands()
         network.setLastError({});
         QVariantMap card; // the stored card is known once the cards have been looked at
         network.getWiredNetworkCard(card);
-        return Answer::of(network.initFactorySettingsIP(), kAddressFailed, network.getLastError());
+        return Answer::of(network.initFactorySettingsIP(), kAddressFailed, network);
     });
     addThreadCommand(thread, "net_activate", [&network](const Request&) {
         network.setLastError({});
-        return Answer::of(network.activateNetworkCard(), kAddressFailed, network.getLastError());
+        return Answer::of(network.activateNetworkCard(), kAddressFailed, network);
     });
     addThreadCommand(thread, "net_hmi", [&network](const Request& request) {
         if (request.arguments().contains(QStringLiteral("hmiIP")))
@@ -135,8 +135,7 @@ void AddressCommands::addFileCommands()
         QVariantList devices;
         for (const QVariantMap& device : qAsConst(list))
             devices << device;
-        return Answer::of(isRead, kAddressFailed, network.getLastError(),
-                          {{QStringLiteral("devices"), devices}});
+        return Answer::of(isRead, kAddressFailed, network, {{QStringLiteral("devices"), devices}});
     });
 }
 
@@ -154,7 +153,7 @@ void AddressCommands::addHotspotCommands()
                      [&network](const Request&) { return fixHotspot(network); });
     addThreadCommand(thread, "hotspot_stop", [&network](const Request&) {
         network.setLastError({});
-        return Answer::of(network.stopHotspot(), kHotspotFailed, network.getLastError());
+        return Answer::of(network.stopHotspot(), kHotspotFailed, network);
     });
     addThreadCommand(thread, "hotspot_status",
                      [&network](const Request&) { return hotspotStatus(network); });

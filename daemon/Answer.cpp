@@ -1,5 +1,6 @@
 #include "daemon/Answer.h"
 
+#include "host/BaseObject.h"
 #include "service/FrameWriter.h"
 #include "support/JsonText.h"
 
@@ -23,6 +24,11 @@ Answer Answer::error(int code, const QString& text)
 Answer Answer::of(bool isOk, int code, const QString& lastError, const QVariantMap& values)
 {
     return isOk ? ok(values) : error(code, lastError);
+}
+
+Answer Answer::of(bool isOk, int code, const BaseObject& failed, const QVariantMap& values)
+{
+    return of(isOk, code, failed.getLastError(), values);
 }
 
 Answer Answer::missing(const QString& key)

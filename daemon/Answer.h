@@ -4,6 +4,8 @@
 #include <QDateTime>
 #include <QVariantMap>
 
+class BaseObject;
+
 namespace ky {
 
 /// Codes of the service itself; each subsystem has a block of its own. The texts are in the
@@ -26,6 +28,9 @@ public:
     static Answer error(int code, const QString& text);
     /// The usual end of a handler: success if `isOk`, else `code` and `lastError`.
     static Answer of(bool isOk, int code, const QString& lastError, const QVariantMap& values = {});
+    /// The same with the last error of `failed`, read when the operation has ended. (As arguments
+    /// of one call the operation and getLastError() run in any order.)
+    static Answer of(bool isOk, int code, const BaseObject& failed, const QVariantMap& values = {});
     /// A request without an argument that the command needs.
     static Answer missing(const QString& key);
     /// The two areas of the answer frame, nothing added.

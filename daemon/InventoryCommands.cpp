@@ -37,10 +37,10 @@ void InventoryCommands::addAudioCommands()
         if (!missing.isEmpty())
             return Answer::missing(missing);
         const QString index = request.arguments().value(QStringLiteral("index")).toString();
-        return Answer::of(_audio->setAudioCard(index), kCardNotChanged, _audio->getLastError());
+        return Answer::of(_audio->setAudioCard(index), kCardNotChanged, *_audio);
     });
     addThreadCommand(_thread, "audio_reset", [this](const Request&) {
-        return Answer::of(_audio->resetAsoundConf(), kCardNotChanged, _audio->getLastError());
+        return Answer::of(_audio->resetAsoundConf(), kCardNotChanged, *_audio);
     });
     addThreadCommand(_thread, "audio_devices", [this](const Request&) {
         return Answer::ok({{QStringLiteral("devices"), _audio->getAllAudioDevice()}});
@@ -54,8 +54,7 @@ Answer InventoryCommands::setVolume(const Request& request)
         return Answer::missing(missing);
     // A mixer that fails leaves the last error alone: an earlier one must not pass for its words.
     _audio->setLastError(QStringLiteral("the mixer did not take or store the volume"));
-    return Answer::of(_audio->setAudioOutputDevice(request.arguments()), kVolumeNotSet,
-                      _audio->getLastError());
+    return Answer::of(_audio->setAudioOutputDevice(request.arguments()), kVolumeNotSet, *_audio);
 }
 
 } // namespace ky

@@ -24,7 +24,7 @@ Answer wifiList(SystemNetwork& network)
 {
     QVariantMap result;
     const bool isRead = network.getWinApiWifiList(result);
-    return Answer::of(isRead, kWifiFailed, network.getLastError(), result);
+    return Answer::of(isRead, kWifiFailed, network, result);
 }
 
 /// The link, and how wpa_supplicant sees it.
@@ -58,7 +58,7 @@ Answer roamTo(SystemNetwork& network, const QString& bssid)
     QString card;
     if (!network.getWirelessCardName(card))
         return Answer::error(kWifiFailed, network.getLastError());
-    return Answer::of(network.switchAP(card, bssid), kWifiFailed, network.getLastError());
+    return Answer::of(network.switchAP(card, bssid), kWifiFailed, network);
 }
 
 Answer supervisionStatus(const SystemNetwork& network)

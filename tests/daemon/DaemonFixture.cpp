@@ -57,6 +57,19 @@ quint16 freePort()
     qFatal("no port is free");
 }
 
+/// The environment of this process, with a `sudo` first on the PATH that always fails.
+static QProcessEnvironment environmentWithoutSudo(const QTemporaryDir& folder)
+{
+    QFile sudo(folder.filePath(QStringLiteral("sudo")));
+    if (sudo.open(QIODevice::WriteOnly))
+        sudo.write("#!/bin/sh\necho 'not on this host' >&2\nexit 1\n");
+    sudo.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("PATH"), folder.path() + QLatin1Char(':') +
+                                                   environment.value(QStringLiteral("PATH")));
+    return environment;
+}
+
 DaemonFixture::DaemonFixture()
     : _home(_folder.filePath(QStringLiteral("home")))
     , _settingsFile(_folder.filePath(QStringLiteral("kyhostd.ini")))
@@ -85,8 +98,13 @@ bool DaemonFixture::start(const QString& hostGroup)
 void DaemonFixture::launch()
 {
     _process.setStandardErrorFile(_log);
-    _process.start(programPath(QStringLiteral("kyhostd")),
-                   {QStringLiteral("--home"), _home, QStringLiteral("--settings"), _settingsFile});
+    if (_wrapper.isEmpty())
+        _process.setProcessEnvironment(environmentWithoutSudo(_folder));
+    QStringList line = _wrapper;
+    line << programPath(QStringLiteral("kyhostd")) << QStringLiteral("--home") << _home
+         << QStringLiteral("--settings") << _settingsFile;
+    const QString program = line.takeFirst();
+    _process.start(program, line);
 }
 
 bool DaemonFixture::waitReady()

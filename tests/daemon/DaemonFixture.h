@@ -36,6 +36,9 @@ public:
     /// Writes the settings file and starts the daemon; true when it listens. `hostGroup` are lines
     /// for the group [Host].
     bool start(const QString& hostGroup = QString());
+    /// Starts the daemon by this program and its arguments, for one on a simulated host. Without
+    /// it `sudo` fails, so that no test changes the machine it runs on.
+    void runUnder(const QStringList& wrapper) { _wrapper = wrapper; }
     /// Starts it and does not wait.
     void launch();
     /// Waits until it says that it is ready, or has ended.
@@ -67,5 +70,6 @@ private:
     QString _settingsFile;
     quint16 _ports[3];
     QProcess _process;
+    QStringList _wrapper;
     QString _log; ///< a file: a pipe that nobody reads would stop the daemon once it is full
 };
