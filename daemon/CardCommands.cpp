@@ -118,15 +118,14 @@ void CardCommands::addChanges()
         if (!missing.isEmpty())
             return Answer::missing(missing);
         const QString name = request.arguments().value(QStringLiteral("name")).toString();
-        return Answer::of(network.connectDeviceCard(name), kDeviceNotConnected,
-                          network.getLastError());
+        return Answer::of(network.connectDeviceCard(name), kDeviceNotConnected, network);
     });
     addThreadCommand(thread, "net_disable_driver", [&network](const Request& request) {
         const QVariantMap arguments = request.arguments();
         const int kind = arguments.value(QStringLiteral("kind"), kWiredDriver).toInt();
         const bool isDisabled = arguments.value(QStringLiteral("disable"), true).toBool();
         return Answer::of(network.setPermanentlyDisabled(kind, isDisabled), kDriverNotDisabled,
-                          network.getLastError());
+                          network);
     });
     addThreadCommand(thread, "net_settings", [&network](const Request& request) {
         if (request.arguments().value(QStringLiteral("reload")).toBool())

@@ -1,5 +1,5 @@
 # Cards and a protected Wi-Fi, on the simulated host only: nobody's own network is touched.
-if [ ${#wrapper[@]} -gt 0 ]; then
+if [ ${#host[@]} -gt 0 ]; then
     step "Which network cards are there?" kyctl net cards
     expect "wlan0" "eth0"
     step "Which access points are in reach?" kyctl wifi list

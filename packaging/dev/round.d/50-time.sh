@@ -6,7 +6,7 @@ expect "clock" "synchronisation"
 step "Which zones does it know?" kyctl time zones shanghai
 expect "Asia/Shanghai"
 
-if [ ${#wrapper[@]} -gt 0 ]; then
+if [ ${#host[@]} -gt 0 ]; then
     perl packaging/dev/time-server.pl 31536000 >"$KY_WORK/time-server" &
     server_pid=$!
     until [ -s "$KY_WORK/time-server" ]; do sleep 0.05; done

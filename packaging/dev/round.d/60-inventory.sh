@@ -1,5 +1,5 @@
 # Sound and hardware. The volume of a real machine is left alone.
-if [ ${#wrapper[@]} -gt 0 ]; then
+if [ ${#host[@]} -gt 0 ]; then
     step "Quieter" kyctl audio set 40
     step "How loud is it?" kyctl audio get
     expect "volume  40 %" "PCH"
