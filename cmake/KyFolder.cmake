@@ -30,14 +30,18 @@ function(ky_include_root name)
     target_include_directories(ky_${name}_headers INTERFACE ${CMAKE_BINARY_DIR}/roots/${name})
 endfunction()
 
-# ky_folder(name SOURCES a.cpp … USES folder … LIBS Qt5::Network …)
+# ky_folder(name SOURCES a.cpp … USES folder … LIBS Qt5::Network … [HEADERS A.h …])
 # Makes the object library ky_<name>. USES gives the headers of other folders only: which objects
-# come into a program is decided where it is linked, so a test can replace a folder.
+# come into a program is decided where it is linked, so a test can replace a folder. HEADERS are
+# those of the interface: they are installed, our own helpers are not.
 function(ky_folder name)
-    cmake_parse_arguments(ARG "" "" "SOURCES;USES;LIBS" ${ARGN})
+    cmake_parse_arguments(ARG "" "" "SOURCES;USES;LIBS;HEADERS" ${ARGN})
     ky_include_root(${name})
     list(TRANSFORM ARG_USES REPLACE "(.+)" "ky_\\1_headers" OUTPUT_VARIABLE used_headers)
     target_link_libraries(ky_${name}_headers INTERFACE ${used_headers} ${ARG_LIBS} Qt5::Core)
+    if(ARG_HEADERS)
+        install(FILES ${ARG_HEADERS} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/kynetwork/${name})
+    endif()
     if(ARG_SOURCES)
         add_library(ky_${name} OBJECT ${ARG_SOURCES})
         target_link_libraries(ky_${name} PUBLIC ky_${name}_headers Threads::Threads)
