@@ -148,11 +148,19 @@ bool TcpSocket::callRelay(const QString& name, qintptr handle, quint16 answerTyp
                           const QByteArray& data, const QVariant& json)
 {
     const QMutexLocker locker(&_relayMutex);
+    // The same queued call, with its arguments in one piece: by type names each would be looked up,
+    // made and destroyed by itself.
     if (_relayMethod.isValid())
-        return _relayMethod.invoke(_relayObj, Qt::QueuedConnection, Q_ARG(QString, name),
-                                   Q_ARG(qintptr, handle), Q_ARG(quint16, answerType),
-                                   Q_ARG(quint16, number), Q_ARG(QByteArray, data),
-                                   Q_ARG(QVariant, json));
+        return QMetaObject::invokeMethod(
+            _relayObj,
+            [relay = _relayObj, method = _relayMethod, name, handle, answerType, number, data,
+             json] {
+                method.invoke(relay, Qt::DirectConnection, Q_ARG(QString, name),
+                              Q_ARG(qintptr, handle), Q_ARG(quint16, answerType),
+                              Q_ARG(quint16, number), Q_ARG(QByteArray, data),
+                              Q_ARG(QVariant, json));
+            },
+            Qt::QueuedConnection);
     return QMetaObject::invokeMethod(_relayObj, "slotRevInterface", Qt::QueuedConnection,
                                      Q_ARG(QString, name), Q_ARG(qintptr, handle),
                                      Q_ARG(quint16, answerType), Q_ARG(quint16, number),

@@ -224,7 +224,7 @@ void tst_TcpSocketReceive::noiseIsDroppedByteByByteWithAWarningEach()
 
     QCOMPARE(requests().size(), size_t(1));
     QCOMPARE(logged.size(), 3);
-    QCOMPARE(logged.at(0), QStringLiteral("[warning][dropToSync][Network packet loss: 19 ]"));
+    QCOMPARE(logged.at(0), QStringLiteral("[warning][resolveTcpReadData][Network packet loss: 19 ]"));
     QVERIFY(logged.at(2).contains(QStringLiteral("loss: 17 ")));
 }
 
