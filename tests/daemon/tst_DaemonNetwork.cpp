@@ -4,6 +4,11 @@
 #include <QTest>
 
 #include <memory>
+#include <poll.h>
+#include <pty.h>
+#include <sys/wait.h>
+#include <termios.h>
+#include <unistd.h>
 
 /// Network commands over the wire, without any tool of the host: what is asked arrives, and what
 /// fails is answered.
@@ -25,6 +30,7 @@ private slots:
     void fileNamesThatLeadOutAreRefused();
     void certificateIsReadFromItsPath();
     void unknownProfileIsAnError();
+    void passwordIsReadWithoutEcho();
     void requiredArgumentsAreNamed_data();
     void requiredArgumentsAreNamed();
 
@@ -142,6 +148,38 @@ void tst_DaemonNetwork::unknownProfileIsAnError()
 
     QCOMPARE(result.status, 1);
     QVERIFY2(result.errors.contains("40312"), result.errors);
+}
+
+void tst_DaemonNetwork::passwordIsReadWithoutEcho()
+{
+    const QByteArray program = QFile::encodeName(programPath("kyctl"));
+    int terminal = -1;
+    const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
+    if (child == 0) {
+        execl(program.constData(), "kyctl", "--port", "1", "wifi", "connect", "Net", nullptr);
+        _exit(127);
+    }
+    QVERIFY(child > 0);
+    QByteArray shown;
+    const auto readMore = [&] {
+        pollfd ready = {terminal, POLLIN, 0};
+        char bytes[256];
+        const ssize_t count = poll(&ready, 1, 10000) == 1 ? read(terminal, bytes, sizeof bytes) : 0;
+        shown.append(bytes, int(qMax<ssize_t>(count, 0)));
+        return count > 0;
+    };
+    while (!shown.contains("Password of Net") && readMore()) {
+    }
+    QCOMPARE(::write(terminal, "secret-word\n", 12), ssize_t(12));
+    while (readMore()) {
+    }
+    int status = 0;
+    QCOMPARE(waitpid(child, &status, 0), child);
+    close(terminal);
+
+    QVERIFY(shown.contains("Password of Net"));
+    QVERIFY2(!shown.contains("secret-word"), shown);
+    QCOMPARE(WEXITSTATUS(status), 3); // nobody answers on that port
 }
 
 void tst_DaemonNetwork::requiredArgumentsAreNamed_data()

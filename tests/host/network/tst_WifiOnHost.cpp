@@ -65,6 +65,7 @@ private slots:
     void joinsAChineseName();
     void joinsAnOpenNetworkByTheShortForm();
     void unknownNetworkIsToldInTheToolsWords();
+    void hiddenNetworkIsNotFoundByItsName();
     void joinsAHiddenNetworkWithAFixedAddress();
     void joinsByIdentityAndPassword();
     void joinsByCertificate();
@@ -183,6 +184,14 @@ void tst_WifiOnHost::unknownNetworkIsToldInTheToolsWords()
     QVERIFY(!_network->connectWindowWifi("NoSuchNet", "robotpass", false));
 
     QVERIFY2(error().contains(QStringLiteral("NoSuchNet")), qPrintable(error()));
+}
+
+void tst_WifiOnHost::hiddenNetworkIsNotFoundByItsName()
+{
+    // Nothing has scanned for the name before.
+    QVERIFY(!_network->connectWindowWifi("HiddenNet", "robotpass", true));
+
+    QVERIFY2(error().contains(QStringLiteral("HiddenNet")), qPrintable(error()));
 }
 
 void tst_WifiOnHost::joinsAHiddenNetworkWithAFixedAddress()

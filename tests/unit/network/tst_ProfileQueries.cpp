@@ -65,6 +65,8 @@ private slots:
     void noFolderHasNoCurrentProfile();
     void otherTypesAreNoWifi();
     void hiddenFilesAreProfilesToo();
+    void hotspotCountsAsWifi();
+    void slashInANameIsInTheIdOnly();
     void passwordAndSsidAreThoseOfTheProfile();
     void chineseSsidIsReadFromItsBytes();
     void fileNamesWithFoldersAreNoProfiles();
@@ -307,6 +309,30 @@ void tst_ProfileQueries::hiddenFilesAreProfilesToo()
     _fixture->writeProfile(QStringLiteral(".hidden.nmconnection"), wifiProfile("a", "u", "a"));
 
     QCOMPARE(_network->getCurrentWifiUUid(), QStringLiteral("u"));
+}
+
+void tst_ProfileQueries::hotspotCountsAsWifi()
+{
+    _fixture->writeProfile(QStringLiteral("MyHostspot.nmconnection"),
+                           captured("keyfile/hotspot.c.out").toUtf8());
+
+    QCOMPARE(_network->getCurrentWifiUUid(),
+             QStringLiteral("53fa2212-edd2-4308-8fc4-000352c33d0f"));
+}
+
+void tst_ProfileQueries::slashInANameIsInTheIdOnly()
+{
+    _fixture->writeProfile(QStringLiteral("a_b;c%d.nmconnection"),
+                           captured("keyfile/wifi-slash.c.out")
+                               .section(QLatin1Char('\n'), 1) // the first line lists the file
+                               .toUtf8());
+
+    const QVariantMap info = _network->getNetworkManagerFileInfo(QStringLiteral("a/b;c%d"));
+
+    QCOMPARE(info.value(QStringLiteral("fileName")).toString(),
+             QStringLiteral("a_b;c%d.nmconnection"));
+    QCOMPARE(_network->getWifiSSID(QStringLiteral("a_b;c%d.nmconnection")),
+             QStringLiteral("a/b;c%d"));
 }
 
 void tst_ProfileQueries::passwordAndSsidAreThoseOfTheProfile()

@@ -113,6 +113,7 @@ private slots:
     void namesThatLeadOutAreRefusedBeforeAnyChange();
 
     void profilesOfATypeAreRemoved();
+    void hotspotIsRemovedWithTheWifiProfiles();
     void profilesOfACardAreRemovedAndReloaded();
     void nothingRemovedIsNothingToReload();
     void goneProfilesRunNoDelete();
@@ -638,6 +639,16 @@ void tst_WifiConnections::profilesOfATypeAreRemoved()
     QCOMPARE(lines(), (QStringList{kListWifi, QStringLiteral("nmcli connection delete ") + uuid,
                                    QStringLiteral("sleep 1")}));
     QCOMPARE(limits(), (QList<int>{20000, 20000, 0}));
+}
+
+void tst_WifiConnections::hotspotIsRemovedWithTheWifiProfiles()
+{
+    _fixture->writeProfile(QStringLiteral("MyHostspot.nmconnection"),
+                           captured("keyfile/hotspot.c.out").toUtf8());
+
+    _network->deleteByConnectionType(QStringLiteral("wifi"));
+
+    QVERIFY(_fixture->profiles().isEmpty());
 }
 
 void tst_WifiConnections::profilesOfACardAreRemovedAndReloaded()
