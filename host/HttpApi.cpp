@@ -11,7 +11,7 @@
 namespace {
 
 constexpr int kLimitMs = 5000;
-constexpr qint64 kMaxBody = 1024 * 1024;
+constexpr qint64 kMaxBody = qint64(1024) * 1024;
 
 struct Fetched
 {

@@ -44,7 +44,7 @@ int lastCommandStart(const QString& line)
 
 QString lastCommandWord(const QString& line)
 {
-    const QString command = line.mid(lastCommandStart(line)).trimmed();
+    QString command = line.mid(lastCommandStart(line)).trimmed();
     for (int i = 0; i < command.size(); ++i) {
         if (command.at(i).isSpace() || QStringLiteral("|;&").contains(command.at(i)))
             return command.left(i);

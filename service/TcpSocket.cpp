@@ -10,7 +10,7 @@ namespace {
 constexpr int kWaitWriteMs = 15000;
 constexpr int kServicePort = 19208;
 /// One read takes no more than this, so that an upload needs no more memory than that.
-constexpr qint64 kReadChunk = 256 * 1024;
+constexpr qint64 kReadChunk = qint64(256) * 1024;
 constexpr char kRelayMethod[] =
     "slotRevInterface(QString,qintptr,quint16,quint16,QByteArray,QVariant)";
 
