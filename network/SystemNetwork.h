@@ -36,7 +36,7 @@ class Q_DECL_EXPORT SystemNetwork : public BaseObject
 public:
     /// Needs the fields of PublicClass filled. With a `hardwareType` of 0 or more it prepares the
     /// host and reads the settings; -1 takes the card names from the interface table instead. No
-    /// failure stops it. Blocks for its commands (20 s each at most, most take none of it).
+    /// failure stops it. Blocks for its commands, each 20 to 30 s at most.
     explicit SystemNetwork(QObject* parent = nullptr);
     /// Ends the timers; a command that is running is not ended.
     ~SystemNetwork() override;

@@ -3,4 +3,6 @@ set -euo pipefail
 . packaging/dev/common.sh
 need $build_packages socat
 build bench
-build-bench/bin/ky_bench --output "bench/results/$(date +%F)-$(hostname).md" "$@"
+results=bench/results/$(date +%F)-$(hostname).md
+build-bench/bin/ky_bench --output "$results" "$@"
+{ echo && build-bench/bin/bench_network; } | tee -a "$results"
