@@ -36,6 +36,7 @@ private slots:
     void theClockIsSetForTheSceneAlone();
     void thePlatformScriptBansTheCard();
     void aLongScanStaysUsable();
+    void wpaCliWithoutACardTurnsInteractive();
 
     void callersAtTheSameTimeLoseNothing();
     void valuesReachTheKeyfileAsTheyAre_data();
@@ -330,6 +331,17 @@ void tst_HostBehaviour::aLongScanStaysUsable()
     _host->set("accessPoints", list + "]");
 
     QCOMPARE(_host->run("sudo wpa_cli -i wlan0 scan_result").output.count('\n'), 501);
+}
+
+// The library's line for an empty card name, and the one thing that this tool then says.
+void tst_HostBehaviour::wpaCliWithoutACardTurnsInteractive()
+{
+    const auto result = _host->run("timeout 0.3 sudo wpa_cli -i  status ");
+
+    QCOMPARE(result.status, 124);
+    QVERIFY(result.output.startsWith("wpa_cli v2.10\nCopyright (c) "));
+    QVERIFY(result.output.endsWith("Interactive mode\n\n"
+                                   "Could not connect to wpa_supplicant: status - re-trying\n"));
 }
 
 void tst_HostBehaviour::callersAtTheSameTimeLoseNothing()
