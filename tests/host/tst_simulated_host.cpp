@@ -23,6 +23,8 @@ private slots:
     void resetForgetsEverything();
     void anUnknownKeyOfASceneIsNamed();
     void theMachinesFilesStayUntouched();
+    void aProgramWithoutTheShimSeesTheMountedFolders();
+    void theHostThatWasStartedLastIsFound();
 };
 
 void tst_SimulatedHost::commandLinesAreKeptInOrderWithTheirStatus()
@@ -177,6 +179,39 @@ void tst_SimulatedHost::theMachinesFilesStayUntouched()
     QVERIFY(!QFileInfo::exists("/etc/netplan/y"));
     QVERIFY(QFileInfo::exists(host.privatePath("/etc/netplan/y")));
     QCOMPARE(QFile(host.privatePath("/etc/asound.conf")).size(), 2);
+}
+
+void tst_SimulatedHost::aProgramWithoutTheShimSeesTheMountedFolders()
+{
+    if (QProcess::execute("unshare", {"-m", "true"}) != 0)
+        QSKIP("the kernel allows no mount namespace here");
+    if (!QFileInfo::exists("/sys/class/thermal"))
+        QSKIP("this machine has no folder to mount over");
+    SimulatedHost host;
+    const QString type = "cat /sys/class/thermal/thermal_zone0/type";
+
+    QCOMPARE(host.run("env -u LD_PRELOAD " + type).output, QByteArray("cpu-thermal\n"));
+
+    // Outside the run the folder is the machine's.
+    QVERIFY(!QFile::exists("/sys/class/thermal/thermal_zone0/type") ||
+            host.run(type).output == "cpu-thermal\n");
+}
+
+void tst_SimulatedHost::theHostThatWasStartedLastIsFound()
+{
+    // A place of its own for the mark, since other tests start hosts at the same time.
+    const QTemporaryDir place;
+    qputenv("TMPDIR", QFile::encodeName(place.path()));
+    SimulatedHost host;
+    host.start("/bin/sh", {"-c", "echo up; while :; do sleep 0.02; done"});
+    QTRY_VERIFY(host.process().bytesAvailable() > 0);
+    QProcess process;
+
+    process.start(KY_HOSTSIM, {"get", "eth0.mac"});
+
+    QVERIFY(process.waitForFinished());
+    QCOMPARE(process.readAllStandardOutput(), QByteArray("52:54:00:00:00:10\n"));
+    qunsetenv("TMPDIR");
 }
 
 QTEST_GUILESS_MAIN(tst_SimulatedHost)
