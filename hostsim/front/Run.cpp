@@ -166,7 +166,10 @@ void passSignalsOn()
 int superviseChild(const Store& store, pid_t child, const sigset_t& childSignal, bool isOwner)
 {
     int status = 0;
-    while (::waitpid(child, &status, WNOHANG) == 0) {
+    for (pid_t ended = 0; ended != child;) {
+        ended = ::waitpid(-1, &status, WNOHANG); // background jobs are reaped, too
+        if (ended != 0)
+            continue;
         const timespec limit = {0, kTickMs * 1000000};
         ::sigtimedwait(&childSignal, nullptr, &limit);
         if (isOwner)

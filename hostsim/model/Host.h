@@ -61,6 +61,7 @@ struct Card
     std::string ssid;
     std::string keyManagement;
     std::string eapMethod;
+    int server = 0;           ///< process number of the hostapd that runs on the card, 0 for none
     std::string staleAddress; ///< shown by `wpa_cli status` for a while after a loss
     int64_t idleSinceMs = 0;  ///< from here NetworkManager counts until it connects by itself
     int64_t weakSinceMs = 0;

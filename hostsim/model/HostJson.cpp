@@ -45,7 +45,8 @@ void fields(Archive& a, Card& v)
     a("addresses", v.addresses)("addresses6", v.addresses6)("gateway", v.gateway);
     a("gateway6", v.gateway6)("dns", v.dns)("p2pMac", v.p2pMac)("supplicantUuid", v.supplicantUuid);
     a("bssid", v.bssid)("ssid", v.ssid)("keyManagement", v.keyManagement);
-    a("eapMethod", v.eapMethod)("staleAddress", v.staleAddress)("idleSinceMs", v.idleSinceMs);
+    a("eapMethod", v.eapMethod)("server", v.server)("staleAddress", v.staleAddress)("idleSinceMs",
+                                                                                    v.idleSinceMs);
     a("weakSinceMs", v.weakSinceMs)("scanEndsMs", v.scanEndsMs)("scanFor", v.scanFor);
     a("askedSsids", v.askedSsids)("scan", v.scan)("bitRate", v.bitRate);
     a("restartMs", v.restartMs)("interrupt", v.interrupt)("timing", v.timing);

@@ -8,6 +8,8 @@
 
 #include <algorithm>
 
+#include <csignal>
+
 namespace hostsim {
 
 namespace {
@@ -86,8 +88,18 @@ bool mayConnect(const Host& host, const Card& card, int64_t now)
            host.autoconnectMs >= 0 && now - card.idleSinceMs >= host.autoconnectMs;
 }
 
+// However hostapd ends, the kernel closes its access point.
+void closeDeadServer(Card& card)
+{
+    if (card.server == 0 || ::kill(card.server, 0) == 0)
+        return;
+    card.server = 0;
+    dissociate(card);
+}
+
 void passRadioTime(Host& host, Card& card, int64_t now)
 {
+    closeDeadServer(card);
     const bool isOn = card.up && !card.blocked;
     if (!isOn && !card.bssid.empty()) {
         dissociate(card);

@@ -1,10 +1,13 @@
 #include "model/Process.h"
+#include "model/Radio.h"
 #include "tools/Tools.h"
 
 #include <chrono>
 #include <csignal>
 #include <sstream>
 #include <thread>
+
+#include <unistd.h>
 
 namespace hostsim {
 
@@ -29,6 +32,7 @@ void openAccessPoint(const Call& call, const std::string& name, const std::strin
         card.ssid = ssid;
         card.bssid = card.mac;
         card.keyManagement = "UNKNOWN";
+        card.server = ::getpid();
     });
 }
 
@@ -36,16 +40,20 @@ void closeAccessPoint(const Call& call, const std::string& name)
 {
     call.store().change([&](Host& host) {
         if (Card* card = host.card(name)) {
-            card->bssid.clear();
-            card->ssid.clear();
+            card->server = 0;
+            dissociate(*card);
         }
     });
 }
 
-void serveUntilEnd(const Call& call)
+void heedSignals()
 {
     for (const int number : {SIGTERM, SIGINT, SIGHUP})
         std::signal(number, [](int) { isStopAsked = 1; });
+}
+
+void serveUntilEnd(const Call& call)
+{
     while (!isStopAsked && isRunAlive(call.store().folder()))
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
 }
@@ -84,6 +92,7 @@ int hostapd(Call& call)
                  ": AP-DISABLED \nhostapd_free_hapd_data: Interface " + name + " wasn't started\n");
         return 1;
     }
+    heedSignals();
     openAccessPoint(call, name, valueOf(text, "ssid"));
     call.out(name + ": interface state UNINITIALIZED->ENABLED\n" + name + ": AP-ENABLED \n");
     call.flush();

@@ -31,6 +31,7 @@ private slots:
     void openNetworkTakesNoSecret();
     void staticAddressAndGatewayReachTheKernelsFiles();
     void netplanMakesAVolatileProfile();
+    void hostapdOpensTheAccessPoint_data();
     void hostapdOpensTheAccessPoint();
     void hostapdRefusesAShortPassPhrase();
     void theClockIsSetForTheSceneAlone();
@@ -274,13 +275,23 @@ void tst_HostBehaviour::netplanMakesAVolatileProfile()
     QVERIFY(_host->run("ls /etc/NetworkManager/system-connections").output.isEmpty());
 }
 
+void tst_HostBehaviour::hostapdOpensTheAccessPoint_data()
+{
+    QTest::addColumn<QString>("signal");
+
+    QTest::newRow("ended") << "TERM";
+    QTest::newRow("killed") << "KILL";
+}
+
 void tst_HostBehaviour::hostapdOpensTheAccessPoint()
 {
+    QFETCH(QString, signal);
     const auto result = _host->run(
         "printf 'interface=wlan0\\nssid=Spot\\nwpa_passphrase=spotpass1\\n' >/etc/netplan/h.conf\n"
         "sudo hostapd /etc/netplan/h.conf >/dev/null & pid=$!\n"
         "until sudo wpa_cli -i wlan0 status | grep -q mode=AP; do sleep 0.02; done\n"
-        "kill $pid; wait $pid; sudo wpa_cli -i wlan0 status | head -1");
+        "kill -" +
+        signal + " $pid; wait $pid; sudo wpa_cli -i wlan0 status | head -1");
 
     QCOMPARE(result.output, QByteArray("wpa_state=INACTIVE\n"));
 }
