@@ -166,7 +166,7 @@ void passSignalsOn()
 int superviseChild(const Store& store, pid_t child, const sigset_t& childSignal, bool isOwner)
 {
     int status = 0;
-    for (pid_t ended = 0; ended != child;) {
+    for (pid_t ended = 0; ended != child && ended >= 0;) {
         ended = ::waitpid(-1, &status, WNOHANG); // background jobs are reaped, too
         if (ended != 0)
             continue;
