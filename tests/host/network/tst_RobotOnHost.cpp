@@ -1,0 +1,391 @@
+#include "SimulatedHost.h"
+
+#include "host/PublicClass.h"
+#include "network/SystemNetwork.h"
+#include "support/HostPaths.h"
+#include "support/KeyFile.h"
+
+#include <QDir>
+#include <QFile>
+#include <QLoggingCategory>
+#include <QNetworkInterface>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <memory>
+
+namespace {
+
+const QString kAp1 = QStringLiteral("02:00:00:00:01:00"); // 5180 MHz
+const QString kAp5 = QStringLiteral("02:00:00:00:05:00"); // 5745 MHz
+const QString kAp2 = QStringLiteral("02:00:00:00:02:00"); // 2412 MHz
+const QString kGateway = QStringLiteral("10.77.0.1");
+const QString kProfile =
+    QLatin1String(ky::paths::kNetworkManagerProfiles) + QStringLiteral("/RobotNet.nmconnection");
+constexpr char kInternalIp[] = "192.168.192.5";
+constexpr char kStartFile[] = "appInfo/setting/wiredNetworkCard.json";
+
+class OpenNetwork : public SystemNetwork
+{
+public:
+    using SystemNetwork::_disconnectionMethod;
+    using SystemNetwork::_isDisconnectionSendError;
+    using SystemNetwork::_isEnabledRoaming;
+    using SystemNetwork::_isSwitchOnlyTo5G;
+    using SystemNetwork::_pingIp;
+    using SystemNetwork::_wiredMacName;
+    using SystemNetwork::_wirelessCardName;
+};
+
+} // namespace
+
+/// Roaming, supervision, addressing and the hotspot against the stand-ins of the tools.
+class tst_RobotOnHost : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void init();
+    void cleanup();
+
+    void weakLinkRoamsToTheBest5G();
+    void only5GIsKeptTo();
+    void lossAtTheFloorTakesAnyGain();
+    void goodLinkIsLeftAlone();
+    void busyScanWaitsForTheNextCycle();
+    void hangingToolHoldsOneCycleOnly();
+    void lostLinkIsReportedRepairedAndFound();
+    void lostApIsFoundAgainWithoutProbe();
+    void listsAndStatus();
+
+    void wifiAddressIsSetAndGivenBack();
+    void wiredAddressIsSet();
+    void hostileAddressIsRefusedByTheTool();
+    void hotspotOpensAndCloses();
+    void cardGoesOffAndItsProfileWithIt();
+    void internalCardIsNotedAndFoundAgain();
+    void reportNamesBothCards();
+
+private:
+    void join();
+    QString bssid();
+    void tick() { _network->slotAutoConnectEth1Ethernet(); }
+    void switchSite(bool isOn);
+    QList<int> reports() const;
+
+    QTemporaryDir _home;
+    std::unique_ptr<SimulatedHost> _host;
+    std::unique_ptr<OpenNetwork> _network;
+    std::unique_ptr<QSignalSpy> _frames;
+};
+
+void tst_RobotOnHost::initTestCase()
+{
+    QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false"));
+    QVERIFY(QDir::setCurrent(_home.path()));
+    PublicClass::init()->hardwareType = -1;
+    PublicClass::init()->autoConnectEnabled = false;
+    _host = std::make_unique<SimulatedHost>(SimulatedHost::OfThisProcess);
+}
+
+void tst_RobotOnHost::init()
+{
+    _host->reset();
+    _host->set(QStringLiteral("autoconnectMs"), QStringLiteral("-1"));
+    QDir(QStringLiteral("appInfo")).removeRecursively();
+    _network = std::make_unique<OpenNetwork>();
+    _network->_isEnabledRoaming = true;
+    _frames = std::make_unique<QSignalSpy>(_network.get(), &SystemNetwork::sigWriteTcpClient);
+}
+
+void tst_RobotOnHost::cleanup()
+{
+    _frames.reset();
+    _network.reset();
+}
+
+void tst_RobotOnHost::join()
+{
+    QVERIFY2(
+        _network->connectWindowWifi(QStringLiteral("RobotNet"), QStringLiteral("robotpass"), false),
+        qPrintable(_network->getLastError()));
+    QCOMPARE(bssid(), kAp1);
+    _host->clearLines();
+}
+
+QString tst_RobotOnHost::bssid()
+{
+    QVariantMap link;
+    _network->getIwconfig(QStringLiteral("wlan0"), link);
+    return link.value(QStringLiteral("bssid")).toString();
+}
+
+void tst_RobotOnHost::switchSite(bool isOn)
+{
+    for (const char* name : {"ap1.on", "ap2.on", "ap5.on"})
+        _host->set(QLatin1String(name), isOn ? QStringLiteral("true") : QStringLiteral("false"));
+}
+
+QList<int> tst_RobotOnHost::reports() const
+{
+    QList<int> types;
+    for (const QVariantList& frame : *_frames)
+        types << frame.at(2).toInt();
+    return types;
+}
+
+void tst_RobotOnHost::weakLinkRoamsToTheBest5G()
+{
+    join();
+    _host->set(QStringLiteral("ap1.level"), QStringLiteral("-80"));
+
+    tick(); // 5 GHz at -65 wins over 2.4 GHz at -55
+
+    QCOMPARE(bssid(), kAp5);
+}
+
+void tst_RobotOnHost::only5GIsKeptTo()
+{
+    join();
+    _network->_isSwitchOnlyTo5G = true;
+    _host->set(QStringLiteral("ap1.level"), QStringLiteral("-70"));
+    _host->set(QStringLiteral("ap5.level"), QStringLiteral("-69"));
+
+    tick();
+    QCOMPARE(bssid(), kAp1);
+    _network->_isSwitchOnlyTo5G = false;
+    tick();
+    QCOMPARE(bssid(), kAp2);
+}
+
+void tst_RobotOnHost::lossAtTheFloorTakesAnyGain()
+{
+    join();
+    _host->set(QStringLiteral("ap2.on"), QStringLiteral("false"));
+    _host->set(QStringLiteral("ap1.level"), QStringLiteral("-84"));
+    _host->set(QStringLiteral("ap5.level"), QStringLiteral("-83"));
+
+    tick();
+    QCOMPARE(bssid(), kAp1);
+    _host->set(QStringLiteral("ap1.level"), QStringLiteral("-85"));
+    _host->set(QStringLiteral("ap5.level"), QStringLiteral("-84"));
+    tick();
+    QCOMPARE(bssid(), kAp5);
+}
+
+void tst_RobotOnHost::goodLinkIsLeftAlone()
+{
+    join();
+    _host->set(QStringLiteral("ap1.level"), QStringLiteral("-65"));
+    _host->set(QStringLiteral("ap5.level"), QStringLiteral("-30"));
+
+    tick();
+
+    QCOMPARE(_host->lines(), QStringList{QStringLiteral("iw wlan0 link")});
+}
+
+void tst_RobotOnHost::busyScanWaitsForTheNextCycle()
+{
+    join();
+    _host->set(QStringLiteral("ap1.level"), QStringLiteral("-80"));
+    _host->addFault(QStringLiteral("wpa_cli"), QStringLiteral("busy"),
+                    {QStringLiteral("--match"), QStringLiteral("scan"), QStringLiteral("--times"),
+                     QStringLiteral("1")});
+
+    tick();
+    QCOMPARE(bssid(), kAp1);
+    tick();
+    QCOMPARE(bssid(), kAp5);
+}
+
+void tst_RobotOnHost::hangingToolHoldsOneCycleOnly()
+{
+    join();
+    _host->set(QStringLiteral("ap1.level"), QStringLiteral("-80"));
+    _host->addFault(QStringLiteral("iw"), QStringLiteral("hang"),
+                    {QStringLiteral("--times"), QStringLiteral("1")});
+    QElapsedTimer timer;
+    timer.start();
+
+    tick(); // 4 s for the link, then a scan and the stored profile
+
+    QVERIFY(timer.elapsed() >= 4000);
+    QVERIFY(timer.elapsed() < 15000);
+    _host->clearFaults();
+    tick();
+    QVERIFY(!bssid().isEmpty());
+}
+
+void tst_RobotOnHost::lostLinkIsReportedRepairedAndFound()
+{
+    join();
+    _network->_disconnectionMethod = 1;
+    _network->_pingIp = kGateway;
+    _network->_isDisconnectionSendError = true;
+
+    tick();
+    switchSite(false);
+    tick();
+    tick();
+    switchSite(true);
+    tick(); // still lost when probed, then repaired
+    tick();
+
+    QCOMPARE(reports(), (QList<int>{4803, 4802, 4802, 4802, 4803}));
+    QVERIFY(!bssid().isEmpty());
+}
+
+void tst_RobotOnHost::lostApIsFoundAgainWithoutProbe()
+{
+    join();
+    switchSite(false);
+    tick();
+    QCOMPARE(bssid(), QString());
+    switchSite(true);
+
+    tick();
+
+    QVERIFY(!bssid().isEmpty());
+    QVERIFY(reports().isEmpty());
+}
+
+void tst_RobotOnHost::listsAndStatus()
+{
+    join();
+
+    const QVariantList aps = _network->getApList();
+    QCOMPARE(aps.size(), 3);
+    int inUse = 0;
+    for (const QVariant& ap : aps)
+        inUse += ap.toMap().value(QStringLiteral("status")).toInt() == 1;
+    QCOMPARE(inUse, 1);
+    QVariantMap display;
+    QVERIFY(_network->getWinApiWifiList(display));
+    QCOMPARE(display.value(QStringLiteral("current_wifi")).toString(), QStringLiteral("RobotNet"));
+    QVERIFY(display.value(QStringLiteral("wifi_list")).toList().size() >= 7);
+}
+
+void tst_RobotOnHost::wifiAddressIsSetAndGivenBack()
+{
+    join();
+
+    QVERIFY2(_network->setIPconfig({{QStringLiteral("ip"), QStringLiteral("10.77.0.50")},
+                                    {QStringLiteral("mask"), QStringLiteral("255.255.255.0")},
+                                    {QStringLiteral("gateway"), kGateway}}),
+             qPrintable(_network->getLastError()));
+    QVERIFY(ky::KeyFile::read(kProfile)
+                .value("ipv4", "address1")
+                .startsWith(QLatin1String("10.77.0.50/24")));
+    QVariantMap card;
+    QVERIFY(_network->getWifiCardInfo(card));
+    QCOMPARE(card.value(QStringLiteral("ip")).toString(), QStringLiteral("10.77.0.50"));
+    QCOMPARE(card.value(QStringLiteral("dhcp")).toBool(), false);
+
+    QVERIFY2(_network->setIPconfig({{QStringLiteral("dhcp"), true}}),
+             qPrintable(_network->getLastError()));
+    QVERIFY(!ky::KeyFile::read(kProfile).contains("ipv4", "address1")); // not left behind
+    QVERIFY(!_network->setIPconfig({{QStringLiteral("dhcp"), true}}));
+    QCOMPARE(_network->getLastError(), QStringLiteral("DHCP is enabled on the interface"));
+}
+
+void tst_RobotOnHost::wiredAddressIsSet()
+{
+    _network->changedNetworkCardStatus(9, true); // of no kind: nothing
+    QVariantMap before;
+    _network->getAlxCardInfo(before);
+    const QString card = before.value(QStringLiteral("name")).toString();
+    QVERIFY(!card.isEmpty());
+
+    QVERIFY2(_network->setAlxIPconfig({{QStringLiteral("ip"), QStringLiteral("192.168.60.9")},
+                                       {QStringLiteral("mask"), QStringLiteral("255.255.255.0")},
+                                       {QStringLiteral("gateway"), QStringLiteral("...")}}),
+             qPrintable(_network->getLastError()));
+
+    QVariantMap info;
+    QVERIFY(_network->getAlxCardInfo(info));
+    QCOMPARE(info.value(QStringLiteral("ip")).toString(), QStringLiteral("192.168.60.9"));
+    QVERIFY(!_network->getNetworkManagerFileInfo(QStringLiteral("static-AlxWired-IP")).isEmpty());
+}
+
+void tst_RobotOnHost::hostileAddressIsRefusedByTheTool()
+{
+    join();
+    const QString hostile = QStringLiteral("1.2.3.4 ; touch hacked; $(touch hacked)");
+
+    QVERIFY(!_network->setIPconfig({{QStringLiteral("ip"), hostile},
+                                    {QStringLiteral("mask"), QStringLiteral("255.255.255.0")}}));
+
+    QVERIFY(_network->getLastError().contains(QLatin1String("invalid")));
+    QVERIFY(!QFile::exists(QStringLiteral("hacked")));
+}
+
+void tst_RobotOnHost::hotspotOpensAndCloses()
+{
+    const QVariantMap request{{QStringLiteral("ssid"), QStringLiteral("robot 7; $(reboot)")},
+                              {QStringLiteral("passwd"), QStringLiteral("secret12")}};
+    QVERIFY(!_network->startHotspot(request)); // nothing to delete yet
+    _host->run(QStringLiteral("nmcli connection add type wifi con-name MyHostspot ifname wlan0 "
+                              "ssid x autoconnect no"));
+
+    QVERIFY2(_network->startHotspot(request), qPrintable(_network->getLastError()));
+    QCOMPARE(_host->get(QStringLiteral("wlan0.profile")).trimmed(), QStringLiteral("MyHostspot"));
+    QVERIFY(!_network->isHostspot()); // as ever
+    QVERIFY(_network->stopHotspot());
+    QVERIFY(!_network->stopHotspot());
+    QVERIFY(_network->getLastError().contains(QLatin1String("MyHostspot")));
+    QVERIFY(!_network->fixHotspot());
+}
+
+void tst_RobotOnHost::cardGoesOffAndItsProfileWithIt()
+{
+    join();
+
+    QVERIFY(_network->changedNetworkCardStatus(1, true));
+
+    QVERIFY(!QFile::exists(kProfile));
+    QVERIFY(_host->lines().contains(QStringLiteral("ifconfig wlan0 down")));
+    _host->clearLines();
+    tick();
+    QVERIFY(_host->lines().isEmpty());
+}
+
+void tst_RobotOnHost::internalCardIsNotedAndFoundAgain()
+{
+    _host->run(QStringLiteral("nmcli connection add type ethernet con-name internal ifname eth1 "
+                              "ipv4.addresses 192.168.192.5/24 ipv4.method manual; "
+                              "nmcli connection up internal"));
+
+    QVERIFY(_network->activateNetworkCard());
+    const QString mac = _network->_wiredMacName;
+    QCOMPARE(mac, QNetworkInterface::interfaceFromName(QStringLiteral("eth1")).hardwareAddress());
+    QVERIFY(QFile::exists(QLatin1String(kStartFile)));
+    QVERIFY(_network->activateNetworkCard()); // found, with the file there
+
+    _host->run(QStringLiteral("nmcli connection down internal"));
+    _host->clearLines();
+    QVERIFY(_network->activateNetworkCard()); // from the file that it wrote
+
+    QCOMPARE(_network->_wiredMacName, mac);
+    QCOMPARE(_host->lines().filter(QStringLiteral("ifname eth1")).size(), 1);
+    QVERIFY(_host->lines().at(1).contains(QLatin1String(kInternalIp)));
+}
+
+void tst_RobotOnHost::reportNamesBothCards()
+{
+    join();
+
+    _network->updateHalyard6950Data();
+
+    const QVariantMap report =
+        PublicClass::init()->getJsonVariant(_frames->at(0).at(4).toByteArray()).toMap();
+    QCOMPARE(report.value(QStringLiteral("ssid")).toString(), QStringLiteral("RobotNet"));
+    QCOMPARE(report.value(QStringLiteral("ap_mac")).toString(), kAp1);
+    QCOMPARE(report.value(QStringLiteral("rssi")).toInt(), -45);
+    QCOMPARE(report.value(QStringLiteral("mac")).toString(), QStringLiteral("020000000000"));
+    QCOMPARE(report.value(QStringLiteral("connection_status")).toInt(), 1);
+}
+
+QTEST_GUILESS_MAIN(tst_RobotOnHost)
+#include "tst_RobotOnHost.moc"
