@@ -186,6 +186,25 @@ WRAP(FILE*, fopen64, (const char* path, const char* mode), (path, mode))
 WRAP(FILE*, freopen, (const char* path, const char* mode, FILE* file), (path, mode, file))
 WRAP(FILE*, freopen64, (const char* path, const char* mode, FILE* file), (path, mode, file))
 
+/* Names that the C library makes up: what it has chosen goes back into the caller's text. */
+#define WRAPTEMP(name, parameters, arguments)                                                      \
+    int name parameters                                                                            \
+    {                                                                                              \
+        NEXT(name);                                                                                \
+        char buffer[PATH_MAX];                                                                     \
+        char* given = path;                                                                        \
+        if (hostsimMapped(path, buffer) == buffer)                                                 \
+            path = buffer;                                                                         \
+        const int fd = next arguments;                                                             \
+        if (path != given && fd >= 0)                                                              \
+            memcpy(given + strlen(given) - 6, path + strlen(path) - 6, 6);                         \
+        return fd;                                                                                 \
+    }
+WRAPTEMP(mkstemp, (char* path), (path))
+WRAPTEMP(mkstemp64, (char* path), (path))
+WRAPTEMP(mkostemp, (char* path, int flags), (path, flags))
+WRAPTEMP(mkostemp64, (char* path, int flags), (path, flags))
+
 WRAP(int, stat, (const char* path, struct stat* info), (path, info))
 WRAP(int, stat64, (const char* path, struct stat64* info), (path, info))
 WRAP(int, lstat, (const char* path, struct stat* info), (path, info))

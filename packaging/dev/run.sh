@@ -55,12 +55,12 @@ write_settings() {
         printf '[Server%d]\nport=%d\nthreadCount=4\npayload=1024\n\n' $id "$number"
         id=$((id + 1))
     done
-    printf '[Host]\nhardwareType=-1\ndataDir=data\nversion=1.0.0\ntbxName=demo\n'
+    printf '[Host]\nhardwareType=-1\nautoConnectEnabled=true\ndataDir=data\nversion=1.0.0\ntbxName=demo\n'
 }
 
 # The simulated host: where there is no NetworkManager to talk to, the daemon still finds one.
 host=()
-[ -n "$is_real" ] || command -v nmcli >/dev/null || host=("$bin/hostsim" run --)
+[ -n "$is_real" ] || command -v nmcli >/dev/null || host=("$bin/hostsim" run --state "$work/host" --)
 
 start_daemon() {
     "${host[@]}" "$bin/kyhostd" --home "$home" --settings "$work/kyhostd.ini" \
@@ -94,6 +94,7 @@ ports=($(free_ports 4))
 [ -z "$port" ] || ports[0]=$port
 write_settings "${ports[@]:0:3}" >"$work/kyhostd.ini"
 export PATH=$bin:$PATH
+export HOSTSIM_STATE=$work/host
 export KY_PORT=${ports[0]} KY_LINK_PORT=${ports[1]} KY_REPORT_PORT=${ports[2]}
 export KY_DEAD_PORT=${ports[3]} KY_WORK=$work
 
@@ -108,6 +109,11 @@ if [ -z "$is_once" ]; then
     echo
     echo "The daemon stays up until Ctrl-C. Try it from another terminal:"
     echo "    $bin/kyctl --port $KY_PORT --help"
+    if [ ${#host[@]} -gt 0 ]; then
+        echo "Watch the robot roam, and weaken its access point from a third one:"
+        echo "    $bin/kyctl --port $KY_PORT wifi watch"
+        echo "    $bin/hostsim set --state $HOSTSIM_STATE ap5.level -85"
+    fi
     trap ':' INT
     wait "$daemon_pid" || true
 fi
