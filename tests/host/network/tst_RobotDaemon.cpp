@@ -75,8 +75,12 @@ void tst_RobotDaemon::initTestCase()
 
     _host = std::make_unique<SimulatedHost>();
     _host->start(programPath("kyhostd"), {"--home", _home.filePath("home"), "--settings", ini});
-    QTRY_VERIFY_WITH_TIMEOUT(_host->process().readAllStandardOutput().contains("ready on ports"),
-                             kCycleLimitMs);
+    QByteArray said;
+    const auto isReady = [&] {
+        said += _host->process().readAllStandardOutput();
+        return said.contains("ready on ports");
+    };
+    QTRY_VERIFY_WITH_TIMEOUT(isReady(), kCycleLimitMs);
     _host->set("autoconnectMs", "-1");
     QCOMPARE(_host->run("nmcli device wifi connect RobotNet password robotpass").status, 0);
 }
@@ -150,27 +154,22 @@ void tst_RobotDaemon::hostileRequestsAreAnswered_data()
     QTest::addColumn<int>("code");
 
     const QString many(10000, 'x');
-    QTest::newRow("no keys") << "net_set_wifi_ip"
-                             << "{}" << 40351;
-    QTest::newRow("wrong types") << "net_set_wired_ip"
-                                 << R"({"ip":[1],"mask":{"a":2}})" << 40351;
-    QTest::newRow("second command")
-        << "net_set_wired_ip"
-        << R"({"ip":"1.2.3.4 ; touch hacked","mask":"255.255.255.0"})" << 40351;
-    QTest::newRow("mask with a hole") << "net_set_wired_ip"
-                                      << R"({"ip":"10.0.0.7","mask":"255.0.255.0"})" << 40351;
-    QTest::newRow("very long") << "net_set_ssid_ip"
-                               << QString(R"({"ssid":"%1","ip":"%1"})").arg(many) << 40351;
-    QTest::newRow("reserved") << "net_set_ssid_ip"
-                              << R"({"ssid":"a","ip":"192.168.192.7"})" << 40351;
-    QTest::newRow("no BSSID") << "wifi_roam"
-                              << "{}" << 40002;
-    QTest::newRow("hotspot without password") << "hotspot_start"
-                                              << R"({"ssid":"a"})" << 40002;
-    QTest::newRow("hotspot, short password") << "hotspot_start"
-                                             << R"({"ssid":"$(touch hacked)",
-        "passwd" : "'"
-})" << 40352;
+    const auto row = [](const char* name, const char* command, const QString& json, int code) {
+        QTest::newRow(name) << QString(command) << json << code;
+    };
+    row("no keys", "net_set_wifi_ip", "{}", 40351);
+    row("wrong types", "net_set_wired_ip", "{\"ip\":[1],\"mask\":{\"a\":2}}", 40351);
+    row("second command", "net_set_wired_ip",
+        "{\"ip\":\"1.2.3.4 ; touch hacked\",\"mask\":\"255.255.255.0\"}", 40351);
+    row("mask with a hole", "net_set_wired_ip", "{\"ip\":\"10.0.0.7\",\"mask\":\"255.0.255.0\"}",
+        40351);
+    row("very long", "net_set_ssid_ip", QString("{\"ssid\":\"%1\",\"ip\":\"%1\"}").arg(many),
+        40351);
+    row("reserved", "net_set_ssid_ip", "{\"ssid\":\"a\",\"ip\":\"192.168.192.7\"}", 40351);
+    row("no BSSID", "wifi_roam", "{}", 40002);
+    row("hotspot without password", "hotspot_start", "{\"ssid\":\"a\"}", 40002);
+    row("hotspot, short password", "hotspot_start",
+        "{\"ssid\":\"$(touch hacked)\",\"passwd\":\"'\"}", 40352);
 }
 
 void tst_RobotDaemon::hostileRequestsAreAnswered()
