@@ -175,6 +175,10 @@ void TcpSocket::slotDisconnected()
 void TcpSocket::slotReadyRead()
 {
     resolveTcpReadData(_intptr, readAll());
+    if (isStreaming())
+        readStream();
+    if (!_upgradeFile.isOpen())
+        _streamChunk.clear();
 }
 
 void TcpSocket::slotError(QAbstractSocket::SocketError socketError)

@@ -93,6 +93,7 @@ private:
                    const QByteArray& data, const QVariant& json);
     bool isStreaming() const;
     bool takeIn(const QByteArray& b);
+    void readStream();
     void dropToSync();
     void takeHeader();
     void openUpload();
@@ -115,6 +116,7 @@ private:
     quint64 _dataSize = 0;
     quint64 _receivedSize = 0;
 
+    QByteArray _streamChunk;    ///< where an upload is read to; empty between uploads
     int _consumed = 0;          ///< bytes at the front of _buffer that are done with, in one pass
     QMetaMethod _relayMethod;   ///< slotRevInterface of _relayObj, looked up once
     mutable QMutex _relayMutex; ///< guards _relayObj and _relayMethod

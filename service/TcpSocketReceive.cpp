@@ -12,6 +12,7 @@
 #include <cstring>
 #include <limits>
 #include <new>
+#include <sys/socket.h>
 
 namespace {
 
@@ -21,6 +22,8 @@ constexpr char kUploadFile[] = "/upgrade.zip";
 constexpr char kSync = 0x5A;
 constexpr char kVersion = 0x01;
 constexpr int kShownData = 1024;
+constexpr int kStreamChunk = 256 * 1024;
+constexpr int kStreamReads = 16;
 /// A header may announce 4 GiB that never come: no more than this is set aside beforehand.
 constexpr quint64 kMaxReserve = 1024 * 1024;
 /// What a QByteArray can hold, with room for its own head.
@@ -140,6 +143,21 @@ bool TcpSocket::resolveTcpReadData(qintptr handle, const QByteArray& b)
     }
     compactBuffer();
     return true;
+}
+
+/// Reads the rest of what has arrived for an upload past the socket's own buffer, which is empty
+/// by now: one copy less for each byte. The end of the stream and errors are left for the socket
+/// to find. It returns in time for the event loop to do other work.
+void TcpSocket::readStream()
+{
+    _streamChunk.resize(kStreamChunk);
+    for (int i = 0; i < kStreamReads && isStreaming(); ++i) {
+        const ssize_t count =
+            recv(int(socketDescriptor()), _streamChunk.data(), size_t(kStreamChunk), MSG_DONTWAIT);
+        if (count <= 0)
+            return;
+        resolveTcpReadData(_intptr, QByteArray::fromRawData(_streamChunk.constData(), int(count)));
+    }
 }
 
 /// Drops bytes until one can be a sync byte, at least one, with a warning for each. While warnings
