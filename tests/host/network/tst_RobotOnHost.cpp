@@ -7,6 +7,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QLoggingCategory>
 #include <QNetworkInterface>
 #include <QSignalSpy>
@@ -25,6 +26,14 @@ const QString kProfile =
     QLatin1String(ky::paths::kNetworkManagerProfiles) + QStringLiteral("/RobotNet.nmconnection");
 constexpr char kInternalIp[] = "192.168.192.5";
 constexpr char kStartFile[] = "appInfo/setting/wiredNetworkCard.json";
+
+void write(const QString& path, const QByteArray& content)
+{
+    QDir().mkpath(QFileInfo(path).absolutePath());
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
+        qFatal("cannot write %s", qUtf8Printable(path));
+}
 
 class OpenNetwork : public SystemNetwork
 {
@@ -66,9 +75,15 @@ private slots:
     void hotspotOpensAndCloses();
     void cardGoesOffAndItsProfileWithIt();
     void internalCardIsNotedAndFoundAgain();
+    void factoryAddressGoesToTheNotedCard();
     void reportNamesBothCards();
 
+    // Board 6, whose hotspot is hostapd on an interface of its own
+    void runningHotspotIsNotStartedAgain();
+    void stoppingTakesTheInterfaceDownAndIsFalse();
+
 private:
+    void useHostapdBoard();
     void join();
     QString bssid();
     void tick() { _network->slotAutoConnectEth1Ethernet(); }
@@ -93,6 +108,7 @@ void tst_RobotOnHost::initTestCase()
 void tst_RobotOnHost::init()
 {
     _host->reset();
+    PublicClass::init()->hardwareType = -1;
     _host->set(QStringLiteral("autoconnectMs"), QStringLiteral("-1"));
     QDir(QStringLiteral("appInfo")).removeRecursively();
     _network = std::make_unique<OpenNetwork>();
@@ -375,6 +391,24 @@ void tst_RobotOnHost::internalCardIsNotedAndFoundAgain()
     QVERIFY(_host->lines().at(1).contains(QLatin1String(kInternalIp)));
 }
 
+void tst_RobotOnHost::factoryAddressGoesToTheNotedCard()
+{
+    QDir().mkpath(QCoreApplication::applicationDirPath() + QStringLiteral("/appInfo/setting"));
+    _host->run(QStringLiteral("nmcli connection add type ethernet con-name internal ifname eth1 "
+                              "ipv4.addresses 192.168.192.5/24 ipv4.method manual; "
+                              "nmcli connection up internal"));
+    QVariantMap card;
+    QVERIFY(_network->getWiredNetworkCard(card));
+    QCOMPARE(card.value(QStringLiteral("ip")).toString(), QLatin1String(kInternalIp));
+    _host->clearLines();
+
+    QVERIFY(_network->initFactorySettingsIP());
+
+    QVERIFY(_host->lines().contains(
+        QStringLiteral("nmcli connection add type ethernet con-name static-LocalWired-IP ifname "
+                       "eth1 ipv4.addresses 192.168.192.5/24 ipv4.gateway 24 ipv4.method manual")));
+}
+
 void tst_RobotOnHost::reportNamesBothCards()
 {
     join();
@@ -388,6 +422,50 @@ void tst_RobotOnHost::reportNamesBothCards()
     QCOMPARE(report.value(QStringLiteral("rssi")).toInt(), -45);
     QCOMPARE(report.value(QStringLiteral("mac")).toString(), QStringLiteral("020000000000"));
     QCOMPARE(report.value(QStringLiteral("connection_status")).toInt(), 1);
+}
+
+// eth1 of the default scene, under the name of the board's own interface.
+void tst_RobotOnHost::useHostapdBoard()
+{
+    QByteArray scene = _host->run(QStringLiteral("hostsim scene")).output;
+    QVERIFY(scene.contains("\"eth1\""));
+    scene.replace("\"eth1\"", "\"wlsp1s1\"");
+    const QString file = _home.filePath(QStringLiteral("board6.json"));
+    write(file, scene);
+    _host->reset(file);
+    PublicClass::init()->hardwareType = 6;
+    PublicClass::init()->applicationDir = _home.path();
+    write(_home.filePath(QStringLiteral("appInfo/backupFile/hostapd.conf")), "ssid=old\n");
+}
+
+void tst_RobotOnHost::runningHotspotIsNotStartedAgain()
+{
+    useHostapdBoard();
+    QVERIFY(
+        _network->isNetworkInterfaceFlag(QStringLiteral("wlsp1s1"), QNetworkInterface::IsRunning));
+
+    QVERIFY(!_network->startHotspot({{QStringLiteral("ssid"), QStringLiteral("new")},
+                                     {QStringLiteral("passwd"), QStringLiteral("secret12")}}));
+
+    QCOMPARE(_network->getLastError(), QStringLiteral("The hotspot has been activated"));
+    QVERIFY(_host->lines().isEmpty());
+    QFile conf(_home.filePath(QStringLiteral("appInfo/backupFile/hostapd.conf")));
+    QVERIFY(conf.open(QIODevice::ReadOnly));
+    QCOMPARE(conf.readAll(), QByteArray("ssid=old\n"));
+}
+
+void tst_RobotOnHost::stoppingTakesTheInterfaceDownAndIsFalse()
+{
+    useHostapdBoard();
+    _network->setLastError(QStringLiteral("before"));
+
+    QVERIFY(!_network->stopHotspot());
+
+    QCOMPARE(_host->lines(), QStringList{QStringLiteral("sudo ifconfig wlsp1s1 down")});
+    QCOMPARE(_network->getLastError(), QString()); // what the command printed
+    QVERIFY(!_network->stopHotspot());
+    QCOMPARE(_network->getLastError(), QStringLiteral("Hotspot not turned on"));
+    QCOMPARE(_host->lines().size(), 1);
 }
 
 QTEST_GUILESS_MAIN(tst_RobotOnHost)
