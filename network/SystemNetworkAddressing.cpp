@@ -7,8 +7,6 @@
 #include "network/SystemNetwork.h"
 #include "network/WiredCards.h"
 
-#include <QDir>
-
 using namespace ky;
 
 namespace {
