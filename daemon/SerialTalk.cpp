@@ -8,9 +8,6 @@ namespace {
 
 constexpr int kGapMs = 100;
 
-// A device that was pulled off the line fails each read at once, without an end.
-constexpr int kMostSameErrors = 3;
-
 } // namespace
 
 SerialTalk::SerialTalk(SystemSerialPort& port)
@@ -26,6 +23,7 @@ SerialTalk::SerialTalk(SystemSerialPort& port)
 void SerialTalk::exchange(const QByteArray& request, const Done& done)
 {
     finish();
+    _errors.clear();
     _done = done;
     _answer += _port.writeSerial(request); // what the receiver left, behind what it took
     if (_answer.isEmpty())
@@ -57,7 +55,7 @@ void SerialTalk::takeData(const QByteArray& bytes)
 {
     if (bytes.isEmpty())
         return;
-    _sameErrors = 0;
+    _errors.clear();
     if (_done)
         _answer += bytes;
     if (_gap.isActive())
@@ -67,13 +65,11 @@ void SerialTalk::takeData(const QByteArray& bytes)
 
 void SerialTalk::takeError(const QByteArray& text)
 {
-    _sameErrors = text == _lastError ? _sameErrors + 1 : 1;
-    _lastError = text;
-    const bool isGone = _sameErrors == kMostSameErrors;
+    const bool isGone = _errors.isDeviceGone(_port.portError());
     // Not from within the port's own notification.
     if (isGone)
         QTimer::singleShot(0, &_port, &SystemSerialPort::closeSerialPort);
-    if (_sameErrors <= kMostSameErrors)
+    if (!_errors.isStorm())
         emit sigError(QString::fromLocal8Bit(text), isGone);
 }
 

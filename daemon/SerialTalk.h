@@ -1,5 +1,7 @@
 #pragma once
 
+#include "daemon/SerialErrors.h"
+
 #include <QObject>
 #include <QTimer>
 
@@ -42,8 +44,7 @@ private:
     QTimer _gap;
     Done _done;
     QByteArray _answer;
-    QByteArray _lastError;
-    int _sameErrors = 0;
+    SerialErrors _errors;
 };
 
 } // namespace ky

@@ -91,6 +91,11 @@ bool SystemSerialPort::isPortOpen() const
     return _serialPort && _serialPort->isOpen();
 }
 
+int SystemSerialPort::portError() const
+{
+    return _serialPort ? _serialPort->error() : QSerialPort::NoError;
+}
+
 void SystemSerialPort::closeSerialPort()
 {
     if (isPortOpen())

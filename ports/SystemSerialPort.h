@@ -27,6 +27,10 @@ public:
     bool openSerialPort(const QVariantMap& map);
 
     void closeSerialPort();
+    bool isPortOpen() const;
+    /// The port's last error in the numbers of QSerialPort: inside a handler of sigMsg that of the
+    /// message, 0 (no error) before the first open.
+    int portError() const;
 
     /// Hands the bytes to the port without waiting. False before the first open ("Serialport not
     /// open"), while closed, and if not all bytes were taken, both without a text.
@@ -74,7 +78,6 @@ private:
     void makePort();
     void receive();
     void reportError();
-    bool isPortOpen() const;
     bool sendWhole(const QByteArray& data);
     QByteArray collectAnswer();
 

@@ -20,6 +20,8 @@ private slots:
     void deviceThatNeverAnswersIsAnError();
     void watchesAndWritesOnASerialLine();
     void deviceThatVanishesEndsTheStormOfErrors();
+    void openingTimeAndAgainLeavesThePortOpen();
+    void openingTheOpenPortAgainLeavesItOpen();
     void serialErrorsAreTold();
     void savesAndRemovesSerialPorts();
 
@@ -74,6 +76,12 @@ QVariantMap call(DaemonFixture& daemon, const QString& name, const QVariantMap& 
 {
     const QByteArray json = QJsonDocument::fromVariant(map).toJson(QJsonDocument::Compact);
     return daemon.kyctl({"--json", "call", name, QString::fromUtf8(json)}).json();
+}
+
+QVariantMap lineRequest(const QString& name)
+{
+    return {
+        {"portName", name}, {"baudRate", 9600}, {"stopBits", 1}, {"dataBits", 8}, {"parity", 0}};
 }
 
 bool isOk(const QVariantMap& answer)
@@ -202,6 +210,36 @@ void tst_DaemonPorts::deviceThatVanishesEndsTheStormOfErrors()
     QTest::qWait(100);
     QVERIFY2(watcher.output().count("error: ") <= 3, watcher.output().constData());
     QCOMPARE(daemon.kyctl({"serial", "write", "00"}).status, 1);
+}
+
+void tst_DaemonPorts::openingTimeAndAgainLeavesThePortOpen()
+{
+    DaemonFixture daemon;
+    QVERIFY2(daemon.start(), qPrintable(daemon.errorText()));
+    Pty pty;
+
+    for (int i = 0; i < 3; ++i) {
+        QVERIFY(isOk(call(daemon, "serial_close")));
+        QVERIFY(isOk(call(daemon, "serial_open", lineRequest(pty.path()))));
+    }
+
+    QVERIFY(isOk(call(daemon, "serial_write", {{"data", "6f6b"}})));
+    QCOMPARE(pty.read(2), QByteArray("ok"));
+}
+
+void tst_DaemonPorts::openingTheOpenPortAgainLeavesItOpen()
+{
+    DaemonFixture daemon;
+    QVERIFY2(daemon.start(), qPrintable(daemon.errorText()));
+    Pty pty;
+    const QVariantMap request = lineRequest(pty.name());
+    QVERIFY(isOk(call(daemon, "serial_open", request)));
+
+    for (int i = 0; i < 3; ++i)
+        QCOMPARE(call(daemon, "serial_open", request)["ret_code"].toInt(), 40211);
+
+    QVERIFY(isOk(call(daemon, "serial_write", {{"data", "6f6b"}})));
+    QCOMPARE(pty.read(2), QByteArray("ok"));
 }
 
 void tst_DaemonPorts::serialErrorsAreTold()

@@ -4,6 +4,7 @@
 #include "host/PublicClass.h"
 #include "pty/Pty.h"
 
+#include <QSerialPort>
 #include <QtTest>
 
 #include <thread>
@@ -205,6 +206,8 @@ void tst_SystemSerialPort::openingTheOpenPortAgainFailsAndKeepsIt()
 
     QVERIFY(line.port.getLastError().startsWith("Failed to open serial port:"));
     QCOMPARE(line.errors.size(), 1);
+    QCOMPARE(line.port.portError(), int(QSerialPort::OpenError));
+    QVERIFY(line.port.isPortOpen());
     QVERIFY(line.port.writeToSerialPort("still open"));
     QVERIFY(QTest::qWaitFor([&] { return line.pty.read(10, 10) == "still open"; }, 2000));
 }
@@ -242,6 +245,8 @@ void tst_SystemSerialPort::writeBeforeTheFirstOpenFails()
 
     QVERIFY(!port.writeToSerialPort("x"));
     QCOMPARE(port.getLastError(), QString("Serialport not open"));
+    QVERIFY(!port.isPortOpen());
+    QCOMPARE(port.portError(), 0);
 }
 
 void tst_SystemSerialPort::writeWhileClosedFailsWithoutText()
