@@ -8,6 +8,7 @@
 #include <QLoggingCategory>
 
 #include <cstdio>
+#include <sys/resource.h>
 #include <unistd.h>
 
 namespace {
@@ -55,10 +56,21 @@ QString readOptions(QCommandLineParser& parser, ky::DaemonOptions* options)
     return {};
 }
 
+/// Each connection takes two descriptors, and the usual soft limit is a leftover of select().
+void raiseDescriptorLimit()
+{
+    rlimit limit = {};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
+        return;
+    limit.rlim_cur = limit.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &limit);
+}
+
 } // namespace
 
 int main(int argc, char** argv)
 {
+    raiseDescriptorLimit();
     // Qt's own dispatcher is quicker here than GLib's and takes less memory for each connection.
     qputenv("QT_NO_GLIB", "1");
     QCoreApplication application(argc, argv);

@@ -98,16 +98,18 @@ bool run(QSqlDatabase& database, const QString& statement, QString* error)
     return false;
 }
 
-bool applySchema(QSqlDatabase& database, const Schema& schema, QString* error)
+/// -1 if the file does not answer.
+int versionOf(QSqlDatabase& database, QString* error)
 {
     QSqlQuery version(database);
-    if (!version.exec(QStringLiteral("PRAGMA user_version")) || !version.next()) {
-        *error = version.lastError().text();
-        return false;
-    }
-    if (schema.statements.isEmpty() || version.value(0).toInt() == schema.version)
-        return true;
-    version.finish();
+    if (version.exec(QStringLiteral("PRAGMA user_version")) && version.next())
+        return version.value(0).toInt();
+    *error = version.lastError().text();
+    return -1;
+}
+
+bool applySchema(QSqlDatabase& database, const Schema& schema, QString* error)
+{
     if (!database.transaction()) {
         *error = database.lastError().text();
         return false;
@@ -140,6 +142,28 @@ bool readTables(QSqlDatabase& database, CommandTables* tables)
     return true;
 }
 
+/// What a file that is made from the texts alone would hold.
+CommandTables shippedTables(const Schema& schema)
+{
+    CommandTables tables;
+    Connection connection(QStringLiteral(":memory:"));
+    if (connection.database().open() && applySchema(connection.database(), schema, &tables.error))
+        readTables(connection.database(), &tables);
+    return tables;
+}
+
+bool lacksRows(const CommandTables& tables, const CommandTables& shipped)
+{
+    for (auto port = shipped.portCommands.cbegin(); port != shipped.portCommands.cend(); ++port) {
+        const QMap<QString, int> known = tables.portCommands.value(port.key());
+        for (auto row = port->cbegin(); row != port->cend(); ++row) {
+            if (!known.contains(row.key()))
+                return true;
+        }
+    }
+    return false;
+}
+
 CommandTables failed(const QString& path, const QString& reason)
 {
     CommandTables none;
@@ -161,10 +185,19 @@ CommandTables loadCommandTables(const QString& path, const QString& sqlFolder)
     if (!connection.database().open())
         return failed(path, connection.database().lastError().text());
     CommandTables tables;
-    QString error;
-    if (!applySchema(connection.database(), schema, &error))
-        return failed(path, error);
+    const int version = versionOf(connection.database(), &tables.error);
+    if (version < 0)
+        return failed(path, tables.error);
+    const bool isShipped = !schema.statements.isEmpty();
+    if (isShipped && version != schema.version &&
+        !applySchema(connection.database(), schema, &tables.error))
+        return failed(path, tables.error);
     if (!readTables(connection.database(), &tables))
+        return failed(path, tables.error);
+    // A row that somebody took out would leave a command without its number.
+    if (isShipped && lacksRows(tables, shippedTables(schema)) &&
+        !(applySchema(connection.database(), schema, &tables.error) &&
+          readTables(connection.database(), &tables)))
         return failed(path, tables.error);
     return tables;
 }

@@ -31,22 +31,19 @@ QVariant& lastReply()
     return reply;
 }
 
-/// Runs until the reply is complete, too large or late. False if it was too large: the bytes are
-/// gone then.
-bool waitFor(QNetworkReply* reply)
+/// Runs until the reply is complete or late, or has brought as much as is kept: the rest of a large
+/// body changes nothing.
+void waitFor(QNetworkReply* reply)
 {
-    bool isTooLarge = false;
     QEventLoop loop;
     QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
-    QObject::connect(reply, &QNetworkReply::readyRead, &loop, [reply, &isTooLarge] {
-        isTooLarge = isTooLarge || reply->bytesAvailable() > kMaxBody;
-        if (isTooLarge)
-            reply->abort();
+    QObject::connect(reply, &QNetworkReply::readyRead, &loop, [reply, &loop] {
+        if (reply->bytesAvailable() >= kMaxBody)
+            loop.quit();
     });
     QTimer::singleShot(kLimitMs, Qt::PreciseTimer, reply, &QNetworkReply::abort);
     if (!reply->isFinished())
         loop.exec();
-    return !isTooLarge;
 }
 
 Fetched failed(const QString& url, const QString& reason)
@@ -63,7 +60,7 @@ Fetched result(QNetworkReply* reply, const QString& url)
         return failed(url, reply->errorString());
     if (status < 200 || status > 299)
         return failed(url, QStringLiteral("status %1").arg(status));
-    const QByteArray body = reply->readAll();
+    const QByteArray body = reply->read(kMaxBody);
     return {true, QString::fromUtf8(body.constData(), body.size())};
 }
 
@@ -79,8 +76,7 @@ Fetched fetch(const QString& address)
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute,
                          QNetworkRequest::NoLessSafeRedirectPolicy);
     const QScopedPointer<QNetworkReply> reply(manager.get(request));
-    if (!waitFor(reply.data()))
-        return failed(address, QStringLiteral("more than %1 bytes").arg(kMaxBody));
+    waitFor(reply.data());
     return result(reply.data(), address);
 }
 

@@ -17,7 +17,8 @@ public:
     /// without running its event loop. True for a status from 200 to 299.
     bool getUrl(const QString& url);
 
-    /// What the last getUrl() of any thread brought: the body as text, or the error.
+    /// What the last getUrl() of any thread brought: the body as text, at most 1 MiB of it, or the
+    /// error.
     QVariant getReq() const;
 
 private:

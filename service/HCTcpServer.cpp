@@ -9,9 +9,16 @@
 #include <QThread>
 #include <QTimer>
 
+#include <algorithm>
+#include <sys/resource.h>
+#include <unistd.h>
+
 namespace {
 
 constexpr int kKickLimitMs = 15000;
+constexpr int kAcceptAgainMs = 200;
+/// For the files and sockets that the rest of the process opens meanwhile.
+constexpr int kSpareDescriptors = 32;
 
 /// Ends a connection in its own thread. Requests that still arrive are not taken any more: their
 /// answers would keep the connection open for as long as the peer goes on asking.
@@ -104,9 +111,43 @@ void HCTcpServer::settleFormerOwner(qintptr handle)
         slotDisconnected(handle);
 }
 
+/// A server that runs out of descriptors stops accepting by itself and for good.
+void HCTcpServer::resumeLater(QAbstractSocket::SocketError error)
+{
+    KY_WARNING << "[accept:" << error << "]";
+    QTimer::singleShot(kAcceptAgainMs, this, [this] { resumeAccepting(); });
+}
+
+/// Whether this connection's thread, and those that have only just been started, will find the
+/// descriptor that each needs to wake up: without one Qt ends the process.
+bool HCTcpServer::hasDescriptorsLeft(qintptr handle) const
+{
+    rlimit limit = {};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
+        return true;
+    const auto isStarting = [](const TcpSocket* socket) {
+        return !socket->thread()->eventDispatcher();
+    };
+    const auto room = qint64(limit.rlim_cur) - handle - kSpareDescriptors;
+    return room > _tcpSocketMap.size() ||
+           room > std::count_if(_tcpSocketMap.cbegin(), _tcpSocketMap.cend(), isStarting);
+}
+
+void HCTcpServer::forget(qintptr handle)
+{
+    TcpSocket* socket = _tcpSocketMap.take(handle);
+    delete socket->thread();
+    delete socket;
+}
+
 void HCTcpServer::incomingConnection(qintptr handle)
 {
     settleFormerOwner(handle);
+    if (!hasDescriptorsLeft(handle)) {
+        KY_WARNING << "[no descriptors left for another connection, handle:" << handle << "]";
+        ::close(int(handle));
+        return;
+    }
     KY_DEBUG << "[handle:" << handle << "count:" << _tcpSocketMap.size() << "]";
     auto* socket = new TcpSocket;
     socket->setRelayObj(_relayObject);
@@ -120,6 +161,10 @@ void HCTcpServer::incomingConnection(qintptr handle)
     socket->updatePeerInfo();
     socket->moveToThread(thread);
     thread->start(QThread::InheritPriority);
+    if (!thread->isRunning()) {
+        KY_WARNING << "[no thread for another connection, handle:" << handle << "]";
+        forget(handle);
+    }
 }
 
 void HCTcpServer::slotDisconnected(qintptr handle)
@@ -139,12 +184,12 @@ void HCTcpServer::slotDisconnected(qintptr handle)
     KY_DEBUG << "[disconnected:hand:" << handle << "count:" << _tcpSocketMap.size() << "]";
 }
 
-TcpSocket* HCTcpServer::socketOf(qintptr handle)
+TcpSocket* HCTcpServer::socketOf(qintptr handle, const char* operation)
 {
     TcpSocket* socket = _tcpSocketMap.value(handle);
     if (!socket) {
         const QString text = QStringLiteral("[Tcpsocket[handle:%1] is null]").arg(handle);
-        KY_WARNING << text;
+        KY_WARNING_AS(operation) << text;
         setErrorString(text);
     }
     return socket;
@@ -152,7 +197,7 @@ TcpSocket* HCTcpServer::socketOf(qintptr handle)
 
 bool HCTcpServer::sendDataToClient(qintptr handle, const QByteArray& data)
 {
-    TcpSocket* socket = socketOf(handle);
+    TcpSocket* socket = socketOf(handle, __func__);
     if (!socket)
         return false;
     socket->write2Client(data);
@@ -161,9 +206,12 @@ bool HCTcpServer::sendDataToClient(qintptr handle, const QByteArray& data)
 
 bool HCTcpServer::waitWrite2Client(qintptr handle, const QByteArray& data)
 {
-    TcpSocket* socket = socketOf(handle);
+    TcpSocket* socket = socketOf(handle, __func__);
     if (!socket)
         return false;
+    // A connection that is being torn down has no thread left to wait for; its bytes are lost.
+    if (socket->thread()->isFinished())
+        return true;
     if (socket->waitWrite2Client(data))
         return true;
     const QString text = socket->errorString();

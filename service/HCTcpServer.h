@@ -12,6 +12,8 @@ class TcpSocket;
 /// Thread: all of it on the thread of the relay object. The map of connections has no lock and
 /// rests on that rule. A connection whose descriptor number the kernel hands out again is torn
 /// down before the new one is entered, so no late notice of the old one meets the new one.
+/// Each connection needs two descriptors and a thread; while the process is out of either, new
+/// clients are disconnected at once, with a warning, and the others notice nothing.
 class Q_DECL_EXPORT HCTcpServer : public QTcpServer
 {
     Q_OBJECT
@@ -56,8 +58,11 @@ protected:
     void incomingConnection(qintptr handle) override;
 
 private:
-    TcpSocket* socketOf(qintptr handle);
+    TcpSocket* socketOf(qintptr handle, const char* operation);
     void settleFormerOwner(qintptr handle);
+    bool hasDescriptorsLeft(qintptr handle) const;
+    void resumeLater(QAbstractSocket::SocketError error);
+    void forget(qintptr handle);
 
     QMap<qintptr, TcpSocket*> _tcpSocketMap;
     QObject* _relayObject = nullptr;

@@ -93,6 +93,8 @@ private:
                    const QByteArray& data, const QVariant& json);
     bool isStreaming() const;
     bool takeIn(const QByteArray& b);
+    void giveUp(qintptr handle);
+    void deliverFrames(qintptr handle, quint64 incoming);
     void readStream();
     void dropToSync();
     void takeHeader();

@@ -95,8 +95,7 @@ bool TcpSocket::isStreaming() const
            unreadSize() == getJsonSize(_header) + ky::kHeaderSize;
 }
 
-/// False when there is no memory for what the peer sends: its announced size is trusted to the
-/// end, and only the connection may suffer for it.
+/// False when it is more than a buffer can hold: announced sizes are trusted to the end.
 bool TcpSocket::takeIn(const QByteArray& b)
 {
     if (isStreaming()) {
@@ -105,23 +104,35 @@ bool TcpSocket::takeIn(const QByteArray& b)
     }
     if (_buffer.size() > kMaxBuffer - b.size())
         return false;
-    try {
-        _buffer.append(b);
-    } catch (const std::bad_alloc&) {
-        return false;
-    }
+    _buffer.append(b);
     return true;
+}
+
+/// Where there is no memory for what the peer sends only its own connection may suffer.
+void TcpSocket::giveUp(qintptr handle)
+{
+    KY_WARNING_AS("resolveTcpReadData")
+        << "[no memory for a frame of" << _dataSize << "bytes, handle:" << handle << "]";
+    _buffer = QByteArray();
+    _consumed = 0;
+    abort();
 }
 
 bool TcpSocket::resolveTcpReadData(qintptr handle, const QByteArray& b)
 {
-    const auto incoming = quint64(b.size());
-    if (!takeIn(b)) {
-        KY_WARNING << "[no memory for a frame of" << _dataSize << "bytes, handle:" << handle << "]";
-        _buffer.clear();
-        abort();
-        return true;
+    try {
+        if (takeIn(b))
+            deliverFrames(handle, quint64(b.size()));
+        else
+            giveUp(handle);
+    } catch (const std::bad_alloc&) {
+        giveUp(handle);
     }
+    return true;
+}
+
+void TcpSocket::deliverFrames(qintptr handle, quint64 incoming)
+{
     while (unreadSize() > 0 && !isNeedStop()) {
         // The zero behind the last byte reads as byte 1: a lone sync byte at the end is dropped.
         if (unread()[0] != kSync || unread()[1] != kVersion) {
@@ -142,7 +153,6 @@ bool TcpSocket::resolveTcpReadData(qintptr handle, const QByteArray& b)
         resolveData(handle);
     }
     compactBuffer();
-    return true;
 }
 
 /// Reads the rest of what has arrived for an upload past the socket's own buffer, which is empty
@@ -192,7 +202,7 @@ void TcpSocket::openUpload()
     const QString folder = PublicClass::init()->dataDir + QLatin1String(kUploadFolder);
     PublicClass::init()->remakePath(folder);
     const QString path = folder + QLatin1String(kUploadFile);
-    KY_DEBUG << "upgradeFilePath:" << path;
+    KY_DEBUG_AS("resolveTcpReadData") << "upgradeFilePath:" << path;
     _upgradeFile.setFileName(path);
     _upgradeFile.open(QIODevice::WriteOnly | QIODevice::Unbuffered);
 }
@@ -210,7 +220,7 @@ void TcpSocket::streamUpload()
 
 void TcpSocket::finishUpload(qintptr handle)
 {
-    KY_DEBUG << "Save File";
+    KY_DEBUG_AS("resolveData") << "Save File";
     const int jsonSize =
         std::min<int>(getJsonSize(_header), std::max(unreadSize() - ky::kHeaderSize, 0));
     const QVariant json = PublicClass::init()->getJsonVariant(
@@ -230,9 +240,10 @@ void TcpSocket::finishUpload(qintptr handle)
 QVariant TcpSocket::takeJson(const char* area, int size) const
 {
     const QByteArray text = QByteArray::fromRawData(area, size);
-    KY_DEBUG << ">>>>>>>>>>>>>>>>>>>>>>jsonSize:" << getJsonSize(_header) << getRevCommand(_header)
-             << qFromBigEndian(_header->type)
-             << "tempJsonData:" << QStringLiteral("[%1]").arg(QString::fromUtf8(text));
+    KY_DEBUG_AS("resolveData") << ">>>>>>>>>>>>>>>>>>>>>>jsonSize:" << getJsonSize(_header)
+                               << getRevCommand(_header) << qFromBigEndian(_header->type)
+                               << "tempJsonData:"
+                               << QStringLiteral("[%1]").arg(QString::fromUtf8(text));
     return PublicClass::init()->getJsonVariant(text);
 }
 

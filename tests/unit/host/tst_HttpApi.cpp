@@ -40,7 +40,8 @@ public:
         QMetaObject::invokeMethod(
             this,
             [this] {
-                qDeleteAll(findChildren<QTcpSocket*>());
+                // A TLS socket has a plain one inside, which goes with it.
+                qDeleteAll(findChildren<QTcpSocket*>(QString(), Qt::FindDirectChildrenOnly));
                 close();
             },
             Qt::BlockingQueuedConnection);
@@ -165,7 +166,7 @@ private slots:
     void refusedConnectionIsTold();
     void whatIsNoAddressIsRefused_data();
     void whatIsNoAddressIsRefused();
-    void bodyBeyondTheBoundIsRefused();
+    void bodyIsKeptUpToABound();
     void noiseInsteadOfAnAnswerIsTold();
     void zeroByteInTheBodyStays();
     void manyThreadsAtOnce();
@@ -349,7 +350,7 @@ void tst_HttpApi::whatIsNoAddressIsRefused()
     QCOMPARE(reply(), QStringLiteral("get [%1]: not an http or https address").arg(url));
 }
 
-void tst_HttpApi::bodyBeyondTheBoundIsRefused()
+void tst_HttpApi::bodyIsKeptUpToABound()
 {
     HttpServer server([](const QByteArray& path) {
         return page("200 OK", QByteArray(path == "/large" ? 3 << 20 : 1 << 20, 'x'));
@@ -357,8 +358,8 @@ void tst_HttpApi::bodyBeyondTheBoundIsRefused()
 
     QVERIFY(get(server.url("/bound")));
     QCOMPARE(reply().size(), 1 << 20);
-    QVERIFY(!get(server.url("/large")));
-    QVERIFY2(reply().endsWith(QLatin1String(": more than 1048576 bytes")), qPrintable(reply()));
+    QVERIFY(get(server.url("/large")));
+    QCOMPARE(reply().size(), 1 << 20);
 }
 
 void tst_HttpApi::noiseInsteadOfAnAnswerIsTold()

@@ -7,6 +7,7 @@
 #include "service/KyNetworkObject.h"
 #include "service/WifiShare.h"
 
+#include <QNetworkProxy>
 #include <QSettings>
 #include <QTcpServer>
 #include <QTemporaryDir>
@@ -28,6 +29,11 @@ private slots:
     void missingSettingsFileIsRefused();
     void portsOutside1To32767AreRefused_data();
     void portsOutside1To32767AreRefused();
+    void highestPortIsAccepted();
+    void portOfTheSettingsIsCutTo16Bits();
+    void refusalsAreSilent();
+    void startAndStopAreLogged();
+    void acceptsWithoutAnApplicationProxy();
     void threadCountsOutside1To64AreRefused_data();
     void threadCountsOutside1To64AreRefused();
     void threadCountOfTheSettingsIsCutTo8Bits_data();
@@ -152,6 +158,98 @@ void tst_KyNetworkObject::portsOutside1To32767AreRefused()
 
     QVERIFY(!front.listenTcp(quint16(port), 1, 0, true));
     QVERIFY(!front.isTcpListening());
+}
+
+namespace {
+
+QStringList logged;
+
+void keepLog(QtMsgType, const QMessageLogContext&, const QString& text)
+{
+    logged << text;
+}
+
+} // namespace
+
+void tst_KyNetworkObject::highestPortIsAccepted()
+{
+    QTcpServer probe;
+    if (!probe.listen(QHostAddress::AnyIPv4, 32767))
+        QSKIP("port 32767 of this machine is in use");
+    probe.close();
+    QObject relay;
+    KyNetworkObject front(&relay);
+
+    QVERIFY(front.listenTcp(32767, 1, 0, true));
+}
+
+void tst_KyNetworkObject::portOfTheSettingsIsCutTo16Bits()
+{
+    const quint16 port = freePort();
+    QSettings settings(PublicClass::init()->settingsFile, QSettings::IniFormat);
+    settings.setValue("Server0/port", 65536 + port);
+    settings.setValue("Server0/threadCount", 1);
+    settings.sync();
+    QObject relay;
+    KyNetworkObject front(&relay);
+
+    QVERIFY(front.startTcpListenning());
+
+    RawClient client;
+    QVERIFY(client.connectTo(port));
+}
+
+void tst_KyNetworkObject::refusalsAreSilent()
+{
+    QObject relay;
+    KyNetworkObject front(&relay);
+    logged.clear();
+    QLoggingCategory::setFilterRules(QStringLiteral("ky.service=true"));
+    const auto before = qInstallMessageHandler(keepLog);
+
+    const bool isListening = front.startTcpListenning() || front.listenTcp(40000, 1, 0, true) ||
+                             front.listenTcp(freePort(), 0, 0, true);
+
+    qInstallMessageHandler(before);
+    QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false"));
+    QVERIFY(!isListening);
+    QCOMPARE(logged, QStringList());
+}
+
+void tst_KyNetworkObject::startAndStopAreLogged()
+{
+    QObject relay;
+    KyNetworkObject front(&relay);
+    const quint16 port = freePort();
+    logged.clear();
+    QLoggingCategory::setFilterRules(QStringLiteral("ky.service=true"));
+    const auto before = qInstallMessageHandler(keepLog);
+
+    front.listenTcp(port, 3, 9, true);
+    front.listenTcp(port, 3, 9, true);
+
+    qInstallMessageHandler(before);
+    QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false"));
+    const QString start = QStringLiteral("[debug][listenTcp][starting listenning : port: %1 ]");
+    const QString values = QStringLiteral("port:%1 threadCount: 3  dataSize：9]").arg(port);
+    QCOMPARE(logged, (QStringList{start.arg(port), "[debug][listenTcp][Tcp " + values,
+                                  "[debug][listenTcp][Stop listenn Tcp " + values}));
+}
+
+void tst_KyNetworkObject::acceptsWithoutAnApplicationProxy()
+{
+    const quint16 port = freePort();
+    QNetworkProxy::setApplicationProxy(
+        QNetworkProxy(QNetworkProxy::Socks5Proxy, QStringLiteral("127.0.0.1"), 1));
+    QObject relay;
+    KyNetworkObject front(&relay);
+
+    const bool isListening = front.listenTcp(port, 1, 0, true);
+
+    QNetworkProxy::setApplicationProxy(QNetworkProxy(QNetworkProxy::NoProxy));
+    QVERIFY(isListening);
+    RawClient client;
+    QVERIFY(client.connectTo(port));
 }
 
 void tst_KyNetworkObject::threadCountsOutside1To64AreRefused_data()

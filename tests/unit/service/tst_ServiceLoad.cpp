@@ -1,6 +1,8 @@
 #include "EchoService.h"
 #include "RawClient.h"
 
+#include "service/KyNetworkObject.h"
+
 #include <memory>
 
 using ky::buildFrame;
@@ -16,6 +18,7 @@ private slots:
     void threeHundredClientsLoseNoRequest();
     void hundredThousandConnectionsComeAndGo();
     void kickAndRestartUnderChurn();
+    void frontIsToggledUnderLoad();
 };
 
 namespace {
@@ -130,6 +133,82 @@ void tst_ServiceLoad::kickAndRestartUnderChurn()
     }
 
     QTRY_COMPARE(threadCount(), before);
+}
+
+namespace {
+
+/// A relay object with the daemon's front as its child, and an eye on Qt's own warnings.
+class FrontEcho : public QObject
+{
+    Q_OBJECT
+
+public:
+    KyNetworkObject* front = new KyNetworkObject(this);
+
+public slots:
+    void slotRevInterface(QString, qintptr handle, quint16 answerType, quint16 number,
+                          QByteArray data, QVariant)
+    {
+        front->sendDataToClient(handle, ky::buildFrame(answerType, number, {}, data));
+    }
+};
+
+std::atomic<int> qtWarnings{0};
+
+void countWarnings(QtMsgType type, const QMessageLogContext&, const QString& text)
+{
+    if (type != QtWarningMsg)
+        return;
+    ++qtWarnings;
+    fprintf(stderr, "%s\n", qPrintable(text));
+}
+
+quint16 freePort()
+{
+    for (quint16 port = 21000; port < 31000; ++port) {
+        QTcpServer probe;
+        if (probe.listen(QHostAddress::AnyIPv4, port))
+            return port;
+    }
+    return 0;
+}
+
+} // namespace
+
+void tst_ServiceLoad::frontIsToggledUnderLoad()
+{
+    const int before = threadCount();
+    const auto handler = qInstallMessageHandler(countWarnings);
+    const quint16 port = freePort();
+    std::atomic<bool> isOver{false};
+    std::atomic<int> served{0};
+    {
+        FrontEcho daemon;
+        const ClientThreads clients(kThreads, [&](int t) {
+            while (!isOver) {
+                RawClient client;
+                if (!client.connectTo(port, 2 + t))
+                    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+                else
+                    while (!isOver && isEchoed(client, 1, "load"))
+                        ++served;
+            }
+        });
+        bool isAlive = true;
+        for (int round = 0; round < 20 && isAlive; ++round) {
+            const int start = served;
+            isAlive = daemon.front->listenTcp(port, 1, 0, true) &&
+                      serveUntil([&] { return served > start + 200; }, 20000) &&
+                      daemon.front->listenTcp(port, 1, 0, true) && !daemon.front->isTcpListening();
+        }
+        isOver = true;
+        const bool areDone = serveUntil([&] { return clients.areDone(); }, 30000);
+        QVERIFY(isAlive);
+        QVERIFY(areDone);
+    }
+    QTRY_COMPARE(threadCount(), before);
+    qInstallMessageHandler(handler);
+    QCOMPARE(qtWarnings.load(), 0);
 }
 
 QTEST_GUILESS_MAIN(tst_ServiceLoad)

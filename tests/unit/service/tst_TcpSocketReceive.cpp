@@ -45,6 +45,8 @@ private slots:
     void relayWithoutTheSlotIsWarnedAbout();
     void announced4GiBReserveLittle();
     void logShowsTheRequestWithTheDigitTrick();
+    void logShowsTheJsonArea();
+    void lastBytesOfTheHeaderAreIgnored();
     void logHidesDataOver1024Bytes();
     void logShowsDataUpToItsFirstZero();
 
@@ -224,7 +226,8 @@ void tst_TcpSocketReceive::noiseIsDroppedByteByByteWithAWarningEach()
 
     QCOMPARE(requests().size(), size_t(1));
     QCOMPARE(logged.size(), 3);
-    QCOMPARE(logged.at(0), QStringLiteral("[warning][resolveTcpReadData][Network packet loss: 19 ]"));
+    QCOMPARE(logged.at(0),
+             QStringLiteral("[warning][resolveTcpReadData][Network packet loss: 19 ]"));
     QVERIFY(logged.at(2).contains(QStringLiteral("loss: 17 ")));
 }
 
@@ -359,6 +362,31 @@ void tst_TcpSocketReceive::logShowsTheRequestWithTheDigitTrick()
     QVERIFY2(line.endsWith(
                  QStringLiteral(": 函数:other 报文类型:7 (7)序号: 16 (22)数据区size:7: he%1llo]")),
              qPrintable(line));
+}
+
+void tst_TcpSocketReceive::logShowsTheJsonArea()
+{
+    const LogKeeper keeper;
+
+    read(buildFrame(7, 1, "{\"a\":1}", "x"));
+
+    QCOMPARE(logged.filter(QStringLiteral("jsonSize:")).value(0),
+             QStringLiteral("[debug][resolveData]>>>>>>>>>>>>>>>>>>>>>>jsonSize: 7 55543 7 "
+                            "tempJsonData: [{\"a\":1}]"));
+}
+
+void tst_TcpSocketReceive::lastBytesOfTheHeaderAreIgnored()
+{
+    QByteArray frame = buildFrame(2000, 5, {}, "d");
+    frame[10] = '\x12'; // revCommand of nothing
+    frame[14] = '\xff';
+    frame[15] = '\x7f';
+
+    read(frame);
+
+    QCOMPARE(requests().size(), size_t(1));
+    QCOMPARE(requests()[0].answerType, quint16(12000));
+    QCOMPARE(requests()[0].data, QByteArray("d"));
 }
 
 void tst_TcpSocketReceive::logHidesDataOver1024Bytes()

@@ -24,6 +24,7 @@ private slots:
     void uploadInPiecesIsWrittenAsItArrives_data();
     void uploadInPiecesIsWrittenAsItArrives();
     void incompleteJsonAreaWritesNothingYet();
+    void uploadIsLogged();
     void secondUploadEmptiesTheSameFile();
     void emptyUploadMakesAnEmptyFile();
     void fileThatCannotBeOpenedLeavesTheFrameInMemory();
@@ -115,6 +116,32 @@ void tst_Upload::incompleteJsonAreaWritesNothingYet()
 
     QCOMPARE(content(), QByteArray("data"));
     QCOMPARE(_relay->requests.size(), size_t(1));
+}
+
+namespace {
+
+QStringList logged;
+
+void keepLog(QtMsgType, const QMessageLogContext&, const QString& text)
+{
+    logged << text;
+}
+
+} // namespace
+
+void tst_Upload::uploadIsLogged()
+{
+    logged.clear();
+    QLoggingCategory::setFilterRules(QStringLiteral("ky.service.debug=true"));
+    const auto before = qInstallMessageHandler(keepLog);
+
+    read(buildFrame(5104, 1, {}, "content"));
+
+    qInstallMessageHandler(before);
+    QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false"));
+    QCOMPARE(logged.value(0),
+             QStringLiteral("[debug][resolveTcpReadData]upgradeFilePath: ") + path());
+    QCOMPARE(logged.value(1), QStringLiteral("[debug][resolveData]Save File"));
 }
 
 void tst_Upload::secondUploadEmptiesTheSameFile()
