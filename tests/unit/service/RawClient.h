@@ -23,8 +23,8 @@ public:
     RawClient(const RawClient&) = delete;
     RawClient& operator=(const RawClient&) = delete;
 
-    /// `source` is the last byte of the local address 127.0.0.x.
-    bool connectTo(quint16 port, int source = 1)
+    /// Takes a descriptor, on the local address 127.0.0.`source`.
+    bool prepare(int source = 1)
     {
         _fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
         sockaddr_in local = address(0x7f000000u + quint32(source), 0);
@@ -35,9 +35,14 @@ public:
         const timeval limit{kLimitMs / 1000, 0};
         setsockopt(_fd, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
         setsockopt(_fd, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
-        sockaddr_in peer = address(0x7f000001u, port);
-        return bind(_fd, reinterpret_cast<sockaddr*>(&local), sizeof local) == 0 &&
-               connect(_fd, reinterpret_cast<sockaddr*>(&peer), sizeof peer) == 0;
+        return bind(_fd, reinterpret_cast<sockaddr*>(&local), sizeof local) == 0;
+    }
+
+    bool connectTo(quint16 port, int source = 1)
+    {
+        const sockaddr_in peer = address(0x7f000001u, port);
+        return (_fd >= 0 || prepare(source)) &&
+               connect(_fd, reinterpret_cast<const sockaddr*>(&peer), sizeof peer) == 0;
     }
 
     bool send(const QByteArray& bytes) const

@@ -657,14 +657,17 @@ void tst_HCTcpServer::descriptorsRunningOutOnlyTurnsNewClientsAway()
     QCOMPARE(first.receiveFrame(), buildFrame(12000, 1, {}, "first"));
     rlimit before = {};
     getrlimit(RLIMIT_NOFILE, &before);
-    const rlimit tight = {rlim_t(highestDescriptor() + 80), before.rlim_max};
-
-    setrlimit(RLIMIT_NOFILE, &tight);
     {
+        // The clients' own descriptors are there beforehand: only the service runs out.
         std::vector<std::unique_ptr<RawClient>> clients;
         for (int i = 0; i < 100; ++i) {
             clients.push_back(std::make_unique<RawClient>());
-            clients.back()->connectTo(service.port());
+            QVERIFY(clients.back()->prepare());
+        }
+        const rlimit tight = {rlim_t(highestDescriptor() + 80), before.rlim_max};
+        setrlimit(RLIMIT_NOFILE, &tight);
+        for (const auto& client : clients) {
+            client->connectTo(service.port());
             QCoreApplication::processEvents();
         }
         QTest::qWait(300);
