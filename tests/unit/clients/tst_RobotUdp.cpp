@@ -76,6 +76,7 @@ private slots:
     void failedSendShowsInTheLogOnly();
     void abortedClientHearsNothing();
     void peerThatIsNotThereIsNoCrash();
+    void peerThatRefusedIsHeardLater();
 };
 
 void tst_RobotUdp::endpointReceivesOnItsPort()
@@ -326,6 +327,30 @@ void tst_RobotUdp::peerThatIsNotThereIsNoCrash()
     }
 
     QVERIFY(heard.list.isEmpty());
+}
+
+void tst_RobotUdp::peerThatRefusedIsHeardLater()
+{
+    const quint16 port = freePort();
+    RobotUdpClient client;
+    Heard<RobotUdpClient> heard(client);
+    QVERIFY(client.connectUdpSocket(QStringLiteral("127.0.0.1"), port, 0));
+    for (int i = 0; i < 3; ++i) {
+        QVERIFY(client.sendData("ask", QHostAddress::LocalHost, port));
+        QTest::qWait(10);
+    }
+    Other peer;
+    peer.socket.abort();
+    QVERIFY(peer.socket.bind(QHostAddress(QHostAddress::LocalHost), port));
+
+    // A refusal that is still to be told takes the first one.
+    for (int i = 0; i < 2; ++i)
+        client.sendData("ask", QHostAddress::LocalHost, port);
+    QCOMPARE(peer.receive(), QByteArray("ask"));
+    peer.send("answer", peer.senderPort);
+    peer.send("", peer.senderPort);
+
+    QTRY_COMPARE(heard.list, Datagrams({{0, "answer"}, {0, ""}}));
 }
 
 QTEST_GUILESS_MAIN(tst_RobotUdp)
