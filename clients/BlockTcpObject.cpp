@@ -15,9 +15,15 @@ BlockTcpObject::BlockTcpObject(QObject* parent)
 {
     _timer->setSingleShot(true);
     connect(this, &BlockTcpObject::sigDisConnectTcp, _worker, &BlockThreadTcp::disconnectSocket);
-    connect(this, &BlockTcpObject::sigSendData, _worker, &BlockThreadTcp::sendData);
+    connect(this, &BlockTcpObject::sigSendData, this, [this] { ++_sent; });
+    connect(this, &BlockTcpObject::sigSendData, _worker,
+            [this](const QVariant& commandVar, const QVariant& byteVar, int number,
+                   const QVariant& jsonVar) {
+                ++_taken;
+                _worker->sendData(commandVar, byteVar, number, jsonVar);
+            });
     connect(_worker, &BlockThreadTcp::sigDisconnected, &_inbox, [this] { emit sigDisconnected(); });
-    connect(_worker, &BlockThreadTcp::sigFinished, &_inbox, [this] { emit sigFinished(); });
+    connect(_worker, &BlockThreadTcp::sigFinished, _worker, [this] { passOnEnd(); });
     connect(this, &BlockTcpObject::sigFinished, &_eventLoop, &QEventLoop::quit);
     connect(_thread, &QThread::finished, _worker, &QObject::deleteLater);
     connect(_timer, &QTimer::timeout, this, &BlockTcpObject::slotTimeout);
@@ -60,7 +66,6 @@ bool BlockTcpObject::sendData(const QVariant& commandVar, const QVariant& byteVa
         _lastError = QStringLiteral("Event loop is running");
         return false;
     }
-    // A refused connection is told twice: what is left of the call before must not end this one.
     QCoreApplication::sendPostedEvents(&_inbox, QEvent::MetaCall);
     if (!_worker) {
         _lastError = QStringLiteral("request: the client has been released");
@@ -69,6 +74,9 @@ bool BlockTcpObject::sendData(const QVariant& commandVar, const QVariant& byteVa
     }
     _isOk = true;
     _hasEnded = false;
+    if (!_hasTimedOut)
+        _settled = _sent;
+    _hasTimedOut = false;
     _timer->start(_waitTimeout);
     emit sigSendData(commandVar, byteVar, number, jsonVar);
     _eventLoop.exec();
@@ -77,6 +85,18 @@ bool BlockTcpObject::sendData(const QVariant& commandVar, const QVariant& byteVa
     if (_isOk)
         takeResult();
     return _isOk;
+}
+
+/// In the worker's thread. A refused connection is told twice, and the second end may come when the
+/// next exchange is already waited for. It must not end that one; only the late end of an exchange
+/// that timed out does.
+void BlockTcpObject::passOnEnd()
+{
+    const auto pass = [this, exchange = _taken] {
+        if (exchange > _settled)
+            emit sigFinished();
+    };
+    QMetaObject::invokeMethod(&_inbox, pass, Qt::QueuedConnection);
 }
 
 void BlockTcpObject::takeResult()
@@ -101,6 +121,7 @@ void BlockTcpObject::slotTimeout()
     _receiveMap.insert(QStringLiteral("msg"), QStringLiteral("timeout"));
     _lastError = QStringLiteral("Tcp requst timeout");
     _isOk = false;
+    _hasTimedOut = true;
     emit sigFinished();
 }
 

@@ -76,6 +76,7 @@ protected:
 private:
     void slotTimeout();
     void takeResult();
+    void passOnEnd();
 
     BlockThreadTcp* _worker; ///< lives in _thread and goes with it
     QTimer* _timer;
@@ -90,6 +91,10 @@ private:
 
     QObject _inbox;         ///< receives the worker's signals, queued, and passes them on
     bool _hasEnded = false; ///< sigFinished() has come during the wait
+    bool _hasTimedOut = false;
+    quint64 _sent = 0;    ///< exchanges given to the worker
+    quint64 _taken = 0;   ///< exchanges that the worker has begun; its thread's own
+    quint64 _settled = 0; ///< ends of this exchange and of those before it count no longer
     std::atomic<bool> _isWriteWatched{false};
     std::atomic<bool> _isReadWatched{false};
 };
