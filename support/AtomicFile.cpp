@@ -22,8 +22,10 @@ constexpr int kMaxLinks = 40;
 class Aside
 {
 public:
-    explicit Aside(const QByteArray& target)
-        : _path(target + ".XXXXXX")
+    /// A short name of its own: one made of the target's would be too long for a target whose
+    /// name has all the 255 bytes that a name may have.
+    explicit Aside(const QByteArray& folder)
+        : _path(folder + "/.new-XXXXXX")
         , _fd(mkostemp(_path.data(), O_CLOEXEC))
     {}
     ~Aside()
@@ -113,7 +115,7 @@ bool replaceFile(const QString& path, const QByteArray& content, QString* error)
     QDir().mkpath(QFileInfo(target).absolutePath());
     const QByteArray name = QFile::encodeName(target);
 
-    Aside aside(name);
+    Aside aside(QFile::encodeName(QFileInfo(target).path()));
     if (aside.fd() < 0)
         return fail(error, "create file in folder of", target);
     if (!writeAll(aside.fd(), content))

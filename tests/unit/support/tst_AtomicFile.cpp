@@ -40,6 +40,8 @@ private slots:
     void unwritableFolderLeavesTheFile();
     void fullDiskLeavesTheFile();
     void nothingIsLeftBeside();
+    void nameMayHaveAllItsBytes_data();
+    void nameMayHaveAllItsBytes();
     void errorMayBeNull();
     void readerNeverSeesHalf();
     void writersAtTheSameTimeLeaveOneOfTheirs();
@@ -275,6 +277,30 @@ void tst_AtomicFile::nothingIsLeftBeside()
         QVERIFY(replaceFile(path("file"), QByteArray::number(i)));
 
     QCOMPARE(names(), QStringList{QStringLiteral("file")});
+}
+
+void tst_AtomicFile::nameMayHaveAllItsBytes_data()
+{
+    QTest::addColumn<int>("size");
+    QTest::addColumn<bool>("isWritten");
+
+    QTest::newRow("248") << 248 << true;
+    QTest::newRow("249") << 249 << true;
+    QTest::newRow("255") << 255 << true;
+    QTest::newRow("256") << 256 << false;
+}
+
+void tst_AtomicFile::nameMayHaveAllItsBytes()
+{
+    QFETCH(int, size);
+    const QByteArray name(size, 'n');
+    QString error;
+
+    QTEST(replaceFile(path(name), "content", &error), "isWritten");
+
+    QFile file(path(name));
+    QTEST(file.open(QIODevice::ReadOnly) && file.readAll() == "content", "isWritten");
+    QCOMPARE(names().size(), error.isEmpty() ? 1 : 0);
 }
 
 void tst_AtomicFile::errorMayBeNull()
