@@ -93,7 +93,8 @@ QString SystemNetwork::getIPV4Gateway(const char* name, char* buffer, unsigned l
             break;
         }
     }
-    return QString::fromLatin1(buffer);
+    // The buffer is the caller's and need not end in a zero.
+    return QString::fromLatin1(buffer, int(qstrnlen(buffer, uint(size))));
 }
 
 QString SystemNetwork::getMACName()
