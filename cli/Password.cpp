@@ -47,29 +47,34 @@ private:
     void (*_onTerminate)(int);
 };
 
-QByteArray readLine()
+std::optional<QString> readLine()
 {
     QByteArray line;
     char c = 0;
-    while (read(STDIN_FILENO, &c, 1) == 1 && c != '\n')
+    while (read(STDIN_FILENO, &c, 1) == 1) {
+        if (c == '\n')
+            return QString::fromUtf8(line);
         line += c;
-    return line;
+    }
+    if (line.isEmpty())
+        return std::nullopt;
+    return QString::fromUtf8(line);
 }
 
 } // namespace
 
-QString askPassword(const QString& prompt)
+std::optional<QString> askPassword(const QString& prompt)
 {
     if (isatty(STDIN_FILENO) != 1)
-        return {};
-    QByteArray line;
+        return readLine();
+    std::optional<QString> line;
     {
         const NoEcho noEcho; // before the prompt: what is typed at once is not shown either
         std::fprintf(stderr, "%s: ", prompt.toUtf8().constData());
         line = readLine();
     }
     std::fputc('\n', stderr);
-    return QString::fromUtf8(line);
+    return line;
 }
 
 } // namespace ky

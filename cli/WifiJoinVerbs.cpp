@@ -11,17 +11,18 @@ namespace ky {
 
 namespace {
 
-// The removal of the old profiles, the command itself and its waits.
-constexpr int kJoinMs = 90000;
+// The removal of some old profiles, the commands themselves (120 s for a full description) and
+// their waits.
+constexpr int kJoinMs = 200000;
 constexpr int kUpMs = 75000;
 constexpr int kQueryMs = 50000;
 
-QString passwordFor(const Invocation& call)
+std::optional<QString> passwordFor(const Invocation& call)
 {
     if (call.has("--password"))
         return call.option("--password");
     if (call.has("--open"))
-        return {};
+        return QString();
     return askPassword(QStringLiteral("Password of %1 (empty for none)").arg(call.argument(0)));
 }
 
@@ -29,8 +30,12 @@ int runConnect(Invocation& call)
 {
     if (call.argument(0).trimmed().isEmpty())
         return call.wrong(QStringLiteral("the SSID is empty"));
+    const std::optional<QString> password = passwordFor(call);
+    if (!password)
+        return call.wrong(
+            QStringLiteral("no password on standard input: give --password or --open"));
     return call.ask("wifi_connect", {{QStringLiteral("ssid"), call.argument(0)},
-                                     {QStringLiteral("password"), passwordFor(call)},
+                                     {QStringLiteral("password"), *password},
                                      {QStringLiteral("hidden"), call.has("--hidden")}});
 }
 
@@ -56,8 +61,8 @@ QString loadCertificate(const QDir& folder, QVariantMap& wifi, const QString& ke
 }
 
 /// The password that the description leaves out is asked for: that of the network, of the private
-/// key if there is one, or of the identity.
-void askMissingPassword(QVariantMap& wifi)
+/// key if there is one, or of the identity. False if none came.
+bool askMissingPassword(QVariantMap& wifi)
 {
     const bool isEnterprise = wifi.value(QStringLiteral("verification")).toBool();
     const bool hasKey = wifi.contains(QStringLiteral("802-1x.private-key"));
@@ -65,10 +70,14 @@ void askMissingPassword(QVariantMap& wifi)
     if (isEnterprise)
         key = hasKey ? QStringLiteral("802-1x.private-key-password")
                      : QStringLiteral("802-1x.password");
-    if (!wifi.contains(key))
-        wifi.insert(key, askPassword(isEnterprise && hasKey
-                                         ? QStringLiteral("Pass phrase of the private key")
-                                         : QStringLiteral("Password")));
+    if (wifi.contains(key))
+        return true;
+    const std::optional<QString> password =
+        askPassword(isEnterprise && hasKey ? QStringLiteral("Pass phrase of the private key")
+                                           : QStringLiteral("Password"));
+    if (password)
+        wifi.insert(key, *password);
+    return password.has_value();
 }
 
 /// What a description means that does not say otherwise: 802.1X, and an address by DHCP unless it
@@ -90,6 +99,8 @@ int runEnterprise(Invocation& call)
     if (json.type() != QVariant::Map)
         return call.wrong(QStringLiteral("file [%1]: not a JSON object").arg(file.fileName()));
     QVariantMap wifi = json.toMap();
+    if (wifi.value(QStringLiteral("ssid")).toString().trimmed().isEmpty())
+        return call.wrong(QStringLiteral("file [%1]: no SSID").arg(file.fileName()));
     for (const char* key : {"802-1x.ca-cert", "802-1x.client-cert", "802-1x.private-key"}) {
         const QString problem =
             loadCertificate(QFileInfo(file).absoluteDir(), wifi, QLatin1String(key));
@@ -97,7 +108,9 @@ int runEnterprise(Invocation& call)
             return call.wrong(problem);
     }
     insertDefaults(wifi);
-    askMissingPassword(wifi);
+    if (!askMissingPassword(wifi))
+        return call.wrong(
+            QStringLiteral("no password on standard input: put it into the description"));
     return call.ask("wifi_enterprise", wifi);
 }
 
@@ -108,7 +121,10 @@ int runUp(Invocation& call)
 
 int runForget(Invocation& call)
 {
-    return call.ask("wifi_forget", {{QStringLiteral("card"), call.option("--card")}});
+    QVariantMap which;
+    if (call.has("--card"))
+        which.insert(QStringLiteral("card"), call.option("--card"));
+    return call.ask("wifi_forget", which);
 }
 
 int runSsid(Invocation& call)
@@ -128,7 +144,7 @@ std::vector<Verb> wifiJoinVerbs()
     return {
         {"connect",
          "SSID",
-         "Joins a network; without --password it is asked for",
+         "Joins a network; without --password it is asked for, or read from standard input",
          {{"--password", "TEXT", "the pass phrase"},
           {"--open", "", "the network has none: do not ask"},
           {"--hidden", "", "the network does not show its name"}},

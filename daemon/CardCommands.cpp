@@ -37,6 +37,12 @@ QVariantList cards(SystemNetwork& network)
     return cards;
 }
 
+bool isRole(const QString& text)
+{
+    return text == QLatin1String("wifi") || text == QLatin1String("wired") ||
+           text == QLatin1String("internal");
+}
+
 /// One card by its name, or by its part: "wifi", "wired" or "internal".
 Answer card(SystemNetwork& network, const QVariantMap& arguments)
 {
@@ -90,10 +96,15 @@ void CardCommands::addInventory()
         return Answer::ok({{QStringLiteral("cards"), cards(network)}});
     });
     addThreadCommand(thread, "net_card", [&network](const Request& request) {
-        if (!request.arguments().contains(QStringLiteral("role")) &&
-            !request.arguments().contains(QStringLiteral("name")))
+        const QVariantMap arguments = request.arguments();
+        const QString role = arguments.value(QStringLiteral("role")).toString();
+        if (arguments.contains(QStringLiteral("role")) && !isRole(role))
+            return Answer::error(kBadArgument, QStringLiteral("role [%1]: unknown").arg(role));
+        // Without a name the tools tell of every card, and these would be mixed into one.
+        if (role.isEmpty() &&
+            arguments.value(QStringLiteral("name")).toString().trimmed().isEmpty())
             return Answer::missing(QStringLiteral("name"));
-        return card(network, request.arguments());
+        return card(network, arguments);
     });
     addThreadCommand(thread, "net_interfaces", [&network](const Request&) {
         return Answer::ok({{QStringLiteral("interfaces"), network.getAllInterfaces()}});

@@ -1,6 +1,7 @@
 #include "daemon/Daemon.h"
 
 #include "daemon/DaemonHome.h"
+#include "daemon/DaemonLog.h"
 #include "daemon/PeerExchange.h"
 #include "daemon/ServiceSink.h"
 #include "daemon/Subsystems.h"
@@ -84,6 +85,10 @@ QString Daemon::loadHost(const DaemonOptions& options)
         _settings.servers[0].port = _portOverride = options.port;
     if (!QDir::setCurrent(home))
         return QStringLiteral("home [%1]: cannot be entered").arg(home);
+    // A settings file that cannot be written stops nothing but certificates.
+    problem = addBackupFolder(settingsFile, home);
+    if (!problem.isEmpty())
+        KY_WARNING << problem;
     fillHostFields(home, _settings);
     SqliteClass* tables = SqliteClass::init();
     return tables->portCommands.isEmpty() ? tables->getLastError() : QString();

@@ -1,8 +1,12 @@
 #include "daemon/DaemonSettings.h"
 
+#include "support/AtomicFile.h"
+
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QSettings>
+#include <QTemporaryDir>
 
 namespace ky {
 
@@ -10,6 +14,8 @@ namespace {
 
 constexpr int kMaxPort = 32767;
 constexpr int kMaxThreads = 64;
+
+constexpr char kBackupKey[] = "AppInfo/networkBackup";
 
 QString rangeProblem(const QVariantMap& values, const QString& key, int cut, int highest)
 {
@@ -46,6 +52,15 @@ QString readableProblem(const QString& path)
     if (!file.open(QIODevice::ReadOnly))
         return file.errorString();
     return {};
+}
+
+/// A settings file with this one value. QSettings does the formatting, for a reader without codec.
+QByteArray textOfValue(const QString& key, const QString& value)
+{
+    const QTemporaryDir folder;
+    QFile file(folder.filePath(QStringLiteral("value.ini")));
+    QSettings(file.fileName(), QSettings::IniFormat).setValue(key, value);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 } // namespace
@@ -107,6 +122,25 @@ QString readSettings(const QString& path, DaemonSettings* settings)
         return line.arg(path, problem);
     settings->file = path;
     return {};
+}
+
+QString addBackupFolder(const QString& path, const QString& home)
+{
+    const QString key = QLatin1String(kBackupKey);
+    if (QSettings(path, QSettings::IniFormat).contains(key))
+        return {};
+    QFile file(path);
+    const QByteArray group =
+        textOfValue(key, QDir(home).absoluteFilePath(QStringLiteral("appInfo/backupFile/network")));
+    if (group.isEmpty() || !file.open(QIODevice::ReadOnly))
+        return QStringLiteral("settings file [%1]: cannot be added to").arg(path);
+    // Appended, not written by QSettings: that drops comments and knows no UTF-8. A group that
+    // stands twice is read as one.
+    QString error;
+    replaceFile(path,
+                file.readAll() + "\n; Certificates of Wi-Fi networks, an absolute path.\n" + group,
+                &error);
+    return error;
 }
 
 } // namespace ky

@@ -47,4 +47,9 @@ QString checkSettings(const QVariantMap& values, DaemonSettings* settings);
 /// Reads a settings file. Empty on success, else one line that names the file and the reason.
 QString readSettings(const QString& path, DaemonSettings* settings);
 
+/// Names a folder below `home` for the certificates of Wi-Fi networks ("AppInfo/networkBackup"),
+/// if the file names none: without one they are not kept and 802.1X fails. What the file holds
+/// stays byte for byte. Empty on success, else one line that names the file and the reason.
+QString addBackupFolder(const QString& path, const QString& home);
+
 } // namespace ky

@@ -2,6 +2,8 @@
 
 #include "network/SystemNetwork.h"
 
+#include <algorithm>
+
 namespace ky {
 
 namespace {
@@ -9,12 +11,43 @@ namespace {
 constexpr int kWifiNotJoined = 40310;
 constexpr int kNotConnected = 40311;
 constexpr int kNoSuchProfile = 40312;
+constexpr int kNoSuchWifiCard = 40313;
 
 constexpr int kUpLimitMs = 15000;
 
 QString text(const Request& request, const char* key)
 {
     return request.arguments().value(QLatin1String(key)).toString();
+}
+
+/// Whether there is an SSID to join. The operations remove the old profiles before they find out.
+bool hasSsid(const Request& request)
+{
+    return !text(request, "ssid").trimmed().isEmpty();
+}
+
+/// Whether the host has the card. What is no card's name may be a part of many lines of the list of
+/// profiles, and each of these would be removed.
+bool isCard(SystemNetwork& network, const QString& name)
+{
+    const QVariantList cards = network.getAllInterfaces();
+    return std::any_of(cards.begin(), cards.end(), [&name](const QVariant& card) {
+        return card.toMap().value(QStringLiteral("name")).toString() == name;
+    });
+}
+
+/// Removes the profiles of the card, or without one those of every Wi-Fi.
+Answer forget(SystemNetwork& network, const Request& request)
+{
+    if (!request.arguments().contains(QStringLiteral("card"))) {
+        network.deleteByConnectionType(QStringLiteral("wifi"));
+        return Answer::ok();
+    }
+    const QString card = text(request, "card");
+    if (!isCard(network, card))
+        return Answer::error(kNoSuchWifiCard, QStringLiteral("card [%1]: not found").arg(card));
+    network.deleteConnections(card);
+    return Answer::ok();
 }
 
 /// Pass phrase of the network named, or of the one in use.
@@ -48,23 +81,22 @@ void WifiCommands::addJoining()
         return Answer::of(isDone, kWifiNotJoined, network.getLastError());
     };
     addThreadCommand(thread, "wifi_connect", [&network, answer](const Request& request) {
-        const QString missing = request.firstMissing({"ssid"});
-        if (!missing.isEmpty())
-            return Answer::missing(missing);
+        if (!hasSsid(request))
+            return Answer::missing(QStringLiteral("ssid"));
         const bool isHidden = request.arguments().value(QStringLiteral("hidden")).toBool();
-        network.setLastError(QStringLiteral("the SSID is empty"));
         return answer(
             network.connectWindowWifi(text(request, "ssid"), text(request, "password"), isHidden));
     });
     addThreadCommand(thread, "wifi_connect_short", [&network, answer](const Request& request) {
-        const QString missing = request.firstMissing({"ssid"});
-        if (!missing.isEmpty())
-            return Answer::missing(missing);
+        if (!hasSsid(request))
+            return Answer::missing(QStringLiteral("ssid"));
         // The operation keeps the words of a command that failed to itself.
         network.setLastError(QStringLiteral("the network was not joined"));
         return answer(network.connectWindowWifi2(text(request, "ssid"), QString(), false));
     });
     addThreadCommand(thread, "wifi_enterprise", [&network, answer](const Request& request) {
+        if (!hasSsid(request))
+            return Answer::missing(QStringLiteral("ssid"));
         return answer(
             network.runIwconfig({{QStringLiteral("interface"), QStringLiteral("connectWifi")},
                                  {QStringLiteral("connectWifi"), request.arguments()}}));
@@ -79,14 +111,8 @@ void WifiCommands::addProfiles()
 {
     OwnThread& thread = _host->thread();
     SystemNetwork& network = _host->network();
-    addThreadCommand(thread, "wifi_forget", [&network](const Request& request) {
-        const QString card = text(request, "card");
-        if (card.isEmpty())
-            network.deleteByConnectionType(QStringLiteral("wifi"));
-        else
-            network.deleteConnections(card);
-        return Answer::ok();
-    });
+    addThreadCommand(thread, "wifi_forget",
+                     [&network](const Request& request) { return forget(network, request); });
     addThreadCommand(thread, "wifi_ssid", [&network](const Request&) {
         QString ssid;
         const bool isConnected = network.getConnectedWifiSSID(ssid);

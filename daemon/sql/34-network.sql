@@ -23,4 +23,5 @@ INSERT OR IGNORE INTO errors (code, text) VALUES
     (40303, 'no answer to the probe'),
     (40310, 'the Wi-Fi was not joined'),
     (40311, 'the wireless card is not connected'),
-    (40312, 'no such profile');
+    (40312, 'no such profile'),
+    (40313, 'no such card');

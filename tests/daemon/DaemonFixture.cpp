@@ -27,10 +27,13 @@ QString programPath(const QString& name)
     return QCoreApplication::applicationDirPath() + QStringLiteral("/../bin/") + name;
 }
 
-ProgramResult runProgram(const QString& name, const QStringList& arguments, int limitMs)
+ProgramResult runProgram(const QString& name, const QStringList& arguments, int limitMs,
+                         const QByteArray& input)
 {
     QProcess process;
     process.start(programPath(name), arguments);
+    process.write(input);
+    process.closeWriteChannel();
     ProgramResult result;
     if (!process.waitForFinished(limitMs)) {
         process.kill();
@@ -140,11 +143,12 @@ bool DaemonFixture::waitEnd(int limitMs)
     return _process.state() == QProcess::NotRunning || _process.waitForFinished(limitMs);
 }
 
-ProgramResult DaemonFixture::kyctl(const QStringList& arguments, int limitMs)
+ProgramResult DaemonFixture::kyctl(const QStringList& arguments, int limitMs,
+                                   const QByteArray& input)
 {
     return runProgram(QStringLiteral("kyctl"),
                       QStringList{QStringLiteral("--port"), QString::number(port())} + arguments,
-                      limitMs);
+                      limitMs, input);
 }
 
 void DaemonFixture::writeSettings(const QByteArray& content)

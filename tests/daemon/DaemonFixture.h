@@ -16,8 +16,9 @@ struct ProgramResult
     QVariantMap json() const;
 };
 
-/// Runs one of our programs to its end.
-ProgramResult runProgram(const QString& name, const QStringList& arguments, int limitMs = 20000);
+/// Runs one of our programs to its end; `input` is all that its standard input has.
+ProgramResult runProgram(const QString& name, const QStringList& arguments, int limitMs = 20000,
+                         const QByteArray& input = {});
 
 /// The path of one of our programs.
 QString programPath(const QString& name);
@@ -48,7 +49,8 @@ public:
     int stop(int signalNumber);
 
     /// Runs kyctl against it.
-    ProgramResult kyctl(const QStringList& arguments, int limitMs = 20000);
+    ProgramResult kyctl(const QStringList& arguments, int limitMs = 20000,
+                        const QByteArray& input = {});
 
     bool isRunning() const { return _process.state() == QProcess::Running; }
     qint64 pid() const { return _process.processId(); }

@@ -33,6 +33,13 @@ private slots:
     void passwordIsReadWithoutEcho();
     void requiredArgumentsAreNamed_data();
     void requiredArgumentsAreNamed();
+    void unknownRoleIsAnError_data();
+    void unknownRoleIsAnError();
+    void onlyACardOfTheHostIsForgotten_data();
+    void onlyACardOfTheHostIsForgotten();
+    void passwordMayComeFromAPipe_data();
+    void passwordMayComeFromAPipe();
+    void descriptionNeedsAName();
 
 private:
     QString write(const char* name, const QByteArray& content);
@@ -185,23 +192,117 @@ void tst_DaemonNetwork::passwordIsReadWithoutEcho()
 void tst_DaemonNetwork::requiredArgumentsAreNamed_data()
 {
     QTest::addColumn<QString>("command");
+    QTest::addColumn<QString>("json");
     QTest::addColumn<QByteArray>("key");
 
-    QTest::newRow("wifi_connect") << "wifi_connect" << QByteArray("ssid");
-    QTest::newRow("wifi_connect_short") << "wifi_connect_short" << QByteArray("ssid");
-    QTest::newRow("net_connect_device") << "net_connect_device" << QByteArray("name");
-    QTest::newRow("net_card") << "net_card" << QByteArray("name");
+    const auto row = [](const char* name, const char* command, const char* json, const char* key) {
+        QTest::newRow(name) << command << json << QByteArray(key);
+    };
+    row("join", "wifi_connect", "{}", "ssid");
+    row("join, empty", "wifi_connect", R"({"ssid":""})", "ssid");
+    row("join, blank", "wifi_connect", R"({"ssid":" \t"})", "ssid");
+    row("join, a list", "wifi_connect", R"({"ssid":["a","b"]})", "ssid");
+    row("join short", "wifi_connect_short", "{}", "ssid");
+    row("join short, blank", "wifi_connect_short", R"({"ssid":" "})", "ssid");
+    row("enterprise", "wifi_enterprise", R"({"password":"a"})", "ssid");
+    row("enterprise, blank", "wifi_enterprise", R"({"ssid":" ","password":"a"})", "ssid");
+    row("device", "net_connect_device", "{}", "name");
+    row("card", "net_card", "{}", "name");
+    row("card, empty", "net_card", R"({"name":""})", "name");
+    row("card, blank", "net_card", R"({"name":" "})", "name");
 }
 
 void tst_DaemonNetwork::requiredArgumentsAreNamed()
 {
     QFETCH(QString, command);
+    QFETCH(QString, json);
     QFETCH(QByteArray, key);
 
-    const ProgramResult result = _daemon->kyctl({"call", command});
+    const ProgramResult result = _daemon->kyctl({"call", command, json});
 
     QCOMPARE(result.status, 1);
     QVERIFY2(result.errors.contains("[" + key + "]"), result.errors);
+}
+
+void tst_DaemonNetwork::unknownRoleIsAnError_data()
+{
+    QTest::addColumn<QString>("json");
+
+    QTest::newRow("unknown") << R"({"role":"can"})";
+    QTest::newRow("empty") << R"({"role":""})";
+    QTest::newRow("beside a name") << R"({"role":"can","name":"lo"})";
+}
+
+void tst_DaemonNetwork::unknownRoleIsAnError()
+{
+    QFETCH(QString, json);
+
+    const ProgramResult result = _daemon->kyctl({"call", "net_card", json});
+
+    QCOMPARE(result.status, 1);
+    QVERIFY2(result.errors.contains("40002: role ["), result.errors);
+}
+
+void tst_DaemonNetwork::onlyACardOfTheHostIsForgotten_data()
+{
+    QTest::addColumn<QString>("card");
+
+    QTest::newRow("any character") << ".";
+    QTest::newRow("empty") << "";
+    QTest::newRow("blank") << " ";
+    QTest::newRow("part of a name") << "l";
+    QTest::newRow("unknown") << "nosuch0";
+}
+
+void tst_DaemonNetwork::onlyACardOfTheHostIsForgotten()
+{
+    QFETCH(QString, card);
+
+    const ProgramResult result = _daemon->kyctl({"wifi", "forget", "--card", card});
+
+    QCOMPARE(result.status, 1);
+    QVERIFY2(result.errors.contains("40313: card [" + card.toUtf8() + "]: not found"),
+             result.errors);
+}
+
+void tst_DaemonNetwork::passwordMayComeFromAPipe_data()
+{
+    QTest::addColumn<QByteArray>("input");
+    QTest::addColumn<QStringList>("verb");
+    QTest::addColumn<int>("status");
+
+    // With a password it goes on to a port where nobody answers.
+    const QStringList join{"wifi", "connect", "Net"};
+    QTest::newRow("one line") << QByteArray("secret\n") << join << 3;
+    QTest::newRow("no line feed") << QByteArray("secret") << join << 3;
+    QTest::newRow("empty line: none") << QByteArray("\n") << join << 3;
+    QTest::newRow("no line") << QByteArray() << join << 2;
+    const QStringList enterprise{"wifi", "enterprise", "a.json"};
+    QTest::newRow("enterprise, one line") << QByteArray("secret\n") << enterprise << 3;
+    QTest::newRow("enterprise, no line") << QByteArray() << enterprise << 2;
+}
+
+void tst_DaemonNetwork::passwordMayComeFromAPipe()
+{
+    QFETCH(QByteArray, input);
+    QFETCH(QStringList, verb);
+
+    const QString description = write("a.json", R"({"ssid":"a"})");
+    const ProgramResult result = runProgram(
+        "kyctl", QStringList{"--port", "1"} + verb.replaceInStrings("a.json", description), 20000,
+        input);
+
+    QTEST(result.status, "status");
+    QCOMPARE(result.errors.contains("no password on standard input"), result.status == 2);
+}
+
+void tst_DaemonNetwork::descriptionNeedsAName()
+{
+    const ProgramResult result =
+        _daemon->kyctl({"wifi", "enterprise", write("a.json", R"({"ssid":" "})")});
+
+    QCOMPARE(result.status, 2);
+    QVERIFY2(result.errors.contains("a.json]: no SSID"), result.errors);
 }
 
 QTEST_GUILESS_MAIN(tst_DaemonNetwork)

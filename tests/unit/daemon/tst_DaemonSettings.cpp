@@ -2,6 +2,7 @@
 #include "daemon/DaemonSettings.h"
 
 #include <QFile>
+#include <QSettings>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -19,6 +20,10 @@ private slots:
     void reportsGoWhereTheDaemonListens();
     void fileIsRead();
     void folderIsNoFile();
+    void backupFolderIsAddedOnce();
+    void backupFolderOfTheFileStays_data();
+    void backupFolderOfTheFileStays();
+    void backupFolderNeedsAFile();
     void defaultHomeFollowsTheUser_data();
     void defaultHomeFollowsTheUser();
 };
@@ -160,6 +165,55 @@ void tst_DaemonSettings::folderIsNoFile()
 
     QCOMPARE(ky::readSettings(folder.path(), &settings),
              QString("settings file [%1]: is a folder").arg(folder.path()));
+}
+
+void tst_DaemonSettings::backupFolderIsAddedOnce()
+{
+    const QTemporaryDir folder;
+    const QString path = folder.filePath("kyhostd.ini");
+    const QByteArray before = "; a comment\n[AppInfo]\nother=1\n[Host]\ntbxName=机器人";
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(before) == before.size());
+    file.close();
+
+    QCOMPARE(ky::addBackupFolder(path, "/home of/a, 机;器"), QString());
+    QCOMPARE(ky::addBackupFolder(path, "/another"), QString());
+
+    const QSettings settings(path, QSettings::IniFormat);
+    QCOMPARE(settings.value("AppInfo/networkBackup").toString(),
+             QString("/home of/a, 机;器/appInfo/backupFile/network"));
+    QCOMPARE(settings.value("AppInfo/other").toInt(), 1);
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    const QByteArray after = file.readAll();
+    QVERIFY(after.startsWith(before + '\n'));
+    QCOMPARE(after.count("networkBackup"), 1);
+}
+
+void tst_DaemonSettings::backupFolderOfTheFileStays_data()
+{
+    QTest::addColumn<QByteArray>("content");
+    QTest::newRow("a folder") << QByteArray("[AppInfo]\nnetworkBackup=/srv/keys\n");
+    QTest::newRow("none, on purpose") << QByteArray("[AppInfo]\nnetworkBackup=\n");
+}
+
+void tst_DaemonSettings::backupFolderOfTheFileStays()
+{
+    QFETCH(QByteArray, content);
+    const QTemporaryDir folder;
+    QFile file(folder.filePath("kyhostd.ini"));
+    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(content) == content.size());
+    file.close();
+
+    QCOMPARE(ky::addBackupFolder(file.fileName(), "/home"), QString());
+
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QCOMPARE(file.readAll(), content);
+}
+
+void tst_DaemonSettings::backupFolderNeedsAFile()
+{
+    QCOMPARE(ky::addBackupFolder("/proc/none/kyhostd.ini", "/home"),
+             QString("settings file [/proc/none/kyhostd.ini]: cannot be added to"));
 }
 
 void tst_DaemonSettings::defaultHomeFollowsTheUser_data()
