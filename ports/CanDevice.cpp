@@ -11,9 +11,13 @@
 #include <net/if.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 namespace {
+
+// A bus without a partner takes no frame at all: a write must not wait for one for ever.
+constexpr timeval kWriteLimit = {1, 0};
 
 constexpr char kSocketError[] = "Socket error: %1";
 constexpr char kIoctlError[] = "IOCTL error: %1";
@@ -66,8 +70,8 @@ void CanDevice::setLastError(const QString& text)
 
 void CanDevice::closeSocket()
 {
-    ::close(_socketId);
-    _socketId = -1;
+    // First out of sight: the loop must not read from a number that somebody else gets next.
+    ::close(_socketId.exchange(-1));
 }
 
 bool CanDevice::openCan(const QVariantMap& map)
@@ -102,6 +106,7 @@ bool CanDevice::bindTo(const QString& portName)
     ifreq request = {};
     memcpy(request.ifr_name, name.constData(), size_t(name.size()));
     ::fcntl(_socketId, F_SETFL, 0);
+    ::setsockopt(_socketId, SOL_SOCKET, SO_SNDTIMEO, &kWriteLimit, sizeof kWriteLimit);
     if (::ioctl(_socketId, SIOCGIFINDEX, &request) < 0)
         return failOpen(kIoctlError);
     sockaddr_can address = {};

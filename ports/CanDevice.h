@@ -29,7 +29,8 @@ public:
     /// Sends one frame: "frameType" (1 extended), "frameFormat" (1 remote), "frameId",
     /// "dataLength", "data" of at most 8 bytes. The length code is "dataLength" where the number
     /// of data bytes is a multiple of 8 and "dataLength" is above 0, otherwise the number of data
-    /// bytes. Blocks while the interface's send queue takes no frame.
+    /// bytes. Waits while the socket takes no frame, for a second where openCan() made it, and
+    /// fails then.
     bool writeCan(const QVariantMap& map);
 
     /// Tells the loop to stop and closes the descriptor. The map is not looked at.

@@ -36,6 +36,7 @@ private slots:
     void refusesWhatNoFrameHolds();
     void writeOnClosedDeviceFails();
     void shortWriteFails();
+    void busThatTakesNoFrameFailsInTime();
     void emptyMapFailsOnWrite();
 
     void closedDeviceDoesNotRead();
@@ -368,6 +369,34 @@ void tst_CanDevice::shortWriteFails()
                  QString("Write error[socketId:%1  ret:10]:").arg(can.socketId())),
              qPrintable(can.lastError()));
     QVERIFY(can.socketId() > 0); // still open
+}
+
+/// A bus without a partner acknowledges nothing, so nothing leaves and the socket fills up.
+void tst_CanDevice::busThatTakesNoFrameFailsInTime()
+{
+    CanBusFolder folder;
+    CanBus bus(folder.path());
+    LogTap log; // not a line for each frame
+    CanDevice can;
+    QVERIFY(can.openCan({{"portName", "can0"}}));
+    bus.accept();
+    QElapsedTimer clock;
+
+    bool isWritten = true;
+    for (int i = 0; i < 100000 && isWritten; ++i) {
+        clock.start();
+        isWritten = can.writeCan({{"frameId", 1}});
+    }
+
+    QVERIFY(!isWritten);
+    QVERIFY2(clock.elapsed() >= 500 && clock.elapsed() < 5000,
+             qPrintable(QString::number(clock.elapsed())));
+    QCOMPARE(can.lastError(), QString("Write error[socketId:%1  ret:-1]:Resource temporarily "
+                                      "unavailable")
+                                  .arg(can.socketId()));
+    QVERIFY2(can.socketId() > 0, "still open");
+    bus.receive();
+    QVERIFY2(can.writeCan({{"frameId", 2}}), "goes on once the bus takes frames again");
 }
 
 void tst_CanDevice::emptyMapFailsOnWrite()
