@@ -45,7 +45,7 @@ CanCommands::~CanCommands()
 {
     // The threads of the ports outlive everything. Told to stop, none of them can be in the middle
     // of a frame or of a warning while the process ends: at most it stays blocked in its read.
-    _thread.call([this] {
+    _thread.end([this] {
         _ticket = {};
         for (const QString& name : qAsConst(_openedNames))
             emit _can->sigClose({{QStringLiteral("portName"), name}});

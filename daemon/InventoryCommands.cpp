@@ -19,7 +19,7 @@ InventoryCommands::InventoryCommands(const DaemonContext& context)
 
 InventoryCommands::~InventoryCommands()
 {
-    _thread.call([this] {
+    _thread.end([this] {
         _audio.reset();
         _inventory.reset();
     });

@@ -22,7 +22,7 @@ NetworkHost::NetworkHost(FrameCourier& courier)
 
 NetworkHost::~NetworkHost()
 {
-    _thread.call([this] { _network.reset(); });
+    _thread.end([this] { _network.reset(); });
 }
 
 } // namespace ky

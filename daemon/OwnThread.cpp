@@ -12,7 +12,7 @@ OwnThread::OwnThread(const QString& name)
 
 OwnThread::~OwnThread()
 {
-    call([] {});
+    end([] {});
     _thread.quit();
     _thread.wait();
     delete _context;
@@ -25,7 +25,19 @@ void OwnThread::call(const std::function<void()>& work)
 
 void OwnThread::post(std::function<void()> work)
 {
-    QMetaObject::invokeMethod(_context, std::move(work), Qt::QueuedConnection);
+    QMetaObject::invokeMethod(
+        _context,
+        [this, work = std::move(work)] {
+            if (!_isEnding)
+                work();
+        },
+        Qt::QueuedConnection);
+}
+
+void OwnThread::end(const std::function<void()>& work)
+{
+    _isEnding = true;
+    call(work);
 }
 
 } // namespace ky

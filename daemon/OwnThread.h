@@ -3,14 +3,15 @@
 #include <QObject>
 #include <QThread>
 
+#include <atomic>
 #include <functional>
 
 namespace ky {
 
 /// A thread with an event loop for objects whose operations block, such as those that run host
-/// commands. Objects that are made by call() live there; destroy them by call(), too.
+/// commands. Objects that are made by call() live there; destroy them by end().
 ///
-/// The destructor waits until what was posted has run, so it blocks as long as that takes.
+/// The destructor waits for the work in progress; what was posted and has not begun is dropped.
 class OwnThread
 {
 public:
@@ -23,10 +24,14 @@ public:
     void call(const std::function<void()>& work);
     /// Runs it there, in the order of the calls, and returns at once.
     void post(std::function<void()> work);
+    /// Drops what was posted and has not begun, then runs `work` there and waits for its end. Work
+    /// that is posted later is dropped, too.
+    void end(const std::function<void()>& work);
 
 private:
     QThread _thread;
     QObject* _context;
+    std::atomic<bool> _isEnding{false}; // set by the owner, read by posted work
 };
 
 } // namespace ky

@@ -46,7 +46,7 @@ SerialCommands::SerialCommands(const DaemonContext& context)
 
 SerialCommands::~SerialCommands()
 {
-    _thread.call([this] {
+    _thread.end([this] {
         _talk.reset();
         _port.reset();
     });

@@ -39,7 +39,7 @@ TimeCommands::~TimeCommands()
 {
     bool isGone = false;
     while (!isGone) {
-        _thread.call([this, &isGone] {
+        _thread.end([this, &isGone] {
             isGone = _waiting == 0;
             if (isGone)
                 _ntp.reset();

@@ -1,5 +1,6 @@
 #include "daemon/Daemon.h"
 #include "daemon/DaemonHome.h"
+#include "daemon/EndLimit.h"
 #include "daemon/SignalPipe.h"
 
 #include <QCommandLineParser>
@@ -15,6 +16,10 @@ namespace {
 
 constexpr int kFailed = 1;
 constexpr int kUsage = 2;
+
+// Above the longest that one request is meant to take (setting up 32 CAN ports), below the patience
+// of service managers.
+constexpr unsigned kEndLimitS = 60;
 
 int complain(const QString& line, int status)
 {
@@ -101,5 +106,7 @@ int main(int argc, char** argv)
     std::printf("kyhostd: ready on ports %d, %d, %d; home %s\n", servers[0].port, servers[1].port,
                 servers[2].port, QDir::currentPath().toUtf8().constData());
     std::fflush(stdout);
-    return QCoreApplication::exec();
+    const int status = QCoreApplication::exec();
+    ky::limitEnd(kEndLimitS);
+    return status;
 }

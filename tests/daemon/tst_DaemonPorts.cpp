@@ -1,4 +1,5 @@
 #include "DaemonFixture.h"
+#include "FrameClient.h"
 
 #include "canbus/CanBus.h"
 #include "pty/Pty.h"
@@ -34,11 +35,14 @@ private slots:
     void savesAndRemovesCanPorts();
     void daemonEndsWhileFramesPourIn();
     void daemonEndsWhileReadsFail();
+    void daemonEndsWhileTheBusTakesNoFrame();
     void wrongWordsAreUsageErrors_data();
     void wrongWordsAreUsageErrors();
 };
 
 namespace {
+
+constexpr int kCanSend = 2203;
 
 /// A program that goes on while the test acts.
 class Watcher
@@ -479,6 +483,30 @@ void tst_DaemonPorts::daemonEndsWhileReadsFail()
 
     QVERIFY(QTest::qWaitFor(
         [&] { return daemon.errorText().contains("Incomplete CAN frame received"); }, 5000));
+    QCOMPARE(daemon.kyctl({"version"}).status, 0);
+    QCOMPARE(daemon.stop(SIGTERM), 0);
+}
+
+void tst_DaemonPorts::daemonEndsWhileTheBusTakesNoFrame()
+{
+    CanDaemon daemon;
+    QVERIFY2(daemon.isReady(), qPrintable(daemon.errorText()));
+    CanBus bus(daemon.path());
+    QVERIFY(isOk(call(daemon, "can_open", {{"portName", "can0"}})));
+    bus.accept();
+    FrameClient client(daemon.port());
+
+    // More than the bus takes; each of the rest would wait for its second.
+    for (int i = 0; i < 1000; ++i)
+        client.send(kCanSend, i, R"({"portName":"can0","frameId":1})");
+    WireFrame answer;
+    do
+        answer = client.receive();
+    while (answer.isValid && answer.code() == 0);
+
+    QCOMPARE(answer.code(), 40201);
+    QVERIFY2(answer.errorText().endsWith("ret:-1]:Resource temporarily unavailable"),
+             qPrintable(answer.errorText()));
     QCOMPARE(daemon.kyctl({"version"}).status, 0);
     QCOMPARE(daemon.stop(SIGTERM), 0);
 }
