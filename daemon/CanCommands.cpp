@@ -1,10 +1,13 @@
 #include "daemon/CanCommands.h"
 
+#include "daemon/CanRequest.h"
 #include "daemon/HexText.h"
 #include "host/PublicClass.h"
 #include "ports/CanObject.h"
 
 #include <QDir>
+
+#include <net/if.h>
 
 namespace ky {
 
@@ -19,8 +22,9 @@ enum CanError
 
 constexpr char kPortFile[] = "appInfo/backupFile/canConfig.json";
 
-// Every name that is opened gets a thread that stays. No controller has this many channels; a
-// client that tries names out would take all threads of the process.
+// Every name that is opened gets a thread that stays, and every port that is set up takes seconds.
+// No controller has this many channels; a client that tries names out would take all threads of the
+// process.
 constexpr int kMostCanPorts = 32;
 
 /// A frame as the event carries it: JSON holds text, so the bytes are in hexadecimal.
@@ -110,14 +114,22 @@ void CanCommands::start(const Request& request, const Ticket& ticket, const QVar
     });
 }
 
+/// The interfaces of the host are few: names that are none must not lock them out.
+bool CanCommands::isAdmitted(const QString& name) const
+{
+    return _openedNames.size() < kMostCanPorts || _openedNames.contains(name) ||
+           ::if_nametoindex(name.toUtf8().constData()) != 0;
+}
+
 void CanCommands::open(const Request& request, const Ticket& ticket)
 {
     const QVariantMap map = request.arguments();
     const QString name = map.value(QStringLiteral("portName")).toString();
-    if (!_openedNames.contains(name) && _openedNames.size() >= kMostCanPorts) {
-        ticket.answer(Answer::error(kTooManyCanPorts,
-                                    QStringLiteral("CAN port [%1]: %2 others have been opened")
-                                        .arg(name, QString::number(kMostCanPorts))));
+    if (!isAdmitted(name)) {
+        ticket.answer(Answer::error(
+            kTooManyCanPorts, QStringLiteral("CAN port [%1]: no such interface, and %2 other names "
+                                             "have been tried")
+                                  .arg(name, QString::number(kMostCanPorts))));
         return;
     }
     if (map.contains(QStringLiteral("portName")))
@@ -128,14 +140,13 @@ void CanCommands::open(const Request& request, const Ticket& ticket)
 void CanCommands::send(const Request& request, const Ticket& ticket)
 {
     QVariantMap map = request.arguments();
-    const QString hex = map.value(QStringLiteral("data")).toString();
-    const auto data = bytesOfHex(hex);
-    if (!data) {
-        ticket.answer(Answer::error(
-            kBadArgument, QStringLiteral("argument [data]: not hexadecimal: %1").arg(hex)));
+    const QString problem = canRequestProblem(map);
+    if (map.contains(QStringLiteral("portName")) && !problem.isEmpty()) {
+        ticket.answer(Answer::error(kBadArgument, problem));
         return;
     }
-    map.insert(QStringLiteral("data"), *data);
+    QVariant& data = map[QStringLiteral("data")];
+    data = bytesOfHex(data.toString()).value_or(QByteArray());
     start(request, ticket, map,
           [](CanObject& can, const QVariantMap& map) { emit can.sigWrite(map); });
 }
@@ -158,9 +169,12 @@ Answer CanCommands::config(const Request& request)
 Answer CanCommands::savePorts(const Request& request)
 {
     const QVariantMap map = request.arguments();
+    const QVariantList ports = map.value(QStringLiteral("ports")).toList();
+    if (ports.size() > kMostCanPorts)
+        return Answer::error(kBadArgument,
+                             QStringLiteral("argument [ports]: more than %1").arg(kMostCanPorts));
     const bool isSaved =
-        _can->saveCanPortsToFile(map.value(QStringLiteral("ports")).toList(),
-                                 map.value(QStringLiteral("applyConfig")).toBool());
+        _can->saveCanPortsToFile(ports, map.value(QStringLiteral("applyConfig")).toBool());
     return Answer::of(isSaved, kCanFileFailed, _can->lastError());
 }
 

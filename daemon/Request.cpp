@@ -11,6 +11,12 @@ QVariantMap Request::arguments() const
     return parseJson(data).toMap();
 }
 
+QByteArray Request::payload() const
+{
+    const bool isArguments = !json.isValid() && parseJson(data).type() == QVariant::Map;
+    return isArguments ? QByteArray() : data;
+}
+
 QString Request::firstMissing(std::initializer_list<const char*> keys) const
 {
     const QVariantMap given = arguments();

@@ -22,6 +22,9 @@ struct Request
     /// of the data area. Empty if there is neither.
     QVariantMap arguments() const;
 
+    /// The data area, unless the arguments came in it.
+    QByteArray payload() const;
+
     /// The first of the keys that the arguments lack; empty if all are there.
     QString firstMissing(std::initializer_list<const char*> keys) const;
 };

@@ -26,12 +26,20 @@ std::optional<QByteArray> bytesToSend(const Request& request)
     const QVariantMap arguments = request.arguments();
     if (arguments.contains(QStringLiteral("data")))
         return bytesOfHex(arguments.value(QStringLiteral("data")).toString());
-    return request.data;
+    return request.payload();
 }
 
-Answer notHexadecimal()
+/// Answers for bytes that cannot be sent.
+Answer notToSend(const std::optional<QByteArray>& bytes)
 {
-    return Answer::error(kBadArgument, QStringLiteral("argument [data]: not hexadecimal"));
+    return bytes ? Answer::missing(QStringLiteral("data"))
+                 : Answer::error(kBadArgument, QStringLiteral("argument [data]: not hexadecimal"));
+}
+
+/// Why an open or a closed port did not do its work, where it has no text of its own.
+QString serialText(const SystemSerialPort& port, const char* openText)
+{
+    return port.isPortOpen() ? QLatin1String(openText) : QLatin1String("serial port: closed");
 }
 
 } // namespace
@@ -77,10 +85,9 @@ void SerialCommands::registerPort()
     });
     addThreadCommand(_thread, "serial_write", [this](const Request& request) {
         const auto bytes = bytesToSend(request);
-        if (!bytes)
-            return notHexadecimal();
-        // The port has no text of its own for this.
-        _port->setLastError(QStringLiteral("serial port: closed"));
+        if (!bytes || bytes->isEmpty())
+            return notToSend(bytes);
+        _port->setLastError(serialText(*_port, "serial port: not all bytes were taken"));
         const bool isSent = _port->writeToSerialPort(*bytes);
         return Answer::of(isSent, kNotSent, _port->getLastError());
     });
@@ -114,15 +121,15 @@ void SerialCommands::exchange(const Request& request, const Ticket& ticket)
 {
     const auto bytes = bytesToSend(request);
     if (!bytes || bytes->isEmpty()) {
-        ticket.answer(bytes ? Answer::missing(QStringLiteral("data")) : notHexadecimal());
+        ticket.answer(notToSend(bytes));
         return;
     }
     _thread.post([=] {
         _port->setRequstHandle(request.handle);
         _port->setRequstNumber(request.number);
-        _talk->exchange(*bytes, [ticket](const QByteArray& answer) {
-            ticket.answer(Answer::of(!answer.isEmpty(), kNoSerialAnswer,
-                                     QStringLiteral("serial port: no answer"),
+        const QString failure = serialText(*_port, "serial port: no answer");
+        _talk->exchange(*bytes, [ticket, failure](const QByteArray& answer) {
+            ticket.answer(Answer::of(!answer.isEmpty(), kNoSerialAnswer, failure,
                                      {{QStringLiteral("data"), hexOfBytes(answer)}}));
         });
     });

@@ -24,6 +24,8 @@ private slots:
     void openingTimeAndAgainLeavesThePortOpen();
     void openingTheOpenPortAgainLeavesItOpen();
     void serialErrorsAreTold();
+    void argumentsAreNoBytesToSend_data();
+    void argumentsAreNoBytesToSend();
     void savesAndRemovesSerialPorts();
 
     void kernelWithoutCanIsTold();
@@ -43,6 +45,7 @@ private slots:
 namespace {
 
 constexpr int kCanSend = 2203;
+constexpr int kSerialWrite = 2212;
 
 /// A program that goes on while the test acts.
 class Watcher
@@ -70,6 +73,7 @@ public:
         return _process.state() == QProcess::NotRunning || _process.waitForFinished(20000);
     }
     QByteArray output() { return _output += _process.readAll(); }
+    int status() const { return _process.exitCode(); }
 
 private:
     QProcess _process;
@@ -161,15 +165,18 @@ void tst_DaemonPorts::deviceThatNeverAnswersIsAnError()
     QVERIFY2(daemon.start(), qPrintable(daemon.errorText()));
     Pty pty;
     QCOMPARE(daemon.kyctl({"serial", "open", pty.path()}).status, 0);
-    Watcher exchange(daemon, {"serial", "exchange", "--text", "anyone?"});
+    Watcher exchange(daemon, {"--json", "serial", "exchange", "--text", "anyone?"});
     QCOMPARE(pty.read(7), QByteArray("anyone?"));
 
     QVERIFY2(daemon.kyctl({"version"}).status == 0, "others are served meanwhile");
     QVERIFY(exchange.waitEnd());
 
+    QCOMPARE(exchange.status(), 1);
+    const QVariantMap told = QJsonDocument::fromJson(exchange.output()).toVariant().toMap();
+    QCOMPARE(told["ret_code"].toInt(), 40213);
+    QCOMPARE(told["err_msg"].toString(), QString("serial port: no answer"));
     const QVariantMap answer = call(daemon, "serial_exchange");
     QCOMPARE(answer["ret_code"].toInt(), 40002); // without data there is nothing to send
-    QVERIFY(exchange.output().isEmpty());
 }
 
 void tst_DaemonPorts::watchesAndWritesOnASerialLine()
@@ -260,7 +267,46 @@ void tst_DaemonPorts::serialErrorsAreTold()
     QCOMPARE(call(daemon, "serial_open")["ret_code"].toInt(), 40002);
     QCOMPARE(call(daemon, "serial_write", {{"data", "0"}})["ret_code"].toInt(), 40002);
     QCOMPARE(call(daemon, "serial_exchange", {{"data", "xy"}})["ret_code"].toInt(), 40002);
-    QCOMPARE(call(daemon, "serial_exchange", {{"data", "00"}})["ret_code"].toInt(), 40213);
+    QCOMPARE(call(daemon, "serial_write")["err_msg"].toString(),
+             QString("argument [data]: missing"));
+    const QVariantMap noLine = call(daemon, "serial_exchange", {{"data", "00"}});
+    QCOMPARE(noLine["ret_code"].toInt(), 40213);
+    QCOMPARE(noLine["err_msg"].toString(), QString("serial port: closed"));
+}
+
+void tst_DaemonPorts::argumentsAreNoBytesToSend_data()
+{
+    QTest::addColumn<QByteArray>("json");
+    QTest::addColumn<QByteArray>("data");
+    QTest::addColumn<int>("code");
+    QTest::addColumn<QByteArray>("sent");
+
+    QTest::newRow("arguments in the data area")
+        << QByteArray() << QByteArray(R"({"data":"6162"})") << 0 << QByteArray("ab");
+    QTest::newRow("mistyped key in the data area")
+        << QByteArray() << QByteArray(R"({"dta":"6162"})") << 40002 << QByteArray();
+    QTest::newRow("bytes alone") << QByteArray() << QByteArray("{ab") << 0 << QByteArray("{ab");
+    QTest::newRow("a list is no map of arguments")
+        << QByteArray() << QByteArray("[1]") << 0 << QByteArray("[1]");
+    QTest::newRow("bytes beside arguments")
+        << QByteArray("{}") << QByteArray("{}") << 0 << QByteArray("{}");
+}
+
+void tst_DaemonPorts::argumentsAreNoBytesToSend()
+{
+    QFETCH(QByteArray, json);
+    QFETCH(QByteArray, data);
+    QFETCH(QByteArray, sent);
+    DaemonFixture daemon;
+    QVERIFY2(daemon.start(), qPrintable(daemon.errorText()));
+    Pty pty;
+    QVERIFY(isOk(call(daemon, "serial_open", lineRequest(pty.path()))));
+    FrameClient client(daemon.port());
+
+    QTEST(client.ask(kSerialWrite, json, data).code(), "code");
+
+    QCOMPARE(client.ask(kSerialWrite, {}, "|").code(), 0);
+    QCOMPARE(pty.read(sent.size() + 1), sent + "|");
 }
 
 void tst_DaemonPorts::savesAndRemovesSerialPorts()
@@ -379,17 +425,25 @@ void tst_DaemonPorts::canErrorsAreTold_data()
         "[%1] Not opened");
     row("close of a port never opened", "can_close", {{"portName", "can5"}}, 40201,
         "[%1] Not opened");
-    row("no hexadecimal", "can_send", {{"portName", "can0"}, {"data", "xx"}}, 40002,
+    row("send without a name", "can_send", {{"frameId", 1}}, 40002, "argument [portName]: missing");
+    row("no hexadecimal", "can_send", {{"portName", "can0"}, {"frameId", 1}, {"data", "xx"}}, 40002,
         "argument [data]: not hexadecimal: xx");
-    row("too much data", "can_send", {{"portName", "can0"}, {"data", "000102030405060708"}}, 40201,
+    row("too much data", "can_send",
+        {{"portName", "can0"}, {"frameId", 1}, {"data", "000102030405060708"}}, 40201,
         "CAN data [9 bytes]: a frame holds at most 8");
-    row("length code", "can_send",
-        {{"portName", "can0"}, {"data", "0001020304050607"}, {"dataLength", 9}}, 40201,
-        "CAN length code [9]: a frame holds at most 8");
+    row("no identifier", "can_send", {{"portName", "can0"}}, 40002, "argument [frameId]: missing");
+    row("identifier of 12 bits", "can_send", {{"portName", "can0"}, {"frameId", 0x800}}, 40002,
+        "argument [frameId]: not a whole number from 0 to 2047");
+    row("length code", "can_send", {{"portName", "can0"}, {"frameId", 1}, {"dataLength", 260}},
+        40002, "argument [dataLength]: not a whole number from 0 to 8");
     row("baud rate", "can_config", {{"portName", "can0"}, {"baudRate", "fast"}}, 40002,
         "argument [baudRate]: not a number");
     row("baud rate missing", "can_config", {{"portName", "can0"}}, 40002,
         "argument [baudRate]: missing");
+    row("more ports than a host has", "can_ports_save",
+        {{"ports",
+          QVariantList::fromVector(QVector<QVariant>(33, QVariantMap{{"portName", "x"}}))}},
+        40002, "argument [ports]: more than 32");
     row("list of another type", "can_ports_save", {{"ports", "can0"}}, 40202, "list is empty");
 }
 
@@ -424,7 +478,12 @@ void tst_DaemonPorts::namesTriedOutDoNotTakeAllThreads()
     for (int i = 0; i < 32; ++i)
         QCOMPARE(call(daemon, "can_open", {{"portName", QString::number(i)}})["ret_code"].toInt(),
                  40201);
-    QCOMPARE(call(daemon, "can_open", {{"portName", "one more"}})["ret_code"].toInt(), 40203);
+    const QVariantMap refused = call(daemon, "can_open", {{"portName", "one more"}});
+    QCOMPARE(refused["ret_code"].toInt(), 40203);
+    QCOMPARE(refused["err_msg"].toString(),
+             QString("CAN port [one more]: no such interface, and 32 other names have been tried"));
+    QVERIFY2(call(daemon, "can_open", {{"portName", "lo"}})["ret_code"].toInt() == 40201,
+             "an interface of the host reaches the port, which says that it has no CAN");
     QCOMPARE(call(daemon, "can_open", {{"portName", "7"}})["ret_code"].toInt(), 40201);
     QCOMPARE(daemon.stop(SIGTERM), 0);
 }
