@@ -22,7 +22,7 @@ QString barOf(const QString& share)
     const int percent = share.section(QLatin1Char('%'), 0, 0).toInt(&isNumber);
     if (!isNumber)
         return {};
-    const int full = qBound(0, (percent * kBarWidth + 99) / 100, kBarWidth);
+    const int full = (qBound(0, percent, 100) * kBarWidth + 99) / 100;
     return QString(full, QLatin1Char('#')) + QString(kBarWidth - full, QLatin1Char('.'));
 }
 

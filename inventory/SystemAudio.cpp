@@ -71,7 +71,7 @@ bool SystemAudio::setAudioOutputDevice(const QVariantMap& request)
             setLastError(QStringLiteral("Set volume failed:%1").arg(output));
         return isSet;
     }
-    // Neither failure is worded: the daemon tells the two apart by the state that it reads back.
+    // Neither failure is worded; the last error stays whatever it was.
     return host->processCmd(ky::shellLine(board().setVolume, *volume), output, kLimitMs, true) &&
            host->processCmd(QLatin1String(board().store), output, kLimitMs, true);
 }
