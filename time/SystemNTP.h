@@ -19,7 +19,8 @@ class QUdpSocket;
 /// far off; it has no time limit for a reply, the next exchange replaces a lost one.
 ///
 /// Thread: that of the object, which needs an event loop. Every command blocks it for up to 20 s,
-/// ntpTime() for up to 5 s; setTimeConfig() may run the event loop itself.
+/// ntpTime() as long as the host's resolver takes for the server's name: the limit of 5 s counts
+/// from there. setTimeConfig() may run the event loop itself.
 /// Errors: nothing throws. After false or an empty result getLastError() has the words of the
 /// command that failed. A script command that fails only sets the last error.
 /// Settings: group NTP of "appInfo/setting/WirelessCard.ini" in the working directory.
@@ -30,15 +31,19 @@ class Q_DECL_EXPORT SystemNTP : public BaseObject
 public:
     /// Loads the settings, switches the host's own synchronisation off (or tells the script to
     /// take over, or not to) and makes the first exchange if the settings ask for it. Blocks as
-    /// long as its commands (20 s each) and the connecting (5 s) take.
+    /// long as its commands (20 s each) and the resolving of the server's name take.
     explicit SystemNTP(QObject* parent = nullptr);
     /// Ends a running exchange without a signal.
     ~SystemNTP() override;
 
     /// Sends one request and starts the timer for the next ones, every `interval` minutes
-    /// (0: none). False if the server's name cannot be resolved within 5 s: the timer is then left
-    /// as it was. The reply arrives later: sigSetTimeFinished().
+    /// (0: none). False if the server's name cannot be resolved: the timer is then left as it was.
+    /// An address takes no time, a name as long as the resolver's own limits allow. The reply
+    /// arrives later: sigSetTimeFinished().
     bool ntpTime(const QString& url, unsigned short port, unsigned int interval);
+
+    /// Whether the exchange that was begun last has set the clock by now.
+    bool isClockSet() const;
 
     /// Sets the system clock, to the millisecond, and tells the host that its hardware clock runs
     /// in UTC. An invalid time is passed on as an empty text, which the tool refuses. The flag
@@ -102,4 +107,5 @@ private:
     QMutex _ntpMutex;
     QByteArray _originBytes;
     qint64 _offsetMs = 0;
+    bool _isClockSet = false;
 };

@@ -30,6 +30,7 @@ QByteArray readLastDatagram(QUdpSocket& socket)
 bool SystemNTP::ntpTime(const QString& url, unsigned short port, unsigned int interval)
 {
     _udpErrorString.clear();
+    _isClockSet = false;
     if (_ntpUdpSocket)
         _ntpUdpSocket->abort();
     else
@@ -39,6 +40,7 @@ bool SystemNTP::ntpTime(const QString& url, unsigned short port, unsigned int in
     _timeSyncInterval = interval;
     _ntpUdpSocket->connectToHost(_ntpTimeServerUrl, port, QIODevice::ReadWrite,
                                  QAbstractSocket::AnyIPProtocol);
+    // Begins by resolving the name, which blocks as long as the resolver likes.
     if (!_ntpUdpSocket->waitForConnected(kConnectLimitMs)) {
         _udpErrorString = QStringLiteral("Connected time out");
         setLastError(_udpErrorString);
@@ -96,6 +98,11 @@ bool SystemNTP::synchronise(const QString& url, unsigned short port, unsigned in
     return true;
 }
 
+bool SystemNTP::isClockSet() const
+{
+    return _isClockSet;
+}
+
 void SystemNTP::connectsucess()
 {
     NTPPackage request;
@@ -136,6 +143,6 @@ void SystemNTP::readingDataGrams()
     KY_INFO << "[offset:" << _offsetMs << "ms]";
     QDateTime now;
     now.setMSecsSinceEpoch(QDateTime::currentMSecsSinceEpoch() + _offsetMs);
-    setSystemTime(now, true);
+    _isClockSet = setSystemTime(now, true);
     emit sigSetTimeFinished();
 }

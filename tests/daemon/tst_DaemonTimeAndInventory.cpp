@@ -2,10 +2,31 @@
 #include "SimulatedHost.h"
 #include "TimeServer.h"
 
+#include <QSettings>
 #include <QtTest>
 
 #include <csignal>
 #include <memory>
+#include <vector>
+
+namespace {
+
+constexpr qint64 kYearMs = 365LL * 86400 * 1000;
+constexpr int kClientLimitMs = 20000;
+
+/// For 256 seconds in every 18 hours a byte of the seconds is zero and every request is cut. The
+/// daemon has the machine's clock, so that time has to pass.
+void waitUntilRequestsAreWhole()
+{
+    const qint64 seconds = QDateTime::currentSecsSinceEpoch() + 2208988800;
+    const qint64 intoCut = seconds % 65536;
+    if (intoCut < 256)
+        QTest::qWait(int(256 - intoCut) * 1000);
+    else if (intoCut > 65536 - 10)
+        QTest::qWait(int(65536 + 256 - intoCut) * 1000);
+}
+
+} // namespace
 
 /// Clock, sound and inventory through the real daemon and client, on a simulated host.
 class tst_DaemonTimeAndInventory : public QObject
@@ -24,6 +45,16 @@ private slots:
     void unknownServerIsAnError();
     void exchangeWithoutAReplyIsAnError();
     void waitingRequestDoesNotHoldTheEnd();
+    void laterRequestStandsOverOneThatWaits();
+    void requestsThatWaitEndInTheirOrder();
+    void exchangeSetsTheClockAndKeepsTheInterval();
+    void exchangeWithAnInvalidReplyIsMadeAgain();
+    void exchangeWithoutAValidReplyIsAnError();
+    void exchangeThatCannotSetTheClockIsAnError();
+    void exchangeIsRefusedWhereTheScriptKeepsTheClock();
+    void stateThatCannotBeReadLeavesTheTimerRunning();
+    void zonesThatCannotBeListedAreAnError();
+    void requestWithoutAZoneIsRefused_data();
     void requestWithoutAZoneIsRefused();
 
     void volumeIsSetAndShown();
@@ -31,6 +62,7 @@ private slots:
     void volumeOutOfRangeIsRefused();
     void mixerThatFailsIsNotExplainedByAnEarlierError();
     void cardBecomesTheDefault();
+    void cardThatIsNoIndexIsRefused_data();
     void cardThatIsNoIndexIsRefused();
     void devicesAreNone();
     void hardwareIsShown();
@@ -38,6 +70,13 @@ private slots:
 
 private:
     ProgramResult kyctl(const QStringList& arguments) { return _daemon->kyctl(arguments); }
+    std::unique_ptr<QProcess> startKyctl(const QStringList& arguments);
+    /// The event loop runs meanwhile: a server of this thread can answer.
+    ProgramResult kyctlServed(const QStringList& arguments);
+    ProgramResult setAutomatic(const TimeServer& server, const QString& minutes);
+    std::unique_ptr<QProcess> startSilentRequest(const TimeServer& server);
+    void startDaemon(const QString& hostGroup);
+    qint64 hostOffsetMs() const { return _host->get("clock.offsetMs").toLongLong(); }
 
     std::unique_ptr<SimulatedHost> _host;
     std::unique_ptr<DaemonFixture> _daemon;
@@ -49,11 +88,55 @@ void tst_DaemonTimeAndInventory::init()
         _host->reset();
         return;
     }
+    startDaemon("version=1.2.3\ntbxName=TBX\n");
+}
+
+void tst_DaemonTimeAndInventory::startDaemon(const QString& hostGroup)
+{
     _daemon.reset();
     _host = std::make_unique<SimulatedHost>();
     _daemon = std::make_unique<DaemonFixture>();
     _daemon->runUnder({programPath("hostsim"), "run", "--state", _host->folder(), "--"});
-    QVERIFY2(_daemon->start("version=1.2.3\ntbxName=TBX\n"), qPrintable(_daemon->errorText()));
+    QString group = hostGroup;
+    group.replace("SCRIPT", _host->platformScript());
+    QVERIFY2(_daemon->start(group), qPrintable(_daemon->errorText()));
+}
+
+std::unique_ptr<QProcess> tst_DaemonTimeAndInventory::startKyctl(const QStringList& arguments)
+{
+    auto client = std::make_unique<QProcess>();
+    client->start(programPath("kyctl"),
+                  QStringList{"--port", QString::number(_daemon->port())} + arguments);
+    return client;
+}
+
+ProgramResult tst_DaemonTimeAndInventory::kyctlServed(const QStringList& arguments)
+{
+    const std::unique_ptr<QProcess> client = startKyctl(arguments);
+    ProgramResult result;
+    if (QTest::qWaitFor([&client] { return client->state() == QProcess::NotRunning; },
+                        kClientLimitMs))
+        result.status = client->exitCode();
+    result.output = client->readAllStandardOutput();
+    result.errors = client->readAllStandardError();
+    return result;
+}
+
+ProgramResult tst_DaemonTimeAndInventory::setAutomatic(const TimeServer& server,
+                                                       const QString& minutes)
+{
+    return kyctlServed({"time", "set", "--zone", "Etc/UTC", "--auto", "--server",
+                        QStringLiteral("127.0.0.1:%1").arg(server.port()), "--interval", minutes});
+}
+
+/// A request that makes one exchange with a silent server, and waits without a time limit.
+std::unique_ptr<QProcess> tst_DaemonTimeAndInventory::startSilentRequest(const TimeServer& server)
+{
+    return startKyctl({"call", "time_set",
+                       QStringLiteral("{\"timezone\":\"Etc/UTC\",\"isAuto\":true,"
+                                      "\"url\":\"127.0.0.1\",\"port\":%1,"
+                                      "\"timeSyncInterval\":0}")
+                           .arg(server.port())});
 }
 
 void tst_DaemonTimeAndInventory::clockIsShown()
@@ -74,17 +157,12 @@ void tst_DaemonTimeAndInventory::zonesAreListedByAFilter()
 void tst_DaemonTimeAndInventory::serverKeepsTheClock()
 {
     TimeServer server;
-    server.answerWithShift(365LL * 86400 * 1000);
+    server.answerWithShift(kYearMs);
     const QString address = QStringLiteral("127.0.0.1:%1").arg(server.port());
 
-    // A blocking child would keep the server of this thread from answering.
-    QProcess client;
-    client.start(programPath("kyctl"),
-                 {"--port", QString::number(_daemon->port()), "time", "set", "--zone", "Etc/UTC",
-                  "--auto", "--server", address, "--interval", "30"});
-    QTRY_VERIFY_WITH_TIMEOUT(client.state() == QProcess::NotRunning, 10000);
+    const ProgramResult result = setAutomatic(server, "30");
 
-    QCOMPARE(client.exitCode(), 0);
+    QVERIFY2(result.status == 0, result.errors);
     QVERIFY(!server.requests().isEmpty());
     const QByteArray status = kyctl({"time", "status"}).output;
     QVERIFY(status.contains("every 30 min"));
@@ -160,21 +238,176 @@ void tst_DaemonTimeAndInventory::exchangeWithoutAReplyIsAnError()
 void tst_DaemonTimeAndInventory::waitingRequestDoesNotHoldTheEnd()
 {
     TimeServer server;
-    QProcess client;
-    client.start(programPath("kyctl"),
-                 {"--port", QString::number(_daemon->port()), "call", "time_set",
-                  QStringLiteral("{\"timezone\":\"Etc/UTC\",\"isAuto\":true,\"url\":\"127.0.0.1\","
-                                 "\"port\":%1,\"timeSyncInterval\":0}")
-                      .arg(server.port())});
+    const std::unique_ptr<QProcess> client = startSilentRequest(server);
     QTRY_VERIFY_WITH_TIMEOUT(!server.requests().isEmpty(), 10000);
 
     QCOMPARE(_daemon->stop(SIGTERM), 0);
-    client.waitForFinished(10000);
+    client->waitForFinished(10000);
+}
+
+void tst_DaemonTimeAndInventory::laterRequestStandsOverOneThatWaits()
+{
+    TimeServer server;
+    const std::unique_ptr<QProcess> client = startSilentRequest(server);
+    QTRY_VERIFY_WITH_TIMEOUT(!server.requests().isEmpty(), 10000);
+
+    const ProgramResult result =
+        kyctl({"time", "set", "--zone", "Etc/UTC", "--at", "2026-01-02 03:04:05"});
+
+    QVERIFY2(result.status == 0, result.errors);
+    QTRY_COMPARE_WITH_TIMEOUT(client->state(), QProcess::NotRunning, 10000); // its wait was ended
+    QCOMPARE(client->exitCode(), 0);
+    QCOMPARE(_daemon->stop(SIGTERM), 0);
+    const QSettings stored(_daemon->home() + "/appInfo/setting/WirelessCard.ini",
+                           QSettings::IniFormat);
+    QCOMPARE(stored.value("NTP/isAutoSync"), QVariant("false"));
+}
+
+void tst_DaemonTimeAndInventory::requestsThatWaitEndInTheirOrder()
+{
+    TimeServer server;
+    std::vector<std::unique_ptr<QProcess>> clients;
+    for (int i = 1; i <= 5; ++i) {
+        clients.push_back(startSilentRequest(server));
+        QTRY_VERIFY_WITH_TIMEOUT(server.requests().size() == i, 10000);
+    }
+
+    for (int i = 0; i < 4; ++i)
+        QTRY_COMPARE_WITH_TIMEOUT(clients[i]->state(), QProcess::NotRunning, 10000);
+    QCOMPARE(clients[4]->state(), QProcess::Running);
+    QCOMPARE(kyctl({"time", "status"}).status, 0); // is answered while one waits
+    QCOMPARE(_daemon->stop(SIGTERM), 0);
+    clients[4]->waitForFinished(10000);
+}
+
+void tst_DaemonTimeAndInventory::exchangeSetsTheClockAndKeepsTheInterval()
+{
+    waitUntilRequestsAreWhole();
+    TimeServer server;
+    server.answerWithShift(0);
+    QCOMPARE(setAutomatic(server, "30").status, 0);
+    server.answerWithShift(kYearMs);
+
+    const ProgramResult result = kyctlServed({"time", "sync"});
+
+    QVERIFY2(result.status == 0, result.errors);
+    QVERIFY2(qAbs(hostOffsetMs() - kYearMs) < 5000, qPrintable(QString::number(hostOffsetMs())));
+    QVERIFY2(result.output.contains("every 30 min"), result.output);
+}
+
+void tst_DaemonTimeAndInventory::exchangeWithAnInvalidReplyIsMadeAgain()
+{
+    waitUntilRequestsAreWhole();
+    TimeServer server;
+    server.answerWithShift(0);
+    QCOMPARE(setAutomatic(server, "30").status, 0);
+    const int before = server.requests().size();
+    server.answer([&server](const QByteArray&) {
+        server.answerWithShift(kYearMs); // from the next request on
+        return QList<QByteArray>{TimeServer::reply("another!", 0)};
+    });
+
+    const ProgramResult result = kyctlServed({"time", "sync"});
+
+    QVERIFY2(result.status == 0, result.errors);
+    QVERIFY(server.requests().size() >= before + 2);
+    QVERIFY(qAbs(hostOffsetMs() - kYearMs) < 5000);
+}
+
+void tst_DaemonTimeAndInventory::exchangeWithoutAValidReplyIsAnError()
+{
+    TimeServer server;
+    server.answer(
+        [](const QByteArray&) { return QList<QByteArray>{TimeServer::reply("another!", 0)}; });
+    QCOMPARE(setAutomatic(server, "30").status, 0); // it is over, however it ended
+    const int before = server.requests().size();
+
+    const ProgramResult result = kyctlServed({"time", "sync"});
+
+    QCOMPARE(result.status, 1);
+    QVERIFY2(result.errors.contains("40404: no valid reply"), result.errors);
+    QCOMPARE(server.requests().size(), before + 3);
+    QCOMPARE(hostOffsetMs(), qint64(0));
+}
+
+void tst_DaemonTimeAndInventory::exchangeThatCannotSetTheClockIsAnError()
+{
+    waitUntilRequestsAreWhole();
+    TimeServer server;
+    server.answerWithShift(0);
+    QCOMPARE(setAutomatic(server, "30").status, 0);
+    _host->addFault("timedatectl", "fail",
+                    {"--match", "set-time", "--status", "1", "--text", "no clock here"});
+
+    const ProgramResult result = kyctlServed({"time", "sync"});
+
+    _host->clearFaults();
+    QCOMPARE(result.status, 1);
+    QVERIFY2(result.errors.contains("40404: no clock here"), result.errors);
+}
+
+void tst_DaemonTimeAndInventory::exchangeIsRefusedWhereTheScriptKeepsTheClock()
+{
+    startDaemon("halShPath=SCRIPT\n");
+
+    const ProgramResult result = kyctl({"time", "sync"});
+
+    QCOMPARE(result.status, 1);
+    QVERIFY2(result.errors.contains("40404: the platform script keeps the clock"), result.errors);
+    startDaemon("version=1.2.3\ntbxName=TBX\n");
+}
+
+void tst_DaemonTimeAndInventory::stateThatCannotBeReadLeavesTheTimerRunning()
+{
+    TimeServer server;
+    server.answerWithShift(0);
+    QCOMPARE(setAutomatic(server, "30").status, 0);
+    const int before = server.requests().size();
+    _host->addFault("timedatectl", "fail",
+                    {"--match", "status", "--status", "1", "--text", "no bus"});
+
+    const ProgramResult sync = kyctlServed({"time", "sync"});
+    const ProgramResult status = kyctl({"time", "status"});
+
+    _host->clearFaults();
+    QCOMPARE(sync.status, 1);
+    QVERIFY2(sync.errors.contains("40401: no bus"), sync.errors);
+    QCOMPARE(status.status, 1);
+    QVERIFY2(status.errors.contains("40401: no bus"), status.errors);
+    QCOMPARE(server.requests().size(), before);
+    const QByteArray after = kyctl({"time", "status"}).output;
+    QVERIFY2(after.contains("every 30 min"), after);
+    QVERIFY2(after.contains(QByteArray::number(server.port())), after);
+}
+
+void tst_DaemonTimeAndInventory::zonesThatCannotBeListedAreAnError()
+{
+    _host->addFault("timedatectl", "fail",
+                    {"--match", "list-timezones", "--status", "1", "--text", "no zones here"});
+
+    const ProgramResult result = kyctl({"time", "zones"});
+
+    _host->clearFaults();
+    QCOMPARE(result.status, 1);
+    QVERIFY2(result.errors.contains("40402: no zones here"), result.errors);
+}
+
+void tst_DaemonTimeAndInventory::requestWithoutAZoneIsRefused_data()
+{
+    QTest::addColumn<QString>("request");
+
+    QTest::newRow("absent") << R"({"isAuto":false})";
+    QTest::newRow("empty") << R"({"isAuto":false,"timezone":""})";
+    QTest::newRow("blank") << R"({"isAuto":false,"timezone":" "})";
+    QTest::newRow("null") << R"({"isAuto":false,"timezone":null})";
+    QTest::newRow("list") << R"({"isAuto":false,"timezone":["Etc/UTC"]})";
 }
 
 void tst_DaemonTimeAndInventory::requestWithoutAZoneIsRefused()
 {
-    const ProgramResult result = kyctl({"call", "time_set", "{\"isAuto\":false}"});
+    QFETCH(QString, request);
+
+    const ProgramResult result = kyctl({"call", "time_set", request});
 
     QCOMPARE(result.status, 1);
     QVERIFY(result.errors.contains("argument [timezone]: missing"));
@@ -238,12 +471,28 @@ void tst_DaemonTimeAndInventory::cardBecomesTheDefault()
     QVERIFY(again.readAll().startsWith("defaults.ctl.card 0\n"));
 }
 
+void tst_DaemonTimeAndInventory::cardThatIsNoIndexIsRefused_data()
+{
+    QTest::addColumn<QString>("index");
+
+    QTest::newRow("line of its own") << "0\npcm.x";
+    QTest::newRow("path") << "../../etc/passwd";
+}
+
 void tst_DaemonTimeAndInventory::cardThatIsNoIndexIsRefused()
 {
-    const ProgramResult result = kyctl({"audio", "card", "0\npcm.x"});
+    QFETCH(QString, index);
+    const auto conf = [this] {
+        QFile file(_host->privatePath("/etc/asound.conf"));
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    };
+    const QByteArray before = conf();
+
+    const ProgramResult result = kyctl({"audio", "card", index});
 
     QCOMPARE(result.status, 1);
-    QVERIFY(result.errors.contains("40502: sound card [0"));
+    QVERIFY2(result.errors.contains("40502: sound card [" + index.left(1).toUtf8()), result.errors);
+    QCOMPARE(conf(), before);
 }
 
 void tst_DaemonTimeAndInventory::devicesAreNone()
