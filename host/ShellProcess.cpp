@@ -70,23 +70,26 @@ private:
     int _fd;
 };
 
-/// One output stream of the shell: the end that we read and what has come.
+/// One output stream of the shell: both ends of the pipe and what has come.
+///
+/// The writing end stays open here until the shell has ended, so that the close of the shell's own
+/// copy, moments before its end, does not wake us twice for nothing.
 class Stream
 {
 public:
-    /// Opens the pipe; the writing end is for the child only.
-    bool open(Descriptor* writeEnd)
+    bool open()
     {
         int ends[2];
         if (pipe2(ends, O_CLOEXEC) != 0)
             return false;
         _end = Descriptor(ends[0]);
-        *writeEnd = Descriptor(ends[1]);
-        return _end.leaveStandardNumbers() && writeEnd->leaveStandardNumbers() &&
+        _writeEnd = Descriptor(ends[1]);
+        return _end.leaveStandardNumbers() && _writeEnd.leaveStandardNumbers() &&
                fcntl(_end.get(), F_SETFL, O_NONBLOCK) == 0;
     }
 
     int fd() const { return _end.get(); }
+    int writeEnd() const { return _writeEnd.get(); }
     const QByteArray& content() const { return _content; }
 
     /// Reads once what is there; closes at the end of the stream.
@@ -104,25 +107,35 @@ public:
     /// never stop printing. What such a job still holds open goes to the drain.
     void finish()
     {
+        _writeEnd.reset();
+        const int before = _content.size();
+        read();
+        if (_content.size() > before)
+            readRest();
+        if (_end.isOpen())
+            drainUntilClosed(_end.release());
+    }
+
+private:
+    void readRest()
+    {
         int left = 0;
-        if (_end.isOpen() && ioctl(_end.get(), FIONREAD, &left) == 0) {
+        if (ioctl(_end.get(), FIONREAD, &left) == 0) {
             for (const int until = _content.size() + left;
                  _end.isOpen() && _content.size() < std::min(until, kMaxOutput);)
                 read();
         }
         if (_end.isOpen())
             read();
-        if (_end.isOpen())
-            drainUntilClosed(_end.release());
     }
 
-private:
     void keep(const char* bytes, int count)
     {
         _content.append(bytes, std::min(count, kMaxOutput - _content.size()));
     }
 
     Descriptor _end;
+    Descriptor _writeEnd;
     QByteArray _content;
 };
 
@@ -191,11 +204,9 @@ public:
     /// 0, or the errno of what failed.
     int start(const QByteArray& line)
     {
-        Descriptor outEnd;
-        Descriptor errEnd;
-        if (!_out.open(&outEnd) || !_err.open(&errEnd))
+        if (!_out.open() || !_err.open())
             return errno;
-        const int failure = SpawnSetup(outEnd.get(), errEnd.get()).spawn(line, &_pid);
+        const int failure = SpawnSetup(_out.writeEnd(), _err.writeEnd()).spawn(line, &_pid);
         if (failure == 0) {
             // Absent before Linux 5.3: see waitOnce(). The descriptor closes on exec by itself.
             _pidfd = Descriptor(int(syscall(SYS_pidfd_open, _pid, 0)));
