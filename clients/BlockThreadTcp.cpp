@@ -2,11 +2,11 @@
 #include "clients/BlockThreadTcp.h"
 
 #include "clients/ClientsLog.h"
-#include "clients/DirectWrite.h"
 #include "clients/Reply.h"
 #include "clients/Texts.h"
 #include "host/PublicClass.h"
 #include "host/SqliteClass.h"
+#include "service/DirectWrite.h"
 #include "service/FrameWriter.h"
 
 #include <QHostAddress>
@@ -102,8 +102,10 @@ void BlockThreadTcp::makeSocket()
     _tcpSocket->setProxy(
         QNetworkProxy(QNetworkProxy::DefaultProxy, QString(), 0, QString(), QString()));
     connect(_tcpSocket, &QTcpSocket::bytesWritten, this, &BlockThreadTcp::slotBytesWritten);
+    // Asked for all that is there, the socket hands over the block that it read to. Asked for all
+    // that may come, it makes room for a block more, and moves what it has there.
     connect(_tcpSocket, &QTcpSocket::readyRead, this,
-            [this] { resolveTcpReadData(_tcpSocket->readAll()); });
+            [this] { resolveTcpReadData(_tcpSocket->read(_tcpSocket->bytesAvailable())); });
     connect(_tcpSocket, &QTcpSocket::disconnected, this, [this] { emit sigDisconnected(); });
     connect(_tcpSocket, &QAbstractSocket::errorOccurred, this, &BlockThreadTcp::slotError);
 }

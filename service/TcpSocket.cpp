@@ -1,6 +1,7 @@
 #include "service/TcpSocket.h"
 
 #include "host/SqliteClass.h"
+#include "service/DirectWrite.h"
 #include "service/ServiceLog.h"
 
 #include <QHostAddress>
@@ -113,6 +114,7 @@ void TcpSocket::updatePeerInfo()
     _peerInfo.insert(QStringLiteral("ip"), peerAddress().toString());
     _peerInfo.insert(QStringLiteral("port"), int(peerPort()));
     _peerInfo.insert(QStringLiteral("name"), peerName());
+    _isDirect = ky::leadsToPeer(*this);
 }
 
 QString TcpSocket::getSocketDebugStr() const
@@ -174,7 +176,9 @@ void TcpSocket::slotDisconnected()
 
 void TcpSocket::slotReadyRead()
 {
-    resolveTcpReadData(_intptr, readAll());
+    // Asked for all that is there, the socket hands over the block that it read to: nothing is
+    // copied, and an idle connection holds no block.
+    resolveTcpReadData(_intptr, read(bytesAvailable()));
     if (isStreaming())
         readStream();
     if (!_upgradeFile.isOpen())
@@ -196,8 +200,13 @@ void TcpSocket::slotWaitWrite(QByteArray message)
     emit sigFinished();
 }
 
+/// An answer goes to the kernel as it is. What the kernel does not take, or refuses, goes through
+/// the socket's buffer: the socket waits for room, and tells an error.
 void TcpSocket::slotWrite(QByteArray message)
 {
-    write(message);
+    const int taken = _isDirect ? ky::writeAtOnce(*this, message) : 0;
+    if (taken == message.size())
+        return;
+    write(message.constData() + taken, message.size() - taken);
     flush();
 }

@@ -118,6 +118,7 @@ private:
     quint64 _dataSize = 0;
     quint64 _receivedSize = 0;
 
+    bool _isDirect = false;     ///< the descriptor leads to the peer itself, and not to a proxy
     QByteArray _streamChunk;    ///< where an upload is read to; empty between uploads
     int _consumed = 0;          ///< bytes at the front of _buffer that are done with, in one pass
     QMetaMethod _relayMethod;   ///< slotRevInterface of _relayObj, looked up once

@@ -1,4 +1,4 @@
-#include "clients/DirectWrite.h"
+#include "service/DirectWrite.h"
 
 #include <QHostAddress>
 #include <QTcpSocket>
