@@ -6,6 +6,7 @@
 #include "ports/CanObject.h"
 
 #include <QDir>
+#include <QTimer>
 
 #include <net/if.h>
 
@@ -26,6 +27,10 @@ constexpr char kPortFile[] = "appInfo/backupFile/canConfig.json";
 // No controller has this many channels; a client that tries names out would take all threads of the
 // process.
 constexpr int kMostCanPorts = 32;
+
+// A full bus brings a frame every 60 microseconds; an event for each would cost more than the
+// frames do. Nobody who watches over the network sees a delay of this length.
+constexpr int kGatherMs = 4;
 
 /// A frame as the event carries it: JSON holds text, so the bytes are in hexadecimal.
 QVariantMap publicFrame(QVariantMap frame)
@@ -182,8 +187,11 @@ void CanCommands::take(const QVariantMap& frame)
 {
     const QMutexLocker locker(&_takenMutex);
     _taken.append(frame);
-    if (_taken.size() == 1)
-        QMetaObject::invokeMethod(this, &CanCommands::publishTaken, Qt::QueuedConnection);
+    if (_taken.size() > 1)
+        return;
+    QMetaObject::invokeMethod(
+        this, [this] { QTimer::singleShot(kGatherMs, this, &CanCommands::publishTaken); },
+        Qt::QueuedConnection);
 }
 
 void CanCommands::publishTaken()

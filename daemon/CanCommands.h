@@ -13,7 +13,7 @@ class CanObject;
 namespace ky {
 
 /// The CAN ports: requests are answered when the manager reports their end, received frames are
-/// published. Frames that arrive while others wait to be published leave in one event.
+/// published. Frames that arrive within a few milliseconds leave in one event.
 ///
 /// Thread: the manager has one of its own, since setting an interface up takes seconds.
 class CanCommands : public Subsystem
