@@ -29,24 +29,28 @@ QString processorName()
         .trimmed();
 }
 
-QString head(const Options& options)
-{
-    return QStringLiteral("# Benchmarks of %1\n\n"
-                          "%2, %3 processors in use of the machine, %4, kernel %5, Qt %6.\n"
-                          "Medians of %7 interleaved rounds of %8 s (lowest–highest round in "
-                          "brackets); load average at the start %9.\n\n")
-        .arg(QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd HH:mm")),
-             processorName(), QString::number(sysconf(_SC_NPROCESSORS_ONLN)),
-             QSysInfo::prettyProductName(), QSysInfo::kernelVersion(),
-             QString::fromLatin1(qVersion()), QString::number(options.rounds),
-             QString::number(options.seconds));
-}
-
 QString loadAverage()
 {
     double load[1] = {};
     getloadavg(load, 1);
     return QString::number(load[0], 'f', 1);
+}
+
+QString head(const Options& options)
+{
+    return QStringLiteral(
+               "# Benchmarks of %1\n\n"
+               "%2, %3 processors online, %4, kernel %5, Qt %6, g++ %7, Release build.\n"
+               "Medians of %8 interleaved rounds, in brackets the lowest and the highest round. "
+               "Load average at the start: %9.\n")
+               .arg(QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd HH:mm")),
+                    processorName(), QString::number(sysconf(_SC_NPROCESSORS_ONLN)),
+                    QSysInfo::prettyProductName(), QSysInfo::kernelVersion(),
+                    QString::fromLatin1(qVersion()), QStringLiteral(__VERSION__),
+                    QString::number(options.rounds), loadAverage()) +
+           QStringLiteral("A measurement of the service lasts %1 s. Log lines are off by rule "
+                          "(`*=false`) where a row does not say otherwise.\n\n")
+               .arg(options.seconds);
 }
 
 struct Group
@@ -61,11 +65,12 @@ constexpr Group kGroups[] = {{"requests", measureRoundTrips},
                              {"noise", measureNoise},
                              {"commands", measureCommands}};
 
-Options readOptions(const QCoreApplication& application, QString* outputFile)
+Options readOptions(const QCoreApplication& application)
 {
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
-        "Groups: requests, connections, upload, noise, commands. All of them when none is named."));
+        "Groups: requests, connections, upload, noise, commands. All of them when none is named, "
+        "and with `none` only the lines on the machine."));
     parser.addHelpOption();
     parser.addPositionalArgument(QStringLiteral("group"), QString(), QStringLiteral("[group …]"));
     const QCommandLineOption rounds(QStringLiteral("rounds"), QStringLiteral("Rounds of each row."),
@@ -73,14 +78,18 @@ Options readOptions(const QCoreApplication& application, QString* outputFile)
     const QCommandLineOption seconds(QStringLiteral("seconds"),
                                      QStringLiteral("Time of one measurement."),
                                      QStringLiteral("S"), QStringLiteral("1"));
-    const QCommandLineOption output(QStringLiteral("output"),
-                                    QStringLiteral("File that gets the tables, too."),
-                                    QStringLiteral("FILE"));
-    parser.addOptions({rounds, seconds, output});
+    parser.addOptions({rounds, seconds});
     parser.process(application);
-    *outputFile = parser.value(output);
     return {QCoreApplication::applicationDirPath(), parser.value(rounds).toInt(),
             parser.value(seconds).toDouble(), parser.positionalArguments()};
+}
+
+/// At once: whoever stops a run keeps what has been measured.
+void print(const QString& text)
+{
+    fprintf(stderr, "\n");
+    printf("%s", qUtf8Printable(text));
+    fflush(stdout);
 }
 
 } // namespace
@@ -89,28 +98,19 @@ int main(int argc, char** argv)
 {
     QCoreApplication application(argc, argv);
     signal(SIGPIPE, SIG_IGN);
-    QString outputFile;
-    const Options options = readOptions(application, &outputFile);
-    QString text = head(options).arg(loadAverage());
+    const Options options = readOptions(application);
+    print(head(options));
     int status = 0;
     for (const Group& group : kGroups) {
         if (!options.only.isEmpty() && !options.only.contains(QLatin1String(group.name)))
             continue;
         try {
-            text += group.measure(options).text();
+            print(group.measure(options).text());
         } catch (const std::exception& failure) {
-            text += QStringLiteral("## %1\n\nFailed: %2.\n\n")
-                        .arg(QLatin1String(group.name), QString::fromUtf8(failure.what()));
+            print(QStringLiteral("## %1\n\nFailed: %2.\n\n")
+                      .arg(QLatin1String(group.name), QString::fromUtf8(failure.what())));
             status = 1;
         }
-    }
-    fprintf(stderr, "\n\n");
-    printf("%s", qUtf8Printable(text));
-    QFile file(outputFile);
-    if (!outputFile.isEmpty() &&
-        (!file.open(QIODevice::WriteOnly) || file.write(text.toUtf8()) < 0)) {
-        fprintf(stderr, "cannot write %s\n", qPrintable(outputFile));
-        return 1;
     }
     return status;
 }

@@ -1,5 +1,5 @@
 // Blocking exchanges per second and uploads, each client against the same server in one run, in
-// rounds that take turns. Prints medians and their ratio to the thin facade.
+// rounds that take turns. Prints medians, ranges and ratios to the first row of a table.
 #include "EchoProcess.h"
 #include "ThinClient.h"
 #include "clients/BlockTcpObject.h"
@@ -31,6 +31,7 @@ struct Subject
     std::function<double()> measure;
     std::vector<double> values;
 
+    /// Leaves the values in order.
     double median()
     {
         std::sort(values.begin(), values.end());
@@ -92,11 +93,12 @@ void compare(const char* title, const char* unit, std::vector<Subject>& subjects
         for (Subject& subject : subjects)
             subject.values.push_back(subject.measure());
     }
-    std::printf("\n%s, medians of %d rounds\n", title, rounds);
+    std::printf("\n| %s, medians of %d rounds | %s | lowest–highest | ratio |\n|---|---|---|---|\n",
+                title, rounds, unit);
     const double base = subjects.front().median();
     for (Subject& subject : subjects)
-        std::printf("  %-44s %10.0f %s  %5.2f\n", subject.name, subject.median(), unit,
-                    subject.median() / base);
+        std::printf("| %s | %.0f | %.0f–%.0f | %.2f |\n", subject.name, subject.median(),
+                    subject.values.front(), subject.values.back(), subject.median() / base);
     std::fflush(stdout);
 }
 
@@ -163,7 +165,7 @@ void compareExchanges(quint16 port)
          },
          {}},
     };
-    compare("blocking exchanges of 176 bytes, 1 connection", "/s  ", subjects, kRounds);
+    compare("blocking exchanges of 176 bytes, 1 connection", "per second", subjects, kRounds);
 }
 
 void compareUploads(quint16 port)
@@ -214,7 +216,7 @@ int main(int argc, char** argv)
     const QCoreApplication application(argc, argv);
     qInstallMessageHandler(discard);
     setLogs(false);
-    std::printf("clients and server on %s\n", isPinned ? "one core" : "all cores");
+    std::printf("Clients and server on %s.\n", isPinned ? "one core" : "all cores");
     compareExchanges(server.port());
     compareUploads(server.port());
     return 0;

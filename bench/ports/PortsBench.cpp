@@ -12,16 +12,20 @@ namespace {
 
 // Both channels of a 1 Mbit/s bus, full of 8-byte frames.
 constexpr int kBusRate = 16000;
-constexpr int kBusSeconds = 5;
+constexpr int kBusSeconds = 3;
 constexpr int kFloodFrames = 100000;
 constexpr int kRounds = 5;
 
 using Measurement = std::function<Figures(int rate, int frames)>;
 
-double medianOf(QVector<double> values)
+QString cell(QVector<double> values)
 {
     std::sort(values.begin(), values.end());
-    return values.value(values.size() / 2);
+    const auto text = [](double value) {
+        return QString::number(value, 'f', value < 1000 ? 1 : 0);
+    };
+    return QStringLiteral("%1 (%2–%3)")
+        .arg(text(values.value(values.size() / 2)), text(values.first()), text(values.last()));
 }
 
 bool printRow(const char* name, int rate, const Measurement& measure)
@@ -42,9 +46,9 @@ bool printRow(const char* name, int rate, const Measurement& measure)
         cpuShare << 100 * figures.cpuSeconds / figures.seconds;
         clientShare << 100 * figures.clientCpuSeconds / figures.seconds;
     }
-    std::printf("| %s | %s | %.0f | %d | %.1f | %.1f |\n", name,
-                rate > 0 ? "16000 frames/s" : "as fast as taken", medianOf(perSecond), missing,
-                medianOf(cpuShare), medianOf(clientShare));
+    std::printf("| %s | %s | %s | %d | %s | %s |\n", name,
+                rate > 0 ? "16000 frames/s" : "as fast as taken", qPrintable(cell(perSecond)),
+                missing, qPrintable(cell(cpuShare)), qPrintable(cell(clientShare)));
     std::fflush(stdout);
     return true;
 }
@@ -60,7 +64,8 @@ int main(int argc, char** argv)
         return sendFrames(arguments.mid(1));
     QLoggingCategory::setFilterRules("ky.*=false");
 
-    std::printf("CAN frames of 8 bytes on two channels, medians of %d rounds\n\n", kRounds);
+    std::printf("CAN frames of 8 bytes on two channels, medians of %d rounds (lowest–highest).\n\n",
+                kRounds);
     std::printf(
         "| Road | Load | frames/s | lost in all rounds | CPU of one core, %% | of kyctl, %% "
         "|\n|---|---|---|---|---|---|\n");
