@@ -59,7 +59,7 @@ void BlockThreadTcp::sendData(const QVariant& commandVar, const QVariant& byteVa
     setIsOk(true);
     setReceiveMap({});
     setReceiveData({});
-    setReceiveJsonVar({});
+    takeReceivedJson({});
 
     connectSocket(getIp(), getPort());
     if (!getIsOk()) {
@@ -83,7 +83,7 @@ void BlockThreadTcp::connectSocket(const QString& ip, int port)
     if (_tcpSocket && _tcpSocket->state() == QAbstractSocket::ConnectedState) {
         KY_DEBUG << "IP:" << ip << "port:" << port
                  << "peer:" << _tcpSocket->peerAddress().toString() << _tcpSocket->peerPort();
-        if (_tcpSocket->peerAddress().toString() != ip || _tcpSocket->peerPort() != port) {
+        if (_peerAddress != ip || _tcpSocket->peerPort() != port) {
             _tcpSocket->abort();
             _readBuffer.clear();
         }

@@ -112,13 +112,15 @@ private:
     void takeFrame(const ky::FrameHead& head);
     void logReply(const ky::Reply& reply) const;
     void deliver(const ky::Reply& reply);
+    void takeReceivedJson(const QByteArray& json);
 
     QTcpSocket* _tcpSocket = nullptr; ///< made by the first connect, in the worker's thread
     ky::StreamBuffer _readBuffer;
     std::atomic<bool> _needStop{false};
     QVariantMap _receiveMap;
     QByteArray _receiveData;
-    QVariant _receiveJsonVar;
+    mutable QVariant _receiveJsonVar;
+    mutable QByteArray _receiveJson; ///< not parsed yet: receiveJsonVar() does so when it is asked
     QString _lastError;
     QString _ip;
     QString _socketDebug;   ///< both ends as of the last connect, for the log of a reply

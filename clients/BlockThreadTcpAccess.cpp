@@ -1,6 +1,8 @@
 // What the owner's thread reads and sets of the blocking client.
 #include "clients/BlockThreadTcp.h"
 
+#include "host/PublicClass.h"
+
 bool BlockThreadTcp::getIsOk() const
 {
     return _isOk;
@@ -50,13 +52,26 @@ void BlockThreadTcp::setReceiveData(const QByteArray& data)
 QVariant BlockThreadTcp::receiveJsonVar() const
 {
     const QMutexLocker locker(&_mutex);
+    if (!_receiveJson.isEmpty()) {
+        _receiveJsonVar = PublicClass::init()->getJsonVariant(_receiveJson);
+        _receiveJson.clear();
+    }
     return _receiveJsonVar;
 }
 
 void BlockThreadTcp::setReceiveJsonVar(const QVariant& json)
 {
     const QMutexLocker locker(&_mutex);
+    _receiveJson.clear();
     _receiveJsonVar = json;
+}
+
+/// Many callers never look at the JSON area: it is parsed for the first who does.
+void BlockThreadTcp::takeReceivedJson(const QByteArray& json)
+{
+    const QMutexLocker locker(&_mutex);
+    _receiveJson = json;
+    _receiveJsonVar.clear();
 }
 
 QString BlockThreadTcp::getIp() const

@@ -90,7 +90,7 @@ void BlockThreadTcp::takeFrame(const ky::FrameHead& head)
             << ">>>>>>>>>>>>>>>>>>>>>>jsonSize:" << head.jsonSize << head.revCommand << head.type
             << "tempJsonData:" << QStringLiteral("[%1]").arg(ky::textUpToZero(reply.json));
     if (!reply.json.isEmpty())
-        setReceiveJsonVar(PublicClass::init()->getJsonVariant(reply.json));
+        takeReceivedJson(reply.json);
     ky::judgeReply(reply, getIp(), getPort());
     logReply(reply);
     if (head.type == kShownMessage)
