@@ -11,6 +11,7 @@
 #include <QLoggingCategory>
 
 #include <sched.h>
+#include <sys/resource.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -25,18 +26,57 @@ constexpr int kRoundMs = 400;
 constexpr int kUploadBytes = 256 * 1024 * 1024;
 constexpr quint16 kCommand = 2000;
 
+/// What one round gave.
+struct Sample
+{
+    double perSecond = 0;
+    double costUs = 0; ///< processor time of this process for one unit, which load disturbs less
+};
+
 struct Subject
 {
     const char* name;
-    std::function<double()> measure;
-    std::vector<double> values;
+    std::function<Sample()> measure;
+    std::vector<double> rates;
+    std::vector<double> costs;
+};
 
-    /// Leaves the values in order.
-    double median()
+/// Leaves the values in order.
+double medianOf(std::vector<double>& values)
+{
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
+/// Time on the clock and on the processors since it was made.
+class Meter
+{
+public:
+    Meter()
+        : _before(processorSeconds())
     {
-        std::sort(values.begin(), values.end());
-        return values[values.size() / 2];
+        _clock.start();
     }
+    qint64 elapsedMs() const { return _clock.elapsed(); }
+    Sample sample(double units) const
+    {
+        return {units * 1e9 / double(_clock.nsecsElapsed()),
+                (processorSeconds() - _before) * 1e6 / units};
+    }
+
+private:
+    static double processorSeconds()
+    {
+        rusage usage = {};
+        ::getrusage(RUSAGE_SELF, &usage);
+        const auto seconds = [](const timeval& time) {
+            return double(time.tv_sec) + double(time.tv_usec) / 1e6;
+        };
+        return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+    }
+
+    QElapsedTimer _clock;
+    double _before;
 };
 
 /// 176 bytes on the wire: header, 100 bytes of JSON, 60 of data.
@@ -51,32 +91,37 @@ QByteArray requestData()
 }
 
 /// Exchanges per second over one round. `exchange` is given the number of the request.
-double exchangesPerSecond(const std::function<bool(int)>& exchange)
+Sample exchangesPerSecond(const std::function<bool(int)>& exchange)
 {
-    QElapsedTimer timer;
-    timer.start();
+    const Meter meter;
     int count = 0;
-    while (timer.elapsed() < kRoundMs) {
+    while (meter.elapsedMs() < kRoundMs) {
         for (int i = 0; i < 50; ++i) {
             if (!exchange(count & 0x7FFF))
                 qFatal("an exchange failed");
             ++count;
         }
     }
-    return count * 1e9 / double(timer.nsecsElapsed());
+    return meter.sample(count);
 }
 
-double megabytesPerSecond(const std::function<bool()>& upload)
+Sample megabytesPerSecond(const std::function<bool()>& upload)
 {
-    QElapsedTimer timer;
-    timer.start();
+    const Meter meter;
     if (!upload())
         qFatal("an upload failed");
-    return kUploadBytes * 1e3 / double(timer.nsecsElapsed());
+    return meter.sample(kUploadBytes / 1e6);
 }
 
 /// Leaves the subjects whose name holds this text: for a profiler, and for a quick look.
 QString onlySubject;
+
+void addRound(Subject& subject)
+{
+    const Sample sample = subject.measure();
+    subject.rates.push_back(sample.perSecond);
+    subject.costs.push_back(sample.costUs);
+}
 
 /// Rounds take turns, so that whatever else the machine does falls on all alike.
 void compare(const char* title, const char* unit, std::vector<Subject>& subjects, int rounds)
@@ -91,14 +136,20 @@ void compare(const char* title, const char* unit, std::vector<Subject>& subjects
         return;
     for (int round = 0; round < rounds; ++round) {
         for (Subject& subject : subjects)
-            subject.values.push_back(subject.measure());
+            addRound(subject);
     }
-    std::printf("\n| %s, medians of %d rounds | %s | lowest–highest | ratio |\n|---|---|---|---|\n",
+    std::printf("\n| %s, medians of %d rounds | %s | ratio | processor time, µs | ratio |\n"
+                "|---|---|---|---|---|\n",
                 title, rounds, unit);
-    const double base = subjects.front().median();
-    for (Subject& subject : subjects)
-        std::printf("| %s | %.0f | %.0f–%.0f | %.2f |\n", subject.name, subject.median(),
-                    subject.values.front(), subject.values.back(), subject.median() / base);
+    const double rate = medianOf(subjects.front().rates);
+    const double cost = medianOf(subjects.front().costs);
+    for (Subject& subject : subjects) {
+        const double ownRate = medianOf(subject.rates);
+        const double ownCost = medianOf(subject.costs);
+        std::printf("| %s | %.0f (%.0f–%.0f) | %.2f | %.1f (%.1f–%.1f) | %.2f |\n", subject.name,
+                    ownRate, subject.rates.front(), subject.rates.back(), ownRate / rate, ownCost,
+                    subject.costs.front(), subject.costs.back(), ownCost / cost);
+    }
     std::fflush(stdout);
 }
 
@@ -143,26 +194,31 @@ void compareExchanges(quint16 port)
              return exchangesPerSecond(
                  [&](int n) { return thin.exchange(frame(n)).size() == 176; });
          },
+         {},
          {}},
         {"BlockTcpObject, nobody watches progress",
          [&] { return exchangesPerSecond([&](int n) { return ask(facade, n); }); },
+         {},
          {}},
         {"BlockTcpObject, somebody watches progress",
          [&] { return exchangesPerSecond([&](int n) { return ask(watched, n); }); },
+         {},
          {}},
         {"BlockTcpObject, all lines made and discarded",
          [&] {
              setLogs(true);
-             const double value = exchangesPerSecond([&](int n) { return ask(facade, n); });
+             const Sample value = exchangesPerSecond([&](int n) { return ask(facade, n); });
              setLogs(false);
              return value;
          },
+         {},
          {}},
         {"bare QTcpSocket in the caller's thread",
          [&] {
              return exchangesPerSecond(
                  [&](int n) { return bare.exchange(frame(n)).size() == 176; });
          },
+         {},
          {}},
     };
     compare("blocking exchanges of 176 bytes, 1 connection", "per second", subjects, kRounds);
@@ -186,11 +242,12 @@ void compareUploads(quint16 port)
                  return !bare.exchange(ky::buildFrame(kCommand, 1, QByteArray(), data)).isEmpty();
              });
          },
+         {},
          {}},
-        {"BlockTcpObject, one write", [&] { return upload(0); }, {}},
-        {"BlockTcpObject, chunks of 1 MiB", [&] { return upload(1024 * 1024); }, {}},
-        {"BlockTcpObject, chunks of 64 KiB", [&] { return upload(64 * 1024); }, {}},
-        {"BlockTcpObject, chunks of 4 KiB", [&] { return upload(4 * 1024); }, {}},
+        {"BlockTcpObject, one write", [&] { return upload(0); }, {}, {}},
+        {"BlockTcpObject, chunks of 1 MiB", [&] { return upload(1024 * 1024); }, {}, {}},
+        {"BlockTcpObject, chunks of 64 KiB", [&] { return upload(64 * 1024); }, {}, {}},
+        {"BlockTcpObject, chunks of 4 KiB", [&] { return upload(4 * 1024); }, {}, {}},
     };
     compare("upload of 256 MiB in one frame", "MB/s", subjects, 5);
 }
