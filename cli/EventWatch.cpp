@@ -1,6 +1,7 @@
 #include "cli/EventWatch.h"
 
 #include "cli/Invocation.h"
+#include "cli/RunLimits.h"
 #include "cli/StatusProbe.h"
 #include "clients/SCStatusTcp.h"
 #include "support/JsonText.h"
@@ -76,17 +77,16 @@ QString serveEvents(Invocation& call, const EventWatch& watch, int limitMs, Stat
 int watchEvents(Invocation& call, const EventWatch& watch)
 {
     Progress progress;
-    int limitMs = -1;
-    if (call.has("--count"))
-        progress.left = call.option("--count").toInt();
-    if (call.has("--for"))
-        limitMs = int(call.option("--for").toDouble() * 1000);
-    if ((call.has("--count") && progress.left < 1) || (call.has("--for") && limitMs < 1))
-        return call.wrong(QStringLiteral("--count and --for take a number above 0"));
+    const std::optional<RunLimits> limits =
+        readRunLimits(call.option("--count"), call.option("--for"));
+    if (!limits)
+        return call.wrong(QLatin1String(kRunLimitsRule));
+    progress.left = limits->count;
     PeerReply failure;
-    progress.subscribe = call.peer().numberOf(QStringLiteral("subscribe"), &failure);
-    if (progress.subscribe == 0)
+    const auto subscribe = call.peer().numberOf(QStringLiteral("subscribe"), &failure);
+    if (!subscribe)
         return call.show(failure);
+    progress.subscribe = *subscribe;
 
     StatusProbe probe(call.global());
     QObject::connect(
@@ -95,7 +95,7 @@ int watchEvents(Invocation& call, const EventWatch& watch)
             if (isFrame)
                 take(call, watch, type, data, &progress);
         });
-    const QString problem = serveEvents(call, watch, limitMs, probe, &progress);
+    const QString problem = serveEvents(call, watch, limits->forMs, probe, &progress);
     if (!problem.isEmpty()) {
         call.complain(problem);
         return kNoAnswer;

@@ -6,10 +6,12 @@
 #include "support/JsonText.h"
 
 #include <QAbstractSocket>
+#include <QFile>
 #include <QHostInfo>
 #include <QTimer>
 
 #include <limits>
+#include <utility>
 
 namespace ky {
 
@@ -106,11 +108,11 @@ Peer::~Peer() = default;
 PeerReply Peer::ask(const QString& command, const QVariantMap& json, const QByteArray& data)
 {
     PeerReply failure;
-    const int number = numberOf(command, &failure);
-    return number == 0 ? failure : exchange(number, json, data);
+    const std::optional<int> number = numberOf(command, &failure);
+    return number ? exchange(*number, json, data) : failure;
 }
 
-int Peer::numberOf(const QString& command, PeerReply* failure)
+std::optional<int> Peer::numberOf(const QString& command, PeerReply* failure)
 {
     bool isNumber = false;
     const int given = command.toInt(&isNumber);
@@ -119,15 +121,14 @@ int Peer::numberOf(const QString& command, PeerReply* failure)
     if (_numbers.isEmpty()) {
         *failure = commands();
         if (!failure->isAnswered || failure->code != 0)
-            return 0;
+            return {};
     }
-    const int number = _numbers.value(command);
-    if (number == 0) {
-        failure->isAnswered = true;
-        failure->code = -1;
-        failure->errorText = QStringLiteral("the peer has no command '%1'").arg(command);
-    }
-    return number;
+    if (_numbers.contains(command))
+        return _numbers.value(command);
+    failure->isAnswered = true;
+    failure->code = -1;
+    failure->errorText = QStringLiteral("the peer has no command '%1'").arg(command);
+    return {};
 }
 
 PeerReply Peer::commands()
@@ -195,6 +196,11 @@ PeerReply Peer::upload(const QByteArray& content, const std::function<void(qint6
         return unanswered(noAnswerSentence(
             isStalled ? QLatin1String(kTimeoutText) : _client->lastError(), _options));
     return takeReply();
+}
+
+void Peer::keep(std::unique_ptr<QFile> file)
+{
+    _file = std::move(file);
 }
 
 int Peer::nextNumber()

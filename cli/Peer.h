@@ -7,8 +7,10 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 
 class BlockTcpObject;
+class QFile;
 
 namespace ky {
 
@@ -43,9 +45,13 @@ public:
     /// time limit counts from the last piece that went out.
     PeerReply upload(const QByteArray& content, const std::function<void(qint64)>& onSent);
 
-    /// The number behind a name or a number in text; 0 if there is none, and then `failure` holds
-    /// the reply that tells why.
-    int numberOf(const QString& command, PeerReply* failure);
+    /// Keeps the file that an upload's content is a view of. The client may still read that after
+    /// the time limit has passed, until it ends with this object.
+    void keep(std::unique_ptr<QFile> file);
+
+    /// The number behind a name or a number in text. If there is none, `failure` holds the reply
+    /// that tells why.
+    std::optional<int> numberOf(const QString& command, PeerReply* failure);
 
     void setTimeoutMs(int timeoutMs) { _options.timeoutMs = timeoutMs; }
     const GlobalOptions& options() const { return _options; }
@@ -60,6 +66,7 @@ private:
     PeerReply exchange(int number, const QVariantMap& json, const QByteArray& data);
 
     GlobalOptions _options;
+    std::unique_ptr<QFile> _file; ///< in front of the client, whose end waits for its thread
     std::unique_ptr<BlockTcpObject> _client;
     QMap<QString, int> _numbers;
     int _lastNumber = 0;

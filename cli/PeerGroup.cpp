@@ -2,7 +2,7 @@
 #include "cli/Invocation.h"
 #include "support/JsonText.h"
 
-#include <QFile>
+#include <limits>
 
 namespace ky {
 
@@ -23,7 +23,8 @@ int runCall(Invocation& call)
             return call.wrong(QStringLiteral("'%1' is not a JSON object").arg(call.argument(3)));
         request.insert(QStringLiteral("json"), json);
     }
-    call.peer().setTimeoutMs(call.global().timeoutMs + kSlackMs);
+    const int longestMs = std::numeric_limits<int>::max() - kSlackMs;
+    call.peer().setTimeoutMs(qMin(call.global().timeoutMs, longestMs) + kSlackMs);
     const PeerReply reply = call.peer().ask(QStringLiteral("peer_call"), request);
     const int status = call.show(reply);
     const QVariantMap result = reply.map.value(QStringLiteral("result")).toMap();

@@ -46,8 +46,9 @@ int exchange(Invocation& call, quint16 command, const QByteArray& json, const QB
     StatusProbe probe(call.global());
     bool isAnswered = false;
     if (!call.global().isJson)
-        QObject::connect(&probe.client(), &SCStatusTcp::sigPrintInfo, &probe,
-                         [](const QString& text) { printOut(text.toUtf8() + '\n'); });
+        QObject::connect(
+            &probe.client(), &SCStatusTcp::sigPrintInfo, &probe,
+            [](const QString& text) { printOut(printableText(text).toUtf8() + '\n'); });
     QObject::connect(&probe.client(), &SCStatusTcp::sigChangedText, &probe,
                      [&](bool isFrame, int type, const QByteArray& bytes, const QByteArray&,
                          int number, int elapsedMs) {
@@ -80,10 +81,10 @@ int runProbe(Invocation& call)
         return call.wrong(
             QStringLiteral("file [%1]: cannot be read").arg(call.option("--data-file")));
     PeerReply failure;
-    const int command = call.peer().numberOf(call.argument(0), &failure);
-    if (command == 0)
+    const std::optional<int> command = call.peer().numberOf(call.argument(0), &failure);
+    if (!command)
         return call.show(failure);
-    return exchange(call, quint16(command), json, data);
+    return exchange(call, quint16(*command), json, data);
 }
 
 } // namespace

@@ -3,6 +3,8 @@
 #include <QJsonDocument>
 #include <QVector>
 
+#include <utility>
+
 namespace ky {
 
 namespace {
@@ -42,11 +44,7 @@ int characterWidth(uint code)
 
 QString withoutControls(QString text)
 {
-    for (QChar& c : text) {
-        if (c.category() == QChar::Other_Control)
-            c = QLatin1Char('?');
-    }
-    return text;
+    return printableText(std::move(text)).replace(QLatin1Char('\n'), QLatin1Char('?'));
 }
 
 QString listText(const QVariantList& list)
@@ -133,6 +131,15 @@ QString mapText(const QVariantMap& map)
     if (rows.isEmpty())
         return QStringLiteral("done\n");
     return alignColumns(rows).join(QLatin1Char('\n')) + QLatin1Char('\n');
+}
+
+QString printableText(QString text)
+{
+    for (QChar& c : text) {
+        if (c.category() == QChar::Other_Control && c != QLatin1Char('\n'))
+            c = QLatin1Char('?');
+    }
+    return text;
 }
 
 QString valueText(const QVariant& value)

@@ -26,6 +26,10 @@ QString tableText(const QVariantList& records, const QList<Column>& columns);
 /// One "key  value" line for each entry, without the keys of every answer.
 QString mapText(const QVariantMap& map);
 
+/// A text of several lines as a terminal may get it: "?" for every control character but the line
+/// feed.
+QString printableText(QString text);
+
 /// A value as a person reads it: yes/no, a list with commas, nested maps as JSON; control
 /// characters of a hostile text shown as "?".
 QString valueText(const QVariant& value);

@@ -1,5 +1,6 @@
 #include "cli/Groups.h"
 #include "cli/Invocation.h"
+#include "cli/RunLimits.h"
 #include "cli/Table.h"
 #include "clients/RobotUdp.h"
 #include "clients/RobotUdpClient.h"
@@ -34,9 +35,13 @@ bool readPort(const QString& text, quint64* port)
 int runListen(Invocation& call)
 {
     quint64 port = 0;
-    int left = call.has("--count") ? call.option("--count").toInt() : -1;
-    if (!readPort(call.argument(0), &port) || left == 0)
-        return call.wrong(QStringLiteral("PORT is 1 to 65535, --count above 0"));
+    if (!readPort(call.argument(0), &port))
+        return call.wrong(QStringLiteral("PORT is 1 to 65535"));
+    const std::optional<RunLimits> limits =
+        readRunLimits(call.option("--count"), call.option("--for"));
+    if (!limits)
+        return call.wrong(QLatin1String(kRunLimitsRule));
+    int left = limits->count;
     RobotUdp udp;
     QEventLoop loop;
     QTimer limit;
@@ -55,9 +60,9 @@ int runListen(Invocation& call)
                           .arg(socket ? socket->errorString() : QString()));
         return kNoAnswer;
     }
-    if (call.has("--for")) {
+    if (limits->forMs >= 0) {
         QObject::connect(&limit, &QTimer::timeout, &loop, &QEventLoop::quit);
-        limit.start(int(call.option("--for").toDouble() * 1000));
+        limit.start(limits->forMs);
     }
     loop.exec();
     return left > 0 ? kNoAnswer : kDone;

@@ -7,6 +7,9 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <memory>
+#include <utility>
+
 #include <unistd.h>
 
 namespace ky {
@@ -48,7 +51,8 @@ PeerReply send(Invocation& call, const QByteArray& content)
 
 int runUpload(Invocation& call)
 {
-    QFile file(call.argument(0));
+    auto opened = std::make_unique<QFile>(call.argument(0));
+    QFile& file = *opened;
     // Opening a folder or a pipe would succeed and tell no size.
     if (QFileInfo(file).exists() && !QFileInfo(file).isFile())
         return call.wrong(QStringLiteral("file [%1]: not a file").arg(file.fileName()));
@@ -60,6 +64,7 @@ int runUpload(Invocation& call)
                            "takes (%3)")
                 .arg(file.fileName(), sizeText(file.size()), sizeText(kLargestUpload)));
     const QByteArray content = contentOf(file);
+    call.peer().keep(std::move(opened));
     const PeerReply reply = send(call, content);
     const int status = call.show(reply);
     return status == kDone ? compare(call, reply, content) : status;

@@ -34,6 +34,8 @@ private slots:
     void linkStatusIsShown();
     void peerCallShowsTheAnswerOfTheOther();
     void probePrintsBothReports();
+    void probeOfTheNumber0ShowsTheAnswer();
+    void probeMasksWhatWouldSteerTheTerminal();
     void probeAsJson();
     void watchPrintsEvents();
     void watchEndsAfterItsTime();
@@ -139,7 +141,12 @@ void tst_Kyctl::wrongUsageIsStatus2_data()
     QTest::newRow("no file") << QStringList{"call", "echo", "--data", "/nowhere"}
                              << QByteArray("kyctl: file [/nowhere]: No such file or directory\n");
     QTest::newRow("count") << QStringList{"watch", "--count", "0"}
-                           << QByteArray("kyctl: --count and --for take a number above 0\n");
+                           << QByteArray(
+                                  "kyctl: --count and --for take a number above 0, --for up to "
+                                  "2147483\n");
+    QTest::newRow("datagrams below 0") << QStringList{"udp", "listen", "30000", "--count", "-5"}
+                                       << QByteArray("kyctl: --count and --for take a number above "
+                                                     "0, --for up to 2147483\n");
     QTest::newRow("UDP host") << QStringList{"udp", "send", "robot", "1", "x"}
                               << QByteArray("kyctl: HOST is an address, PORT is 1 to 65535\n");
 }
@@ -205,6 +212,9 @@ void tst_Kyctl::errorOfThePeerIsStatus1_data()
     QTest::newRow("unknown number")
         << QStringList{"call", "4999"}
         << QByteArray("kyctl: the peer answered with error 40001: unknown command [4999]\n");
+    QTest::newRow("number 0")
+        << QStringList{"call", "0"}
+        << QByteArray("kyctl: the peer answered with error 40001: unknown command [0]\n");
     QTest::newRow("unknown name") << QStringList{"call", "dance"}
                                   << QByteArray("kyctl: the peer has no command 'dance'\n");
     QTest::newRow("event") << QStringList{"watch", "event_moon"}
@@ -264,6 +274,11 @@ void tst_Kyctl::peerCallShowsTheAnswerOfTheOther()
     QVERIFY(good.json().value("reply").toMap().contains("qt"));
 
     QCOMPARE(_daemon.kyctl({"peer", "call", "127.0.0.1", port, "4999"}).status, 1);
+    // More than the daemon takes: it says so, in the time that there is.
+    const ProgramResult longest =
+        _daemon.kyctl({"--timeout", "2147483647", "peer", "call", "127.0.0.1", port, "version"});
+    QVERIFY2(longest.errors.contains("timeout_ms"), longest.errors.constData());
+    QCOMPARE(longest.status, 1);
     const QString dead = QString::number(freePort());
     QCOMPARE(_daemon.kyctl({"peer", "call", "127.0.0.1", dead, "2000"}).status, 1);
 }
@@ -277,6 +292,26 @@ void tst_Kyctl::probePrintsBothReports()
     QVERIFY(result.output.contains("---------[Request] ---------\nType:2000 (0x7d0)"));
     QVERIFY(result.output.contains("---------[Response]---------\nType:12000 (2ee0)"));
     QCOMPARE(result.output.count("68656C6C6F"), 2);
+}
+
+void tst_Kyctl::probeOfTheNumber0ShowsTheAnswer()
+{
+    const ProgramResult result = _daemon.kyctl({"probe", "0"});
+
+    QCOMPARE(result.errors, QByteArray());
+    QCOMPARE(result.status, 0);
+    QVERIFY(result.output.contains("---------[Response]---------\nType:10000 (2710)"));
+}
+
+void tst_Kyctl::probeMasksWhatWouldSteerTheTerminal()
+{
+    const ProgramResult result = _daemon.kyctl({"probe", "echo", "--data",
+                                                "a\x1b]0;title\x07\xc2\x9b"
+                                                "2J\nb"});
+
+    QCOMPARE(result.status, 0);
+    QCOMPARE(result.output.count("a?]0;title??2J\nb"), 2);
+    QVERIFY(!result.output.contains('\x1b'));
 }
 
 void tst_Kyctl::probeAsJson()

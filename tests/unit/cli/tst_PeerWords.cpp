@@ -1,12 +1,17 @@
 #include "cli/Peer.h"
 
+#include <QFile>
+#include <QPointer>
 #include <QTest>
+
+#include <memory>
 
 class tst_PeerWords : public QObject
 {
     Q_OBJECT
 
 private slots:
+    void keptFileLivesAsLongAsThePeer();
     void missingAnswerIsASentence_data();
     void missingAnswerIsASentence();
     void replyIsRead_data();
@@ -83,6 +88,20 @@ void tst_PeerWords::addressStandsForItself()
 {
     QCOMPARE(ky::addressOf("10.1.2.3"), QString("10.1.2.3"));
     QCOMPARE(ky::addressOf("localhost"), QString("127.0.0.1"));
+}
+
+void tst_PeerWords::keptFileLivesAsLongAsThePeer()
+{
+    auto file = std::make_unique<QFile>();
+    const QPointer<QFile> watched = file.get();
+    {
+        ky::Peer peer{ky::GlobalOptions()};
+
+        peer.keep(std::move(file));
+
+        QVERIFY(watched);
+    }
+    QVERIFY(!watched);
 }
 
 QTEST_GUILESS_MAIN(tst_PeerWords)

@@ -16,6 +16,7 @@ private slots:
     void mapLeavesOutWhatEveryAnswerHas();
     void valuesReadWell_data();
     void valuesReadWell();
+    void reportsKeepTheirLinesOnly();
 };
 
 void tst_Table::widthIsThatOfATerminal_data()
@@ -98,6 +99,13 @@ void tst_Table::valuesReadWell()
     QFETCH(QString, text);
 
     QCOMPARE(ky::valueText(value), text);
+}
+
+void tst_Table::reportsKeepTheirLinesOnly()
+{
+    QCOMPARE(ky::printableText(QString::fromUtf8("a\x1b[2J\r\t\x7f\xc2\x9b\n世\n")),
+             QString::fromUtf8("a?[2J????\n世\n"));
+    QCOMPARE(ky::valueText(QStringLiteral("a\nb")), QStringLiteral("a?b"));
 }
 
 QTEST_GUILESS_MAIN(tst_Table)
