@@ -34,8 +34,9 @@ QString shownData(const ky::Reply& reply)
 void BlockThreadTcp::resolveTcpReadData(const QByteArray& bytes)
 {
     if (!_readBuffer.append(bytes)) {
+        const int held = _readBuffer.size();
         disconnectSocket();
-        fail(QStringLiteral("reply [%1 bytes and more]: no memory").arg(_readBuffer.size()));
+        fail(QStringLiteral("reply [%1 bytes and more]: no memory").arg(held));
         return;
     }
     while (!_readBuffer.isEmpty() && !isNeedStop()) {

@@ -98,6 +98,8 @@ bool SCStatusTcp::waitForAnswer()
 
 void SCStatusTcp::receiveTcpReadyRead()
 {
+    if (!_tcpSocket)
+        return;
     // What is kept always starts with a sync byte, so it is whole again, or part of a frame that
     // has been reported, before the first byte can be dropped.
     QByteArray message = std::exchange(_lastMessage, QByteArray());

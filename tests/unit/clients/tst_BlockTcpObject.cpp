@@ -63,6 +63,7 @@ private slots:
     void refusedPeerStaysRefusedInARow();
     void secondEndOfARefusalDoesNotEndTheNextCall();
     void silentPeerTimesOut();
+    void timeoutOfAGoodExchangeIsStopped();
     void timeoutIsAddedToTheMapBefore();
     void lateAnswerEndsTheNextWaitEarly();
     void callAfterALateAnswerThatHasArrivedIsWhole();
@@ -158,8 +159,8 @@ void tst_BlockTcpObject::secondEndOfARefusalDoesNotEndTheNextCall()
     BlockTcpObject client;
     // Behind the client's own connection: the worker tells the second end when the next call waits.
     connect(
-        client.worker(), &BlockThreadTcp::sigFinished, client.worker(),
-        [] { QThread::msleep(50); }, Qt::DirectConnection);
+        client.worker(), &BlockThreadTcp::sigFinished, client.worker(), [] { QThread::msleep(50); },
+        Qt::DirectConnection);
     client.init(kLoopback, refusedPort());
     QVERIFY(!send(client, "first"));
     client.init(kLoopback, peer.port());
@@ -186,6 +187,21 @@ void tst_BlockTcpObject::silentPeerTimesOut()
     QVERIFY(client.worker()->getIsOk());
     QCOMPARE(client.lastError(), QStringLiteral("Tcp requst timeout"));
     QCOMPARE(client.receiveMap(), QVariantMap({{"ret_code", 404}, {"msg", "timeout"}}));
+}
+
+void tst_BlockTcpObject::timeoutOfAGoodExchangeIsStopped()
+{
+    Peer peer(echo);
+    BlockTcpObject client;
+    client.init(kLoopback, peer.port());
+    client.setWaitTimeout(400);
+    QVERIFY(send(client, "data"));
+    QSignalSpy finished(&client, &BlockTcpObject::sigFinished);
+
+    QVERIFY(!finished.wait(600));
+
+    QVERIFY(client.isOk());
+    QVERIFY(client.lastError().isEmpty());
 }
 
 void tst_BlockTcpObject::timeoutIsAddedToTheMapBefore()

@@ -78,6 +78,8 @@ private slots:
     void twoFramesInOneReadLeaveTheLast();
     void frameCutAtEveryByteArrives();
     void progressGrowsAndIsToldOnce();
+    void progressOfTheNextFrameStartsAnew();
+    void stopInTheMiddleKeepsTheSecondFrame();
     void silentAnswerHasNoProgress();
     void jsonAreaIsParsed();
     void jsonAreaThatDoesNotParseIsInvalid();
@@ -439,6 +441,32 @@ void tst_BlockThreadTcp::progressGrowsAndIsToldOnce()
     waiting.worker.resolveTcpReadData(frame.mid(115));
 
     QCOMPARE(values(waiting.progress), QList<int>({0, 50, 98, 100}));
+}
+
+void tst_BlockThreadTcp::progressOfTheNextFrameStartsAnew()
+{
+    Waiting waiting;
+    const QByteArray frame = answer(QByteArray(100, 'x'));
+
+    waiting.worker.resolveTcpReadData(frame.left(66));
+    waiting.worker.resolveTcpReadData(frame.mid(66) + frame.left(36));
+
+    QCOMPARE(values(waiting.progress), QList<int>({50, 100, 20}));
+}
+
+void tst_BlockThreadTcp::stopInTheMiddleKeepsTheSecondFrame()
+{
+    Waiting waiting;
+    connect(&waiting.worker, &BlockThreadTcp::sigFinished, &waiting.worker,
+            [&waiting] { waiting.worker.setNeedStop(true); });
+
+    waiting.worker.resolveTcpReadData(answer("first") + answer("second"));
+    QCOMPARE(waiting.worker.receiveData(), QByteArray("first"));
+    waiting.worker.setNeedStop(false);
+    waiting.worker.resolveTcpReadData({});
+
+    QCOMPARE(waiting.worker.receiveData(), QByteArray("second"));
+    QCOMPARE(waiting.finished.count(), 2);
 }
 
 void tst_BlockThreadTcp::silentAnswerHasNoProgress()

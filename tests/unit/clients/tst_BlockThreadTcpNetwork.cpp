@@ -70,6 +70,7 @@ private slots:
     void otherAddressIsANewConnection();
     void debugTextNamesTheConnection();
     void disconnectAbortsAndForgets();
+    void jsonAreaIsGoneWithTheNextExchange();
 
     void refusedConnectionIsToldTwice();
     void peerThatClosesWithoutAnAnswer();
@@ -180,6 +181,18 @@ void tst_BlockThreadTcpNetwork::disconnectAbortsAndForgets()
     client.worker.sendData(2000, QByteArray("data"), 1, QVariant());
     QVERIFY(client.waitForEnd());
     QCOMPARE(client.worker.receiveData(), QByteArray("data"));
+}
+
+void tst_BlockThreadTcpNetwork::jsonAreaIsGoneWithTheNextExchange()
+{
+    Peer peer(echo);
+    Client client(peer.port());
+    client.worker.setReceiveJsonVar(1);
+
+    client.worker.sendData(2000, QByteArray("data"), 1, QVariant());
+
+    QVERIFY(!client.worker.receiveJsonVar().isValid());
+    QVERIFY(client.waitForEnd());
 }
 
 void tst_BlockThreadTcpNetwork::refusedConnectionIsToldTwice()
@@ -399,6 +412,8 @@ void tst_BlockThreadTcpNetwork::chunkedFrameArrives_data()
     QTest::newRow("the frame") << 1016 << 1000;
     QTest::newRow("more than the frame") << 5000 << 1000;
     QTest::newRow("more than a kernel buffer") << 65536 << 20000000;
+    QTest::newRow("at once, small") << 0 << 1000;
+    QTest::newRow("at once, more than a kernel buffer") << 0 << 20000000;
 }
 
 void tst_BlockThreadTcpNetwork::chunkedFrameArrives()

@@ -70,6 +70,7 @@ class tst_SCStatusTcp : public QObject
 private slots:
     void initTestCase();
     void init();
+    void arrivalBeforeAnyConnectIsNoCrash();
     void requestReportShowsEveryField();
     void responseReportShowsEveryField();
     void reportsDoNotFillPlacesOfTheData();
@@ -107,6 +108,16 @@ void tst_SCStatusTcp::initTestCase()
 void tst_SCStatusTcp::init()
 {
     QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false"));
+}
+
+void tst_SCStatusTcp::arrivalBeforeAnyConnectIsNoCrash()
+{
+    SCStatusTcp status;
+    QSignalSpy results(&status, &SCStatusTcp::sigChangedText);
+
+    status.receiveTcpReadyRead();
+
+    QCOMPARE(results.count(), 0);
 }
 
 void tst_SCStatusTcp::requestReportShowsEveryField()
