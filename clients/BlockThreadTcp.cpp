@@ -117,6 +117,7 @@ void BlockThreadTcp::openConnection()
     if (_tcpSocket->waitForConnected(kConnectLimitMs)) {
         // Without it the second of two small writes waits for the peer's delayed acknowledgement.
         _tcpSocket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
+        _peerAddress = _tcpSocket->peerAddress().toString();
         _isDirect = ky::leadsToPeer(*_tcpSocket);
         _socketDebug = getTcpSocketDebug();
         return;

@@ -124,6 +124,7 @@ private:
     QString _lastError;
     QString _ip;
     QString _socketDebug;   ///< both ends as of the last connect, for the log of a reply
+    QString _peerAddress;   ///< text of the address that the connection goes to
     bool _isDirect = false; ///< no proxy stands in between
     std::atomic<quint16> _port{0};
     std::atomic<bool> _isOk{true};
