@@ -32,6 +32,7 @@ public:
     using SystemNetwork::_networkCards;
     using SystemNetwork::_pingIp;
     using SystemNetwork::_pingUrl;
+    using SystemNetwork::_reservedTimer;
     using SystemNetwork::_startScanningSignal;
     using SystemNetwork::_switchingSignal;
     using SystemNetwork::_wiredCardName;

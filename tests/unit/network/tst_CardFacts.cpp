@@ -6,6 +6,9 @@
 #include "network/NmcliOutput.h"
 #include "network/RouteTable.h"
 
+#include <QDir>
+#include <QFile>
+#include <QRegularExpression>
 #include <QTest>
 
 #include <sys/socket.h>
@@ -24,6 +27,29 @@ QNetworkAddressEntry entry(const char* ip)
     entry.setIp(QHostAddress(QLatin1String(ip)));
     entry.setNetmask(QHostAddress(QStringLiteral("255.255.255.0")));
     return entry;
+}
+
+/// A row for each captured output of the folder that the pattern names.
+void rowsOf(const char* folder, const char* pattern)
+{
+    QTest::addColumn<QByteArray>("bytes");
+    const QDir captures(QStringLiteral(KY_TEST_DATA "/") + QLatin1String(folder));
+    const QStringList names = captures.entryList({QLatin1String(pattern)}, QDir::Files);
+    if (names.size() < 10)
+        qFatal("captures of %s %s are missing", folder, pattern);
+    for (const QString& name : names) {
+        QFile file(captures.filePath(name));
+        if (!file.open(QIODevice::ReadOnly))
+            qFatal("cannot read %s", qUtf8Printable(name));
+        QTest::newRow(qPrintable(name)) << file.readAll();
+    }
+}
+
+/// All but the last of the entries: a cut may leave a part of that one.
+template <typename List>
+List allButLast(const List& list)
+{
+    return list.mid(0, qMax(0, list.size() - 1));
 }
 
 QString valueOf(const ky::DeviceShow& show, const char* label)
@@ -47,6 +73,12 @@ private slots:
     void readsIfconfig();
     void ifconfigOfAnUnknownCardIsNothing();
     void ifconfigIsReadFromAnyText();
+    void everyIfconfigIsRead_data() { rowsOf("ifconfig", "*.out"); }
+    void everyIfconfigIsRead();
+    void everyDeviceShowIsRead_data() { rowsOf("nmcli", "device-show*.out"); }
+    void everyDeviceShowIsRead();
+    void everyConnectionShowIsRead_data() { rowsOf("nmcli", "connection-show*.out"); }
+    void everyConnectionShowIsRead();
     void readsDeviceShow_data();
     void readsDeviceShow();
     void everyCapturedRowIsRead();
@@ -152,6 +184,67 @@ void tst_CardFacts::ifconfigIsReadFromAnyText()
     for (int size = 0; size <= whole.size(); ++size) {
         const auto cut = ky::parseIfconfig(whole.left(size), QStringLiteral("wlan0"));
         QVERIFY(!cut || ip.startsWith(cut->ip));
+    }
+}
+
+void tst_CardFacts::everyIfconfigIsRead()
+{
+    QFETCH(QByteArray, bytes);
+    const QString whole = QString::fromUtf8(bytes);
+    const QRegularExpression block(
+        QStringLiteral("^(\\S+): flags=.*\\n +(?:inet (\\S+)  netmask (\\S+))?"),
+        QRegularExpression::MultilineOption);
+    for (auto it = block.globalMatch(whole); it.hasNext();) {
+        const QRegularExpressionMatch card = it.next();
+        const auto read = ky::parseIfconfig(whole, card.captured(1));
+        QVERIFY2(read, qPrintable(card.captured(1)));
+        QCOMPARE(read->ip, card.captured(2));
+        QCOMPARE(read->mask, card.captured(3));
+    }
+    for (int size = 0; size < bytes.size(); ++size) {
+        const QString text = QString::fromUtf8(bytes.left(size));
+        const auto full = ky::parseIfconfig(whole, QStringLiteral("wlan0"));
+        const auto cut = ky::parseIfconfig(text, QStringLiteral("wlan0"));
+        QVERIFY(!cut || (full && full->ip.startsWith(cut->ip) && full->mask.startsWith(cut->mask)));
+    }
+}
+
+void tst_CardFacts::everyDeviceShowIsRead()
+{
+    QFETCH(QByteArray, bytes);
+    const ky::DeviceShow whole = ky::parseDeviceShow(QString::fromUtf8(bytes));
+    const QList<QByteArray> lines = bytes.split('\n');
+    const QRegularExpression row(QStringLiteral("^([A-Z0-9.\\[\\]-]+:) {15,29}(\\S.*)$"));
+    QVector<QPair<QString, QString>> expected;
+    for (const QByteArray& line : lines) {
+        const QRegularExpressionMatch match = row.match(QString::fromUtf8(line));
+        if (match.hasMatch())
+            expected.append({match.captured(1), match.captured(2)});
+    }
+
+    QCOMPARE(whole.rows, expected);
+
+    for (int size = 0; size < bytes.size(); ++size) {
+        const auto cut = allButLast(ky::parseDeviceShow(QString::fromUtf8(bytes.left(size))).rows);
+        QVERIFY(cut == whole.rows.mid(0, cut.size()));
+    }
+}
+
+void tst_CardFacts::everyConnectionShowIsRead()
+{
+    QFETCH(QByteArray, bytes);
+    const QStringList whole = ky::uuidsIn(QString::fromUtf8(bytes));
+    const QRegularExpression uuid(
+        QStringLiteral("\\b[0-9a-f]{8}(?:-[0-9a-f]{4}){3}-[0-9a-f]{12}\\b"));
+    QStringList expected;
+    for (auto it = uuid.globalMatch(QString::fromUtf8(bytes)); it.hasNext();)
+        expected << it.next().captured();
+
+    QCOMPARE(whole, expected);
+
+    for (int size = 0; size < bytes.size(); ++size) {
+        const QStringList cut = ky::uuidsIn(QString::fromUtf8(bytes.left(size)));
+        QCOMPARE(cut, whole.mid(0, cut.size()));
     }
 }
 

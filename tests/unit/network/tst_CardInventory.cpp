@@ -3,9 +3,11 @@
 #include "network/CardAddresses.h"
 
 #include <QCoreApplication>
+#include <QTemporaryFile>
 #include <QTest>
 
 #include <arpa/inet.h>
+#include <cstdio>
 #include <memory>
 #include <net/if.h>
 #include <sched.h>
@@ -45,6 +47,38 @@ bool setLoopback(const char* address)
     return isSet;
 }
 
+/// Takes what this program prints while it lives.
+class StandardOutput
+{
+public:
+    StandardOutput()
+    {
+        std::fflush(stdout);
+        _before = dup(STDOUT_FILENO);
+        if (!_file.open() || dup2(_file.handle(), STDOUT_FILENO) < 0)
+            qFatal("standard output cannot be taken");
+    }
+    ~StandardOutput()
+    {
+        std::fflush(stdout);
+        dup2(_before, STDOUT_FILENO);
+        close(_before);
+    }
+    StandardOutput(const StandardOutput&) = delete;
+    StandardOutput& operator=(const StandardOutput&) = delete;
+
+    QByteArray text() const
+    {
+        std::fflush(stdout);
+        QFile file(_file.fileName());
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+
+private:
+    QTemporaryFile _file;
+    int _before = -1;
+};
+
 int openDescriptors()
 {
     return QDir(QStringLiteral("/proc/self/fd"))
@@ -65,6 +99,7 @@ private slots:
     void interfacesAreListedUnfiltered();
     void cardsAreKnownByTheirHardwareAddress();
     void namesStandInTheOrderOfTheAddresses();
+    void namesAreLogged();
     void flagsOfAnInterfaceAreTested();
     void flagTestIsLogged();
     void cardHasAddressesRowsAndDhcp();
@@ -92,9 +127,11 @@ private slots:
     void cardAtTheInternalAddressIsFound();
     void cardAtAnotherAddressLeavesNothing();
     void storedMacIsThereWithoutTheCard();
+    void examinedCardIsPrintedAndLogged();
     void unknownNameEndsThere();
     void gatewayIsReadFromTheRoutes();
     void gatewayFitsTheBuffer();
+    void fullBufferIsReadToItsSize();
     void gatewayOfUnreadableRoutesIsEmpty();
     void noRouteLeavesTheBuffer();
     void longRouteLinesAreReadInPieces();
@@ -179,6 +216,17 @@ void tst_CardInventory::namesStandInTheOrderOfTheAddresses()
 
     QCOMPARE(_network->_networkCardNames, names.values());
     QCOMPARE(names.value(QStringLiteral("00:00:00:00:00:00")), QStringLiteral("lo"));
+}
+
+void tst_CardInventory::namesAreLogged()
+{
+    const LogCapture log;
+
+    _network->getNetworkWifiMap();
+
+    QCOMPARE(log.lines().size(), 1);
+    QVERIFY(log.lines().first().contains("[getNetworkWifiMap]QList<QNetworkInterface>: "));
+    QVERIFY(log.lines().first().contains("(\"00:00:00:00:00:00\", \"lo\")"));
 }
 
 void tst_CardInventory::flagsOfAnInterfaceAreTested()
@@ -515,6 +563,26 @@ void tst_CardInventory::storedMacIsThereWithoutTheCard()
     QCOMPARE(info, (QVariantMap{{QStringLiteral("Mac"), QStringLiteral("11:22:33:44:55:66")}}));
 }
 
+void tst_CardInventory::examinedCardIsPrintedAndLogged()
+{
+    if (isInOwnNetwork)
+        QVERIFY(setLoopback("127.0.0.1"));
+    QVariantMap info;
+    const LogCapture log;
+    QByteArray printed;
+    {
+        const StandardOutput output;
+        _network->dispLocalWiredNetInfo("lo", info);
+        printed = output.text();
+    }
+
+    QCOMPARE(printed, QByteArray("lo:\n\tIP: 127.0.0.1\n\tBroadIP: 0.0.0.0\n"
+                                 "\tNetmask: 255.0.0.0\n"));
+    const QString prefix = QStringLiteral("[debug][dispLocalWiredNetInfo]");
+    QCOMPARE(log.lines(), (QStringList{prefix + "LocalIP 127.0.0.1", prefix + "GATEAWAY 0.0.0.0",
+                                       prefix + "NETMASK 255.0.0.0"}));
+}
+
 void tst_CardInventory::unknownNameEndsThere()
 {
     _fixture->write(macFile(), "11:22:33:44:55:66\n");
@@ -549,6 +617,15 @@ void tst_CardInventory::gatewayFitsTheBuffer()
 
     QCOMPARE(buffer[5], 'x');
     QCOMPARE(_network->getIPV4Gateway("wlan0", buffer, 0), QString());
+}
+
+void tst_CardInventory::fullBufferIsReadToItsSize()
+{
+    _fixture->write(_fixture->path(QStringLiteral("proc/net/route")),
+                    captured("route/proc-net-route-none.c.out").toUtf8());
+    char buffer[] = "full, and more";
+
+    QCOMPARE(_network->getIPV4Gateway("wlan0", buffer, 4), QStringLiteral("full"));
 }
 
 void tst_CardInventory::gatewayOfUnreadableRoutesIsEmpty()

@@ -401,12 +401,16 @@ void tst_NetworkSettings::banIsNotedOnly()
 void tst_NetworkSettings::timersEndWithTheObject()
 {
     auto network = std::make_unique<OpenNetwork>(nullptr);
-    QPointer<QTimer> timer = new QTimer(network.get());
-    network->_autoConnectSSIDTimer = timer;
+    // Without parents: nobody else ends them.
+    const QPointer<QTimer> supervision = new QTimer;
+    const QPointer<QTimer> reserved = new QTimer;
+    network->_autoConnectSSIDTimer = supervision;
+    network->_reservedTimer = reserved;
 
     network.reset();
 
-    QVERIFY(timer.isNull());
+    QVERIFY(supervision.isNull());
+    QVERIFY(reserved.isNull());
 }
 
 QTEST_GUILESS_MAIN(tst_NetworkSettings)

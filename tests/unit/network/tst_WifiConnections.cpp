@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace settings = ky::settings;
 
@@ -130,7 +131,10 @@ private slots:
     void noDriverIsAnError();
     void driverGoesOnTheBlacklist_data();
     void driverGoesOnTheBlacklist();
+    void absentBlacklistIsMade();
+    void disablingIsLogged();
     void flagIsOnlyStored();
+    void profileThatStaysIsWarnedOf();
     void unwritableBlacklistIsFalse();
 
 private:
@@ -828,6 +832,48 @@ void tst_WifiConnections::driverGoesOnTheBlacklist()
     QTEST(_fixture->read(blacklist()), "after");
     QCOMPARE(_fixture->setting(settings::kWirelessCardDriver), QVariant(QStringLiteral("r8169")));
     QCOMPARE(_fixture->setting(settings::kIsPermanentlyDisabled).toBool(), true);
+}
+
+void tst_WifiConnections::absentBlacklistIsMade()
+{
+    _fixture->host().answer(
+        kLshw, QStringLiteral("description: Wired interface\nconfiguration: driver=r8169\n"));
+    QDir().mkpath(QFileInfo(blacklist()).path());
+
+    QVERIFY(_network->setPermanentlyDisabled(1, true));
+
+    QCOMPARE(_fixture->read(blacklist()), QByteArray("\n blacklist r8169 #wifi"));
+}
+
+void tst_WifiConnections::disablingIsLogged()
+{
+    _network->_wirelessCardName = QStringLiteral("wlan7");
+    const LogCapture log;
+
+    _network->setPermanentlyDisabled(1, true);
+
+    QVERIFY(log.holds(QStringLiteral("[debug][setPermanentlyDisabled][_wirelessCardName: wlan7")));
+}
+
+void tst_WifiConnections::profileThatStaysIsWarnedOf()
+{
+    _fixture->writeProfile(QStringLiteral("w"), "[connection]\ntype=wifi\n");
+    const QString folder = _fixture->profileFolder();
+    chmod(QFile::encodeName(_fixture->path(QString())).constData(), 0755);
+    QCOMPARE(chmod(QFile::encodeName(folder).constData(), 0555), 0);
+    const LogCapture log;
+    const bool isRoot = geteuid() == 0;
+    if (isRoot)
+        QCOMPARE(seteuid(65534), 0); // the modes of folders bind others only
+
+    _network->deleteByConnectionType(QStringLiteral("wifi"));
+
+    if (isRoot)
+        QCOMPARE(seteuid(0), 0);
+    chmod(QFile::encodeName(folder).constData(), 0755);
+    QVERIFY(log.holds(QStringLiteral("[warning][removeProfiles]Failed to deleted file: ") + folder +
+                      QStringLiteral("/w")));
+    QCOMPARE(_fixture->profiles(), QStringList{QStringLiteral("w")});
 }
 
 void tst_WifiConnections::flagIsOnlyStored()
