@@ -36,6 +36,10 @@ private slots:
 
     void valueArrivesAsItIs_data();
     void valueArrivesAsItIs();
+    void otherOperationsPassItAsItIs_data() { valueArrivesAsItIs_data(); }
+    void otherOperationsPassItAsItIs();
+    void passPhraseOfAProfileArrivesAsItIs_data() { valueArrivesAsItIs_data(); }
+    void passPhraseOfAProfileArrivesAsItIs();
     void describedProfileArrivesAsItIs_data() { valueArrivesAsItIs_data(); }
     void describedProfileArrivesAsItIs();
     void zeroIsRefusedByTheShell();
@@ -156,6 +160,59 @@ void tst_HostileValues::valueArrivesAsItIs()
     QCOMPARE(calls(), expected);
 }
 
+void tst_HostileValues::otherOperationsPassItAsItIs()
+{
+    QFETCH(QString, value);
+    SystemNetwork network(nullptr);
+    QVariantMap info;
+
+    QVERIFY(network.connectWindowWifi(value, value, true));
+    QVERIFY(network.connectWindowWifi2(value, QString(), false));
+    network.getNetInfo(value, info);
+    network.deleteConnections(value);
+
+    const QString nmcli = QStringLiteral("nmcli");
+    const QString grep = QStringLiteral("grep");
+    QList<Call> expected{
+        {nmcli, "connection", "show"},
+        {grep, "wifi"},
+        {nmcli, "device", "wifi", "connect", value, "password", value, "hidden", "yes"},
+        {nmcli, "connection", "modify", value, "connection.autoconnect", "yes"},
+        {nmcli, "d", "wifi", "connect", value},
+        {nmcli, "device", "show", value},
+        {nmcli, "connection", "show", "--active"},
+        {nmcli, "connection", "show"},
+        {grep, value},
+    };
+    std::sort(expected.begin(), expected.end());
+    QCOMPARE(calls(), expected);
+}
+
+void tst_HostileValues::passPhraseOfAProfileArrivesAsItIs()
+{
+    QFETCH(QString, value);
+    SystemNetwork network(nullptr);
+
+    network.runIwconfig(
+        {{QStringLiteral("interface"), QStringLiteral("connectWifi")},
+         {QStringLiteral("connectWifi"), QVariantMap{{QStringLiteral("ssid"), value},
+                                                     {QStringLiteral("dhcp"), true},
+                                                     {QStringLiteral("password"), value}}}});
+
+    const Call add{"nmcli",   "connection",
+                   "add",     "type",
+                   "wifi",    "con-name",
+                   value,     "ifname",
+                   "wlan0",   "ssid",
+                   value,     "ipv4.method",
+                   "auto",    "wifi-sec.key-mgmt",
+                   "wpa-psk", "wifi-sec.psk",
+                   value,     "connection.autoconnect",
+                   "true"};
+    QCOMPARE(calls().size(), 5);
+    QVERIFY(calls().contains(add));
+}
+
 void tst_HostileValues::describedProfileArrivesAsItIs()
 {
     QFETCH(QString, value);
@@ -163,6 +220,7 @@ void tst_HostileValues::describedProfileArrivesAsItIs()
     QVariantMap wifi{{QStringLiteral("verification"), true},
                      {QStringLiteral("nonBroadcast"), true},
                      {QStringLiteral("802-1x.ca-cert"), file},
+                     {QStringLiteral("802-1x.client-cert"), file},
                      {QStringLiteral("802-1x.private-key"), file}};
     for (const char* key : {"ssid", "ipv4.gateway", "ipv4.addresses", "802-1x.eap",
                             "wifi-sec.key-mgmt", "802-1x.phase2-auth", "802-1x.identity",
@@ -187,14 +245,15 @@ void tst_HostileValues::describedProfileArrivesAsItIs()
                    value,    "802-1x.phase2-auth",
                    value,    "802-1x.identity",
                    value,    "802-1x.password",
-                   value,    "802-1x.ca-cert",
+                   value,    "802-1x.client-cert",
+                   path,     "802-1x.ca-cert",
                    path,     "802-1x.private-key-password",
                    value,    "802-1x.private-key",
                    path,     "connection.autoconnect",
                    "true",   "wifi.hidden",
                    "yes"};
     const QList<Call> made = calls();
-    if (value.size() == 10000) { // 14 of these are more than the kernel takes as one argument
+    if (value.size() == 10000) { // 15 of these are more than the kernel takes as one argument
         QCOMPARE(network.getLastError(),
                  QStringLiteral("start of /bin/sh: Argument list too long"));
         QCOMPARE(made.size(), 4);
