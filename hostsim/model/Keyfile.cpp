@@ -1,6 +1,7 @@
 #include "model/Keyfile.h"
 
 #include <algorithm>
+#include <cstring>
 #include <sstream>
 
 namespace hostsim {
@@ -40,40 +41,33 @@ std::string escaped(const std::string& text)
     return result;
 }
 
-char unescapedChar(char c)
-{
-    switch (c) {
-    case 's':
-        return ' ';
-    case 'n':
-        return '\n';
-    case 't':
-        return '\t';
-    case 'r':
-        return '\r';
-    default:
-        return c;
-    }
-}
+constexpr char kEscapes[] = "sntr\\";
+constexpr char kEscaped[] = " \n\t\r\\";
+constexpr char kBlanks[] = " \t\v\f\r";
 
+/// An escape that is not known stands as it is, backslash included.
 std::string unescaped(const std::string& raw)
 {
     std::string result;
     for (size_t i = 0; i < raw.size(); ++i) {
-        if (raw[i] == '\\' && i + 1 < raw.size())
-            result += unescapedChar(raw[++i]);
-        else
-            result += raw[i];
+        const char* escape =
+            raw[i] == '\\' && i + 1 < raw.size() ? std::strchr(kEscapes, raw[i + 1]) : nullptr;
+        const bool isKnown = escape && *escape != '\0';
+        result += isKnown ? kEscaped[escape - kEscapes] : raw[i];
+        i += isKnown ? 1 : 0;
     }
     return result;
 }
 
-std::string trimmed(const std::string& text)
+std::string withoutLeadingBlanks(const std::string& text)
 {
-    const size_t begin = text.find_first_not_of(" \t\r");
-    if (begin == std::string::npos)
-        return {};
-    return text.substr(begin, text.find_last_not_of(" \t\r") - begin + 1);
+    const size_t begin = text.find_first_not_of(kBlanks);
+    return begin == std::string::npos ? std::string() : text.substr(begin);
+}
+
+std::string withoutTrailingBlanks(const std::string& text)
+{
+    return text.substr(0, text.find_last_not_of(kBlanks) + 1);
 }
 
 bool isByteList(const std::string& raw)
@@ -99,12 +93,16 @@ Keyfile::Keyfile(const std::string& text)
     std::istringstream stream(text);
     Group* current = nullptr;
     for (std::string line; std::getline(stream, line);) {
+        if (!line.empty() && line.back() == '\r')
+            line.pop_back();
+        line = withoutLeadingBlanks(line);
         const size_t equals = line.find('=');
         if (!line.empty() && line[0] == '[' && line.find(']') != std::string::npos)
             current = &groupFor(line.substr(1, line.find(']') - 1));
         else if (current && !line.empty() && line[0] != '#' && equals != std::string::npos)
-            current->keys.emplace_back(trimmed(line.substr(0, equals)),
-                                       trimmed(line.substr(equals + 1)));
+            // Blanks behind a value are a part of it.
+            current->keys.emplace_back(withoutTrailingBlanks(line.substr(0, equals)),
+                                       withoutLeadingBlanks(line.substr(equals + 1)));
     }
 }
 
@@ -116,7 +114,7 @@ std::string Keyfile::toText() const
     });
     std::string text;
     for (Group& group : groups) {
-        std::sort(group.keys.begin(), group.keys.end(), [](const auto& a, const auto& b) {
+        std::stable_sort(group.keys.begin(), group.keys.end(), [](const auto& a, const auto& b) {
             const auto place = [](const auto& key) {
                 return std::make_pair(rank(kFirstKeys, key.first), key.first);
             };
@@ -147,11 +145,12 @@ Keyfile::Group& Keyfile::groupFor(const std::string& name)
 
 std::string Keyfile::raw(const std::string& name, const std::string& key) const
 {
+    std::string last;
     if (const Group* found = group(name))
         for (const auto& [k, value] : found->keys)
             if (k == key)
-                return value;
-    return {};
+                last = value;
+    return last;
 }
 
 void Keyfile::setRaw(const std::string& name, const std::string& key, const std::string& value)
@@ -199,10 +198,9 @@ void Keyfile::setText(const std::string& name, const std::string& key, const std
 
 std::string Keyfile::ssid() const
 {
-    const std::string value = raw("wifi", "ssid");
-    if (isByteList(value))
-        return fromByteList(value);
-    std::string result = unescaped(value);
+    std::string result = text("wifi", "ssid");
+    if (isByteList(result))
+        return fromByteList(result);
     for (size_t at; (at = result.find("\\;")) != std::string::npos;)
         result.erase(at, 1);
     return result;

@@ -8,7 +8,8 @@ namespace hostsim {
 
 /// A NetworkManager keyfile, written as NetworkManager writes it: groups in its order, the keys
 /// of a group sorted behind id, uuid and type, text escaped as GKeyFile does, an SSID that is not
-/// plain ASCII as a list of bytes.
+/// plain ASCII as a list of bytes. Read as NetworkManager reads: blanks in front of a value are
+/// dropped, those behind it are a part of it; of a key that stands twice the last one counts.
 class Keyfile
 {
 public:
