@@ -19,7 +19,7 @@ while [ $# -gt 0 ]; do
 done
 
 need $build_packages qemu-system-x86 qemu-utils mmdebstrap busybox-static e2fsprogs cpio kmod
-build dev
+build dev kyhostd kyctl ky_realhost
 
 # The image is made once and kept outside of the repository, under a name that tells what went in.
 cache=${XDG_CACHE_HOME:-$HOME/.cache}/kynetwork
