@@ -12,13 +12,19 @@ if [ ${#host[@]} -gt 0 ]; then
     until [ -s "$KY_WORK/time-server" ]; do sleep 0.05; done
     server=127.0.0.1:$(cat "$KY_WORK/time-server")
 
+    # For 256 seconds in every 18 hours a byte of the clock is zero and no request is answered well.
+    cut=$((($(date +%s) + 2208988800) % 65536))
+    if [ "$cut" -lt 256 ]; then
+        step "Until requests are whole again" sleep $((256 - cut))
+    elif [ "$cut" -gt 65476 ]; then
+        step "Until requests are whole again" sleep $((65536 + 256 - cut))
+    fi
+
     step "A server keeps the clock; it is a year ahead" \
         kyctl time set --zone Etc/UTC --auto --server "$server" --interval 10
-    # One request in a hundred has a zero byte in its timestamp and is not answered well.
-    for _ in 1 2 3 4 5; do
-        kyctl time status | grep -q "$(date -u -d '365 days' +%Y-%m-%d)" && break
-        step "Once more" kyctl time sync
-    done
+    # A request with a zero byte in its timestamp is not answered well, for a second at most: sync
+    # repeats it that long.
+    step "Once more" kyctl time sync
     step "And now?" kyctl time status
     expect "$(date -u -d '365 days' +%Y-%m-%d)" "every 10 min" "$server"
     kill "$server_pid"
