@@ -143,6 +143,19 @@ void tst_HardwareText::rowsOfTheTable_data()
     QTest::newRow("sum of more than 32 bits")
         << "a b 1 2147483647 1 4% /\n"
         << QVariantList{disk("a", "2047GB", "-2097152MB", "4%")};
+    QTest::newRow("words of df between the rows")
+        << "df: /mnt/x: Permission denied\n/dev/sda1 ext4 1 1024 1024 50% /\n"
+        << QVariantList{disk("/dev/sda1", "1MB", "2MB", "50%")};
+    QTest::newRow("noise") << QString::fromUtf8("\x01\xff\x7f \xfe\n%s %n ; $(reboot)\n::::\n")
+                           << QVariantList();
+    QTest::newRow("noise of seven words") << "; $( ` 12x -1 %s \\\n"
+                                          << QVariantList{disk(";", "0", "0MB", "%s")};
+    QTest::newRow("carriage returns") << "a b 1 1024 1024 4% /\r\n"
+                                      << QVariantList{disk("a", "1MB", "2MB", "4%")};
+    QTest::newRow("cut within a number")
+        << "a b 1 1024 1024 4% /\nb c 1 10" << QVariantList{disk("a", "1MB", "2MB", "4%")};
+    QTest::newRow("a long row") << "a b 1 1024 1024 4% /" + QString(" x").repeated(100000)
+                                << QVariantList{disk("a", "1MB", "2MB", "4%")};
     QTest::newRow("no numbers") << "a b c d e f g\n" << QVariantList{disk("a", "0", "0", "f")};
 }
 
@@ -195,6 +208,15 @@ void tst_HardwareText::linesOfTheProcessor_data()
     QTest::newRow("no colon") << "model name\n" << QStringList{""};
     QTest::newRow("nothing behind it") << "model name :\n" << QStringList{""};
     QTest::newRow("blanks around it") << "model name\t:  A  B \n" << QStringList{"A  B"};
+    QTest::newRow("words of grep between the lines")
+        << "m: A\ngrep: (standard input): binary file matches\nm: B\n"
+        << QStringList({"A", "", "B"});
+    QTest::newRow("noise") << QString::fromUtf8("\x01\xff\x7f\n$(reboot)\n::\n:\n")
+                           << QStringList({"", "", "", ""});
+    QTest::newRow("carriage return") << "m: A\r\n" << QStringList{"A"};
+    QTest::newRow("cut before the colon") << "m: A\nmodel na" << QStringList({"A", ""});
+    QTest::newRow("cut within the name")
+        << "m: A\nmodel name\t: Cort" << QStringList({"A", "Cort"});
     QTest::newRow("last line without its end") << "m: A\nm: B" << QStringList({"A", "B"});
 }
 
@@ -255,6 +277,14 @@ void tst_HardwareText::blocksOfTheInterfaces_data()
     row("first of two", "eth0: x\n ether a\n ether b\n", {"eth0"}, {"a"});
     row("one block, two heads", "eth0: x\neth1: y\n" + ether, {"eth0"}, {mac});
     row("name alone", "eth0", {"eth0"}, {none});
+    row("words of the tool before the block",
+        "Warning: cannot open /proc/net/dev\neth0: x\n" + ether, {"eth0"}, {mac});
+    row("noise", QString::fromUtf8("\x01\xff\x7f\n\n$(reboot)\n\n\n: :\n\n"), {}, {});
+    row("noise behind the name", QString::fromUtf8("eth0: \xff\x01\n\x02 ether \x03\n"), {"eth0"},
+        {QString(QChar(3))});
+    row("cut within the name", "eth0: x\n" + ether + "\nwl", {"eth0", "wl"}, {mac, none});
+    row("cut within the address", "eth0: x\n        ether 00:11:2", {"eth0"}, {"00:11:2"});
+    row("cut within the word", "eth0: x\n        ethe", {"eth0"}, {none});
 }
 
 void tst_HardwareText::blocksOfTheInterfaces()
@@ -290,6 +320,13 @@ void tst_HardwareText::zonesAreRead_data()
     QTest::newRow("third part") << "a/type:b:c\n" << QStringList{"a/temp=b"};
     QTest::newRow("twice in the path") << "/type/x/type:b\n" << QStringList{"/temp/x/temp=b"};
     QTest::newRow("nothing around it") << ":\n" << QStringList{"="};
+    QTest::newRow("words of grep between the lines")
+        << "a/type:b\ngrep: c/type: Invalid argument\nd/type:e\n"
+        << QStringList({"a/temp=b", "grep= c/type", "d/temp=e"});
+    QTest::newRow("noise") << QString::fromUtf8("\x01\xff\x7f\n$(reboot)\n\n") << QStringList();
+    QTest::newRow("cut within the path") << path + ":cpu-thermal\n/sys/cla" << QStringList{zone};
+    QTest::newRow("cut within the name")
+        << path + ":cpu-thermal\na/type:cp" << QStringList({zone, "a/temp=cp"});
     QTest::newRow("two") << "a/type:b\nc/type:d\n" << QStringList({"a/temp=b", "c/temp=d"});
 }
 

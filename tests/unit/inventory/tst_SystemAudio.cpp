@@ -18,6 +18,14 @@ RecordedHost& host()
     return RecordedHost::instance();
 }
 
+QString lastDebugLine;
+
+void keepDebugLine(QtMsgType type, const QMessageLogContext& context, const QString& text)
+{
+    if (type == QtDebugMsg && QByteArray(context.category) == "ky.inventory")
+        lastDebugLine = text;
+}
+
 QByteArray confOf(const QByteArray& index)
 {
     return "defaults.ctl.card " + index + "\ndefaults.pcm.card " + index +
@@ -73,6 +81,8 @@ private slots:
     void resetWithoutCardsFails();
     void resetSucceedsThoughNothingIsWritten();
     void allDevicesAreNone();
+    void allDevicesAreReadByCat();
+    void cardIsNotedInTheLog();
 
 private:
     std::unique_ptr<HostFolder> _host;
@@ -508,6 +518,36 @@ void tst_SystemAudio::allDevicesAreNone()
     _host->write(kCards, capture("sound/cards.c.out"));
 
     QCOMPARE(_audio->getAllAudioDevice(), QVariantList());
+}
+
+/// A `cat` of its own, first on the PATH, notes that it was called.
+void tst_SystemAudio::allDevicesAreReadByCat()
+{
+    _host->write(kCards, capture("sound/cards.c.out"));
+    _host->write("/bin/cat", "#!/bin/sh\necho \"$@\" >>'" +
+                                 QFile::encodeName(_host->path("/called")) +
+                                 "'\nexec /bin/cat \"$@\"\n");
+    QVERIFY(QFile::setPermissions(_host->path("/bin/cat"), QFile::ReadOwner | QFile::ExeOwner));
+    const QByteArray before = qgetenv("PATH");
+    qputenv("PATH", QFile::encodeName(_host->path("/bin")) + ':' + before);
+
+    const QVariantList devices = _audio->getAllAudioDevice();
+
+    qputenv("PATH", before);
+    QCOMPARE(devices, QVariantList());
+    QCOMPARE(_host->read("/called"), QFile::encodeName(_host->path(kCards)) + '\n');
+}
+
+void tst_SystemAudio::cardIsNotedInTheLog()
+{
+    QVERIFY(QDir().mkpath(_host->path("/etc")));
+    lastDebugLine.clear();
+    const QtMessageHandler before = qInstallMessageHandler(keepDebugLine);
+
+    QVERIFY(_audio->setAudioCard("2"));
+
+    qInstallMessageHandler(before);
+    QVERIFY2(lastDebugLine.endsWith("/etc/asound.conf cardIndex: 2"), qPrintable(lastDebugLine));
 }
 
 QTEST_GUILESS_MAIN(tst_SystemAudio)

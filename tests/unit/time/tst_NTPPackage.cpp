@@ -73,7 +73,7 @@ private slots:
     void timestampIsCutAtItsFirstZeroByte();
     void replyIsTakenApart();
     void everyLeapVersionAndModeIsSplit();
-    void arrivalIsStampedLast();
+    void arrivalIsTheTimeOfParsing();
     void shortReplyParsesWithoutFault_data();
     void shortReplyParsesWithoutFault();
     void bytesBehindTheReplyAreIgnored();
@@ -210,6 +210,8 @@ void tst_NTPPackage::millisecondsBecomeATimestamp_data()
     QTest::newRow("half") << qint64(500) << hex("0000000080000000");
     QTest::newRow("999") << qint64(999) << hex("00000000ffbe76c8");
     QTest::newRow("1970") << kFrom1900To1970Ms << hex("83aa7e8000000000");
+    QTest::newRow("one before 1900") << qint64(-1) << hex("00000000ffbe76c9");
+    QTest::newRow("a second and a half before 1900") << qint64(-1500) << hex("ffffffff80000000");
     QTest::newRow("last second of the era") << qint64(4294967295500) << hex("ffffffff80000000");
 }
 
@@ -322,7 +324,7 @@ void tst_NTPPackage::everyLeapVersionAndModeIsSplit()
     }
 }
 
-void tst_NTPPackage::arrivalIsStampedLast()
+void tst_NTPPackage::arrivalIsTheTimeOfParsing()
 {
     stopAt1900(kNoonMs + 4000);
     NTPPackage package;

@@ -465,6 +465,12 @@ void tst_SystemNTPClient::closedPortEndsTheExchange()
     QVERIFY(timer()->isActive());
     QVERIFY(!_ntp->getTimedatectlStatus().value("udpErrorString").toString().isEmpty());
     QVERIFY(!TimeHost::logLine("[warning][slotNtpError][error:").isEmpty());
+
+    _ntp->slotNtpError(QAbstractSocket::ConnectionRefusedError);
+
+    QCOMPARE(TimeHost::logLine("slotNtpError"),
+             QStringLiteral("[warning][slotNtpError][error: "
+                            "QAbstractSocket::ConnectionRefusedError ]"));
 }
 
 void tst_SystemNTPClient::portZeroEndsTheExchange()
