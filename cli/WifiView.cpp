@@ -43,6 +43,17 @@ QString bandText(const char* title, const QVariantList& accessPoints)
            tableText(accessPoints, {{"signal", "dBm"}, {"mac", "BSSID"}, {"frequency", "MHz"}});
 }
 
+/// What was told under the key, lines parted by "; ", and when.
+QString toldText(const QVariantMap& trace, const char* key)
+{
+    const QString name = QLatin1String(key);
+    const QString text = trace.value(name).toStringList().join(QStringLiteral("; "));
+    if (text.isEmpty())
+        return QStringLiteral("none yet");
+    return QStringLiteral("%1 (%2)").arg(text,
+                                         valueText(trace.value(name + QStringLiteral("_time"))));
+}
+
 /// Text that replaces the one shown before it, line by line.
 QString inPlace(const QString& text, int linesBefore)
 {
@@ -65,14 +76,11 @@ QString linkText(const QVariantMap& answer)
 QString wifiViewText(const QVariantMap& link, const QVariantList& accessPoints,
                      const QVariantMap& trace)
 {
-    const QString decision = valueText(trace.value(QStringLiteral("text")));
-    const QString time = valueText(trace.value(QStringLiteral("text_time")));
     return QStringLiteral("link: %1\n").arg(linkText(link)) +
            bandText("5 GHz", candidates(accessPoints, true)) +
            bandText("2.4 GHz", candidates(accessPoints, false)) +
-           QStringLiteral("last decision: %1\n")
-               .arg(decision.isEmpty() ? QStringLiteral("none yet")
-                                       : decision + QStringLiteral(" (%1)").arg(time));
+           QStringLiteral("last decision: %1\n").arg(toldText(trace, "decision")) +
+           QStringLiteral("last roam: %1\n").arg(toldText(trace, "move"));
 }
 
 int runWifiWatch(Invocation& call)

@@ -10,7 +10,7 @@ class Invocation;
 QString linkText(const QVariantMap& answer);
 
 /// What `wifi watch` shows, from the answers of `wifi_link`, `wifi_aps` and `wifi_trace`: the link,
-/// the candidates of both bands with the strongest first, and the last decision.
+/// the candidates of both bands with the strongest first, the last decision and the last roam.
 QString wifiViewText(const QVariantMap& link, const QVariantList& accessPoints,
                      const QVariantMap& trace);
 

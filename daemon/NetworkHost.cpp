@@ -1,7 +1,6 @@
 #include "daemon/NetworkHost.h"
 
 #include "daemon/FrameCourier.h"
-#include "network/SystemNetwork.h"
 
 namespace ky {
 
@@ -9,7 +8,7 @@ NetworkHost::NetworkHost(FrameCourier& courier)
     : _thread(QStringLiteral("network"))
 {
     _thread.call([this, &courier] {
-        _network = std::make_unique<SystemNetwork>();
+        _network = std::make_unique<DaemonNetwork>();
         QObject::connect(
             _network.get(), &SystemNetwork::sigWriteTcpClient, _network.get(),
             [&courier](const QString& ip, int port, int type, int number, const QByteArray& bytes) {

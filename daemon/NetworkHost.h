@@ -1,10 +1,9 @@
 #pragma once
 
+#include "daemon/DaemonNetwork.h"
 #include "daemon/OwnThread.h"
 
 #include <memory>
-
-class SystemNetwork;
 
 namespace ky {
 
@@ -25,11 +24,11 @@ public:
 
     OwnThread& thread() { return _thread; }
     /// To be used on its thread only.
-    SystemNetwork& network() { return *_network; }
+    DaemonNetwork& network() { return *_network; }
 
 private:
     OwnThread _thread;
-    std::unique_ptr<SystemNetwork> _network;
+    std::unique_ptr<DaemonNetwork> _network;
 };
 
 } // namespace ky

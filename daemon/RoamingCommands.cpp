@@ -1,10 +1,9 @@
 #include "daemon/RoamingCommands.h"
 
 #include "host/PublicClass.h"
-#include "network/SystemNetwork.h"
 #include "network/WifiScanThread.h"
 
-#include <QTimer>
+#include <optional>
 
 namespace ky {
 
@@ -13,11 +12,45 @@ namespace {
 constexpr int kWifiFailed = 40350;
 constexpr int kScanThreadBusy = 40353;
 
-constexpr char kSettingsFile[] = "appInfo/setting/WirelessCard.ini";
-
-QVariant setting(const char* key)
+Answer wrongArgument(const char* key, const char* wanted)
 {
-    return PublicClass::init()->readIni(QLatin1String(kSettingsFile), QLatin1String(key));
+    return Answer::error(
+        kBadArgument,
+        QStringLiteral("argument [%1]: not %2").arg(QLatin1String(key), QLatin1String(wanted)));
+}
+
+/// An argument that must be true or false in JSON: "off" or 0 would read as something else than
+/// what was meant.
+std::optional<bool> boolArgument(const Request& request, const char* key)
+{
+    const QVariant value = request.arguments().value(QLatin1String(key));
+    if (value.userType() != QMetaType::Bool)
+        return std::nullopt;
+    return value.toBool();
+}
+
+/// "kind", the number 0 (wired) or 1 (wireless).
+std::optional<int> cardKind(const Request& request)
+{
+    const QVariant value = request.arguments().value(QStringLiteral("kind"));
+    const int type = value.userType();
+    const bool isNumber =
+        type == QMetaType::Double || type == QMetaType::LongLong || type == QMetaType::Int;
+    if (!isNumber || (value.toDouble() != 0 && value.toDouble() != 1))
+        return std::nullopt;
+    return value.toInt();
+}
+
+/// A handler of a command with the one argument "on", which is given to `act`.
+template <typename Act>
+Relay::Handler switchHandler(Act act)
+{
+    return [act](const Request& request) {
+        if (!request.firstMissing({"on"}).isEmpty())
+            return Answer::missing(QStringLiteral("on"));
+        const std::optional<bool> on = boolArgument(request, "on");
+        return on ? act(*on) : wrongArgument("on", "true or false");
+    };
 }
 
 Answer wifiList(SystemNetwork& network)
@@ -61,22 +94,21 @@ Answer roamTo(SystemNetwork& network, const QString& bssid)
     return Answer::of(network.switchAP(card, bssid), kWifiFailed, network);
 }
 
-Answer supervisionStatus(const SystemNetwork& network)
+Answer switchCard(SystemNetwork& network, const Request& request)
 {
-    bool isCycling = false;
-    for (const QTimer* timer : network.findChildren<QTimer*>())
-        isCycling = isCycling || timer->isActive();
-    const PublicClass* host = PublicClass::init();
-    return Answer::ok(
-        {{QStringLiteral("is_cycling"), isCycling},
-         {QStringLiteral("is_permitted"), host->autoConnectEnabled},
-         {QStringLiteral("is_paused"), host->autoConnectPaused},
-         {QStringLiteral("is_roaming"), setting("WirelessCard/isEnabledRoaming").toBool()},
-         {QStringLiteral("is_reporting"),
-          setting("WirelessCard/isDisconnectionSendError").toBool()},
-         {QStringLiteral("method"), setting("WirelessCard/DisconnectionMethod").toInt()},
-         {QStringLiteral("period_ms"), setting("WirelessCard/autoConnectWaitTime").toInt()},
-         {QStringLiteral("wireless_is_off"), setting("WirelessCard/CardStatus").toBool()}});
+    const QString missing = request.firstMissing({"kind", "disable"});
+    if (!missing.isEmpty())
+        return Answer::missing(missing);
+    const std::optional<int> kind = cardKind(request);
+    if (!kind)
+        return wrongArgument("kind", "0 or 1");
+    const std::optional<bool> disable = boolArgument(request, "disable");
+    if (!disable)
+        return wrongArgument("disable", "true or false");
+    network.setLastError({});
+    network.changedNetworkCardStatus(*kind, *disable);
+    // The result is always true; what a tool said on the way is passed on.
+    return Answer::ok({{QStringLiteral("said"), network.getLastError()}});
 }
 
 } // namespace
@@ -116,45 +148,30 @@ void RoamingCommands::addWifiCommands()
             return Answer::missing(QStringLiteral("bssid"));
         return roamTo(network, request.arguments().value(QStringLiteral("bssid")).toString());
     });
-    addThreadCommand(thread, "wifi_roaming", [&network](const Request& request) {
-        if (!request.firstMissing({"on"}).isEmpty())
-            return Answer::missing(QStringLiteral("on"));
-        network.setEnabledRoaming(request.arguments().value(QStringLiteral("on")).toBool());
-        return Answer::ok();
-    });
-    addCommand("wifi_trace", [this](const Request&) { return Answer::ok(_told); });
+    addThreadCommand(thread, "wifi_roaming", switchHandler([&network](bool on) {
+                         network.setEnabledRoaming(on);
+                         return Answer::ok();
+                     }));
+    addCommand("wifi_trace", [this](const Request&) { return Answer::ok(_story.map()); });
 }
 
 void RoamingCommands::addSupervisionCommands()
 {
     OwnThread& thread = _host->thread();
-    SystemNetwork& network = _host->network();
-    addThreadCommand(thread, "supervision_set", [&network](const Request& request) {
-        if (!request.firstMissing({"on"}).isEmpty())
-            return Answer::missing(QStringLiteral("on"));
-        network.setAutoConnect(request.arguments().value(QStringLiteral("on")).toBool());
-        return supervisionStatus(network);
-    });
+    DaemonNetwork& network = _host->network();
+    addThreadCommand(thread, "supervision_set", switchHandler([&network](bool on) {
+                         network.setAutoConnect(on);
+                         return Answer::ok(network.supervision());
+                     }));
     addThreadCommand(thread, "supervision_status",
-                     [&network](const Request&) { return supervisionStatus(network); });
-    addCommand("supervision_pause", [](const Request& request) {
-        if (!request.firstMissing({"on"}).isEmpty())
-            return Answer::missing(QStringLiteral("on"));
-        PublicClass::init()->autoConnectPaused =
-            request.arguments().value(QStringLiteral("on")).toBool();
-        return Answer::ok();
-    });
-    addThreadCommand(thread, "card_switch", [&network](const Request& request) {
-        const QString missing = request.firstMissing({"kind", "disable"});
-        if (!missing.isEmpty())
-            return Answer::missing(missing);
-        network.setLastError({});
-        network.changedNetworkCardStatus(
-            request.arguments().value(QStringLiteral("kind")).toInt(),
-            request.arguments().value(QStringLiteral("disable")).toBool());
-        // The result is always true; what a tool said on the way is passed on.
-        return Answer::ok({{QStringLiteral("said"), network.getLastError()}});
-    });
+                     [&network](const Request&) { return Answer::ok(network.supervision()); });
+    // On the network's thread, where the cycle reads it.
+    addThreadCommand(thread, "supervision_pause", switchHandler([](bool on) {
+                         PublicClass::init()->autoConnectPaused = on;
+                         return Answer::ok();
+                     }));
+    addThreadCommand(thread, "card_switch",
+                     [&network](const Request& request) { return switchCard(network, request); });
 }
 
 void RoamingCommands::addScanThreadCommands()
@@ -179,9 +196,7 @@ Answer RoamingCommands::startScanThread(const QVariantMap& config)
 
 void RoamingCommands::take(const QString& kind, const QString& text)
 {
-    const QString now = timeText(QDateTime::currentDateTime());
-    _told.insert(kind, text);
-    _told.insert(kind + QStringLiteral("_time"), now);
+    _story.add(kind, text, timeText(QDateTime::currentDateTime()));
     publish("event_roaming", {{QStringLiteral("kind"), kind}, {QStringLiteral("text"), text}});
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "daemon/NetworkHost.h"
+#include "daemon/RoamStory.h"
 #include "daemon/RoamTrace.h"
 #include "daemon/Subsystem.h"
 
@@ -28,7 +29,7 @@ private:
 
     std::shared_ptr<NetworkHost> _host;
     RoamTrace _trace;
-    QVariantMap _told; ///< the last line of each kind, and when
+    RoamStory _story;
     WifiScanThread* _scanThread;
 };
 

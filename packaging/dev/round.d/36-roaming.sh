@@ -32,7 +32,8 @@ if [ ${#host[@]} -gt 0 ]; then
     step "The robot drives away from its access point" hostsim set ap1.level -80
     wait_for 02:00:00:00:05:00 hostsim get wlan0.bssid
     step "It has roamed" kyctl wifi watch --count 1
-    expect "RobotNet on 02:00:00:00:05:00" "Switch AP:02:00:00:00:05:00"
+    expect "RobotNet on 02:00:00:00:05:00" "last decision: Switch AP(5G):-80->-65(7)" \
+        "last roam: Switch AP:02:00:00:00:05:00"
 
     step "Roaming off; from now on it only tells" kyctl wifi roaming off
     set_wireless PingIP=10.77.0.1 DisconnectionMethod=1 isDisconnectionSendError=true

@@ -1,0 +1,150 @@
+#include "DaemonFixture.h"
+#include "FrameClient.h"
+#include "SimulatedHost.h"
+
+#include <QFile>
+#include <QTest>
+
+#include <memory>
+
+namespace {
+
+constexpr int kWifiStatus = 2351;
+constexpr int kSupervisionPause = 2359;
+
+} // namespace
+
+/// Roaming, supervision and cards over the wire, on a simulated host whose supervision may start
+/// but does not: nothing has asked for it.
+class tst_DaemonRoaming : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+
+    void wrongTypesActOnNothing_data();
+    void wrongTypesActOnNothing();
+    void cardIsSwitchedByNumber();
+    void pauseWaitsItsTurnOnTheNetworkThread();
+    void statusTellsWhatIsInForce();
+
+private:
+    ProgramResult call(const QString& command, const QString& json = QStringLiteral("{}"))
+    {
+        return _daemon->kyctl({"call", command, json, "--json"});
+    }
+    QVariantMap supervision() { return call("supervision_status").json(); }
+
+    std::unique_ptr<SimulatedHost> _host;
+    std::unique_ptr<DaemonFixture> _daemon;
+};
+
+void tst_DaemonRoaming::init()
+{
+    if (_daemon && _daemon->isRunning()) {
+        _host->reset();
+        return;
+    }
+    _host = std::make_unique<SimulatedHost>();
+    _daemon = std::make_unique<DaemonFixture>();
+    _daemon->runUnder({programPath("hostsim"), "run", "--state", _host->folder(), "--"});
+    QVERIFY2(_daemon->start(), qPrintable(_daemon->errorText()));
+}
+
+void tst_DaemonRoaming::wrongTypesActOnNothing_data()
+{
+    QTest::addColumn<QString>("command");
+    QTest::addColumn<QString>("json");
+    QTest::addColumn<QString>("error");
+
+    const auto row = [](const char* name, const char* command, const char* json,
+                        const char* error) { QTest::newRow(name) << command << json << error; };
+    const char* const wrongKind = "argument [kind]: not 0 or 1";
+    const char* const wrongDisable = "argument [disable]: not true or false";
+    const char* const wrongOn = "argument [on]: not true or false";
+    row("kind, a name", "card_switch", R"({"kind":"wireless","disable":true})", wrongKind);
+    row("kind, digits", "card_switch", R"({"kind":"1","disable":true})", wrongKind);
+    row("kind, truth", "card_switch", R"({"kind":true,"disable":true})", wrongKind);
+    row("kind, null", "card_switch", R"({"kind":null,"disable":true})", wrongKind);
+    row("kind, below", "card_switch", R"({"kind":-1,"disable":true})", wrongKind);
+    row("kind, above", "card_switch", R"({"kind":2,"disable":true})", wrongKind);
+    row("kind, between", "card_switch", R"({"kind":0.5,"disable":true})", wrongKind);
+    row("kind, huge", "card_switch", R"({"kind":4294967296,"disable":true})", wrongKind);
+    row("disable, a word", "card_switch", R"({"kind":0,"disable":"false"})", wrongDisable);
+    row("disable, a number", "card_switch", R"({"kind":0,"disable":1})", wrongDisable);
+    row("disable, missing", "card_switch", R"({"kind":0})", "argument [disable]: missing");
+    for (const char* command : {"wifi_roaming", "supervision_set", "supervision_pause"}) {
+        for (const char* json :
+             {R"({"on":"off"})", R"({"on":1})", R"({"on":[true]})", R"({"on":null})"})
+            QTest::addRow("%s %s", command, json) << command << json << wrongOn;
+    }
+}
+
+void tst_DaemonRoaming::wrongTypesActOnNothing()
+{
+    QFETCH(QString, command);
+    QFETCH(QString, json);
+    const QVariantMap before = supervision();
+    _host->clearLines();
+
+    const QVariantMap answer = call(command, json).json();
+
+    QCOMPARE(answer.value("ret_code").toInt(), 40002);
+    QTEST(answer.value("err_msg").toString(), "error");
+    QCOMPARE(_host->lines(), QStringList());
+    for (const char* key : {"is_cycling", "is_paused", "is_roaming", "wireless_is_off"})
+        QCOMPARE(supervision().value(key), before.value(key));
+}
+
+void tst_DaemonRoaming::cardIsSwitchedByNumber()
+{
+    QCOMPARE(call("card_switch", R"({"kind":1,"disable":true})").status, 0);
+    QCOMPARE(supervision().value("wireless_is_off").toBool(), true);
+
+    QCOMPARE(call("card_switch", R"({"kind":1,"disable":false})").status, 0);
+    QCOMPARE(supervision().value("wireless_is_off").toBool(), false);
+}
+
+// The cycle reads the flag on that thread: a pause behind a slow request is answered behind it.
+void tst_DaemonRoaming::pauseWaitsItsTurnOnTheNetworkThread()
+{
+    _host->addFault("iw", "slow", {"--ms", "500", "--times", "1"});
+    FrameClient client(_daemon->port());
+    client.send(kWifiStatus, 1, "{}");
+    client.send(kSupervisionPause, 2, R"({"on":true})");
+
+    QCOMPARE(client.receive().number, 1);
+    const WireFrame pause = client.receive();
+
+    QCOMPARE(pause.number, 2);
+    QCOMPARE(pause.code(), 0);
+    QCOMPARE(supervision().value("is_paused").toBool(), true);
+    QCOMPARE(call("supervision_pause", R"({"on":false})").status, 0);
+    QCOMPARE(supervision().value("is_paused").toBool(), false);
+}
+
+void tst_DaemonRoaming::statusTellsWhatIsInForce()
+{
+    QFile file(_daemon->home() + "/appInfo/setting/WirelessCard.ini");
+    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    file.write("[WirelessCard]\nautoConnectWaitTime=100\nisEnabledRoaming=true\n"
+               "isDisconnectionSendError=true\nDisconnectionMethod=2\n");
+    file.close();
+    const QVariantMap before = supervision();
+    QCOMPARE(before.value("period_ms").toInt(), 10000);
+    QCOMPARE(before.value("is_roaming").toBool(), false);
+    QCOMPARE(before.value("is_reporting").toBool(), false);
+    QCOMPARE(before.value("method").toInt(), 0);
+
+    QCOMPARE(_daemon->kyctl({"net", "settings", "--reload"}).status, 0);
+
+    const QVariantMap after = supervision();
+    QCOMPARE(after.value("period_ms").toInt(), 6000); // too short a wait is not taken
+    QCOMPARE(after.value("is_roaming").toBool(), true);
+    QCOMPARE(after.value("is_reporting").toBool(), true);
+    QCOMPARE(after.value("method").toInt(), 2);
+}
+
+QTEST_GUILESS_MAIN(tst_DaemonRoaming)
+#include "tst_DaemonRoaming.moc"
