@@ -39,4 +39,26 @@ ScanThreadDecision decideScanThread(const ScanThreadInput& input)
     return {ScanThreadMove::Stay, false};
 }
 
+QString scanThreadLine(ScanThreadMove move, const ScanThreadInput& input)
+{
+    const int best5G = input.best5GDbm.value_or(0);
+    const int best24G = input.best24GDbm.value_or(0);
+    const QString switchText = QStringLiteral("Switch AP:[%1>%2(%3)]");
+    switch (move) {
+    case ScanThreadMove::Switch5G:
+        return switchText.arg(best5G).arg(input.nowDbm).arg(input.switchingDb);
+    case ScanThreadMove::Switch24G:
+        return switchText.arg(best24G).arg(input.nowDbm).arg(input.switchingDb);
+    case ScanThreadMove::AutoSwitch5G:
+        return QStringLiteral("Auto Switch AP:[%1>%2]").arg(best5G).arg(input.nowDbm);
+    case ScanThreadMove::ReportOnly24G: // the marker %3 is its own, and is filled as the second
+        return QStringLiteral("Not Switch AP:[CurrentRssi:%1 Max2.4GRssi:%3]")
+            .arg(input.nowDbm)
+            .arg(best24G);
+    case ScanThreadMove::Stay:
+        break;
+    }
+    return {};
+}
+
 } // namespace ky

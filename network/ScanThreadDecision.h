@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QString>
+
 #include <optional>
 
 namespace ky {
@@ -34,5 +36,8 @@ struct ScanThreadDecision
 /// the 5 GHz test is on the absolute difference, the 2.4 GHz test fires for a weaker candidate
 /// only, and the test at the floor does not compare the two levels.
 ScanThreadDecision decideScanThread(const ScanThreadInput& input);
+
+/// What the log tells of a move; empty for staying.
+QString scanThreadLine(ScanThreadMove move, const ScanThreadInput& input);
 
 } // namespace ky

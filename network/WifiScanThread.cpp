@@ -5,6 +5,7 @@
 #include "network/FixedScanTable.h"
 #include "network/IwOutput.h"
 #include "network/NetworkLog.h"
+#include "network/RoamingLog.h"
 #include "network/ScanThreadDecision.h"
 #include "network/SsidEscapes.h"
 #include "network/WpaScanOutput.h"
@@ -34,29 +35,6 @@ std::optional<int> levelOf(const std::optional<AccessPoint>& accessPoint)
     if (!accessPoint)
         return std::nullopt;
     return accessPoint->signalDbm();
-}
-
-/// What the log tells of a move; empty for staying.
-QString moveLine(ScanThreadMove move, const ScanThreadInput& input)
-{
-    const int best5G = input.best5GDbm.value_or(0);
-    const int best24G = input.best24GDbm.value_or(0);
-    const QString switchText = QStringLiteral("Switch AP:[%1>%2(%3)]");
-    switch (move) {
-    case ScanThreadMove::Switch5G:
-        return switchText.arg(best5G).arg(input.nowDbm).arg(input.switchingDb);
-    case ScanThreadMove::Switch24G:
-        return switchText.arg(best24G).arg(input.nowDbm).arg(input.switchingDb);
-    case ScanThreadMove::AutoSwitch5G:
-        return QStringLiteral("Auto Switch AP:[%1>%2]").arg(best5G).arg(input.nowDbm);
-    case ScanThreadMove::ReportOnly24G: // the marker %3 is its own, and is filled as the second
-        return QStringLiteral("Not Switch AP:[CurrentRssi:%1 Max2.4GRssi:%3]")
-            .arg(input.nowDbm)
-            .arg(best24G);
-    case ScanThreadMove::Stay:
-        break;
-    }
-    return {};
 }
 
 bool movesTo5G(ScanThreadMove move)
@@ -146,7 +124,9 @@ bool WifiScanThread::runCycle(const Parameters& parameters)
         return false;
 
     BandLists lists;
-    const QVector<AccessPoint> seen = parseScanTable(QLatin1String(kFixedScanTable)).rows;
+    const ScanTable table = parseScanTable(QLatin1String(kFixedScanTable));
+    logScanTable(table);
+    const QVector<AccessPoint>& seen = table.rows;
     for (int i = 0; i < seen.size(); ++i) {
         const AccessPoint& accessPoint = seen.at(i);
         if (!isRoamTarget(accessPoint, link.ssid, link.bssid))
@@ -164,7 +144,7 @@ bool WifiScanThread::runCycle(const Parameters& parameters)
                                 levelOf(best24G),       parameters.isOnlyTo5G,
                                 parameters.switchingDb, parameters.autoSwitchDbm};
     const ScanThreadDecision decision = decideScanThread(input);
-    const QString line = moveLine(decision.move, input);
+    const QString line = scanThreadLine(decision.move, input);
     if (!line.isEmpty())
         KY_DEBUG << line;
     if (movesTo5G(decision.move))

@@ -28,6 +28,8 @@ private slots:
     void eachRowOfTheTable_data();
     void eachRowOfTheTable();
     void extremeLevelsDoNotOverflow();
+    void eachMoveHasItsLine_data();
+    void eachMoveHasItsLine();
 };
 
 void tst_ScanThreadDecision::eachRowOfTheTable_data()
@@ -102,6 +104,29 @@ void tst_ScanThreadDecision::extremeLevelsDoNotOverflow()
              ScanThreadMove::Stay);
     QCOMPARE(ky::decideScanThread({highest, kAbsent, lowest, false, 7, -75}).move,
              ScanThreadMove::Switch24G);
+}
+
+void tst_ScanThreadDecision::eachMoveHasItsLine_data()
+{
+    QTest::addColumn<ScanThreadMove>("move");
+    QTest::addColumn<QString>("line");
+
+    QTest::newRow("to 5 GHz") << ScanThreadMove::Switch5G << "Switch AP:[-71>-80(7)]";
+    QTest::newRow("to 2.4 GHz") << ScanThreadMove::Switch24G << "Switch AP:[-92>-80(7)]";
+    QTest::newRow("at the floor") << ScanThreadMove::AutoSwitch5G << "Auto Switch AP:[-71>-80]";
+    QTest::newRow("only 2.4 GHz there")
+        << ScanThreadMove::ReportOnly24G << "Not Switch AP:[CurrentRssi:-80 Max2.4GRssi:-92]";
+    QTest::newRow("staying") << ScanThreadMove::Stay << "";
+}
+
+void tst_ScanThreadDecision::eachMoveHasItsLine()
+{
+    QFETCH(ScanThreadMove, move);
+
+    const QString line =
+        ky::scanThreadLine(move, {-80, -71, -92, false, kSwitchingDb, kAutoSwitchDbm});
+
+    QTEST(line, "line");
 }
 
 QTEST_APPLESS_MAIN(tst_ScanThreadDecision)

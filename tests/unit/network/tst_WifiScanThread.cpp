@@ -60,6 +60,8 @@ private slots:
     void initDuringARunHasNoEffect();
     void negativeQueryTimeIsNoWait();
     void linesOfTheLog();
+    void linesOfTheOtherMoves_data();
+    void linesOfTheOtherMoves();
     void resultIsZero();
     void switchApUsesTheCardAndTellsSuccess();
     void decodesEscapesLikeTheOther();
@@ -323,12 +325,34 @@ void tst_WifiScanThread::linesOfTheLog()
     QCOMPARE(lines.at(0), QStringLiteral("[debug][runCycle]qualityValue: 49 qualityMax: 70 "
                                          "signalLevel: -79 frequenc: 5745 ssid: KY-Warehouse "
                                          "bssid: 02:aa:00:00:00:01"));
-    QCOMPARE(lines.at(1), QStringLiteral("[debug][runCycle]i: 0 tempSSID: KY-Warehouse -72 5180 "
+    QCOMPARE(lines.at(1), QStringLiteral("[debug][logScanTable][list.size: 20 ]"));
+    QCOMPARE(lines.at(2), QStringLiteral("[debug][runCycle]i: 0 tempSSID: KY-Warehouse -72 5180 "
                                          "02:4b:59:00:01:10"));
     QVERIFY(log.holds(QStringLiteral("[debug][runCycle]5GAPList.size: 15")));
     QVERIFY(log.holds(QStringLiteral("[debug][runCycle]24GAPList.size: 2")));
     QVERIFY(log.holds(QStringLiteral("[debug][runCycle]Switch AP:[-72>-79(7)]")));
     QVERIFY(log.holds(QStringLiteral("[debug][switchAP]Switch AP: 02:4b:59:00:01:10")));
+}
+
+void tst_WifiScanThread::linesOfTheOtherMoves_data()
+{
+    QTest::addColumn<QVariantMap>("parameters");
+    QTest::addColumn<QString>("line");
+
+    QTest::newRow("at the floor") << config(7, -66, true) << "Auto Switch AP:[-72>-66]";
+    QTest::newRow("2.4 GHz") << config(10) << "Switch AP:[-76>-66(10)]";
+}
+
+void tst_WifiScanThread::linesOfTheOtherMoves()
+{
+    QFETCH(QVariantMap, parameters);
+    QFETCH(QString, line);
+    writeLink(-66);
+    LogCapture log;
+
+    runOnce(parameters);
+
+    QVERIFY(log.holds(QStringLiteral("[debug][runCycle]") + line));
 }
 
 void tst_WifiScanThread::resultIsZero()
