@@ -99,6 +99,7 @@ private slots:
     void wiredAddThatFailsEndsThere_data();
     void wiredAddThatFailsEndsThere();
     void wiredConnectNeedsItsWords();
+    void wiredStaleAddressGoesBeforeConnecting();
 
     // A Wi-Fi by name
     void namedWifiInOrder();
@@ -108,7 +109,9 @@ private slots:
     void namedWifiThatIsRefused_data();
     void namedWifiThatIsRefused();
     void namedWifiWithoutUuidIsRefused();
+    void namedWifiThatFailsIsNotStored_data();
     void namedWifiThatFailsIsNotStored();
+    void namedWifiStaleAddressGoesBeforeConnecting();
 
     // The internal card
     void internalCardTakesThePrefixAsGateway();
@@ -504,6 +507,20 @@ void tst_Addressing::wiredConnectNeedsItsWords()
     QCOMPARE(_network->getLastError(), QStringLiteral("no carrier"));
 }
 
+void tst_Addressing::wiredStaleAddressGoesBeforeConnecting()
+{
+    _fixture->host().onCall([&](const RecordedHost::Call& call) {
+        if (call.line.startsWith(QLatin1String("nmcli connection add")))
+            _fixture->writeProfile(QStringLiteral("wired"), profile("auto", "10.0.0.7/24"));
+    });
+
+    _network->setAlxIPconfig(request());
+
+    QCOMPARE(lines(),
+             (QStringList{kShowEth0, kAdd, QStringLiteral("sleep 1"), kReload, kConnectEth0}));
+    QCOMPARE(_fixture->read(_fixture->profileFolder() + QStringLiteral("/wired")), profile("auto"));
+}
+
 void tst_Addressing::namedWifiInOrder()
 {
     const QString showWifi = QStringLiteral("nmcli connection show | grep wifi");
@@ -598,19 +615,62 @@ void tst_Addressing::namedWifiWithoutUuidIsRefused()
     QCOMPARE(lines().last(), kShowSite);
 }
 
+void tst_Addressing::namedWifiThatFailsIsNotStored_data()
+{
+    QTest::addColumn<QString>("failing");
+    QTest::addColumn<bool>("isRun"); // runs, and says nothing of success
+    QTest::addColumn<QString>("last");
+
+    QTest::newRow("finding the card") << kFindCard << false << kFindCard;
+    QTest::newRow("finding the profile") << kShowSite << false << kShowSite;
+    QTest::newRow("modify") << kModify << false << kModify;
+    QTest::newRow("connect") << kConnectWlan0 << false << kConnectWlan0;
+    QTest::newRow("connect without its words") << kConnectWlan0 << true << kConnectWlan0;
+}
+
 void tst_Addressing::namedWifiThatFailsIsNotStored()
 {
+    QFETCH(QString, failing);
+    QFETCH(bool, isRun);
     PublicClass::init()->wifiSsid = QStringLiteral("old");
-    _fixture->host().reset();
-    _fixture->host().answer(kFindCard, QStringLiteral("wlan0\n"));
-    _fixture->host().answer(kShowSite, QStringLiteral("site  %1  wifi  wlan0 \n").arg(kUuid));
-    _fixture->host().answer(kConnectWlan0, QStringLiteral("no"));
+    RecordedHost& host = _fixture->host();
+    host.reset();
+    const QMap<QString, QString> good{
+        {kFindCard, QStringLiteral("wlan0\n")},
+        {kShowSite, QStringLiteral("site  %1  wifi  wlan0 \n").arg(kUuid)},
+        {kConnectWlan0, QLatin1String(kActivated)}};
+    for (auto answer = good.begin(); answer != good.end(); ++answer) {
+        if (answer.key() != failing)
+            host.answer(answer.key(), answer.value());
+    }
+    if (isRun)
+        host.answer(failing, QStringLiteral("tool's words"));
+    else
+        host.fail(failing, QStringLiteral("tool's words"));
 
     QVERIFY(
         !_network->setSSIDIPConfig(request({{QStringLiteral("ssid"), QStringLiteral("site")}})));
 
+    QTEST(lines().last(), "last");
+    QCOMPARE(_network->getLastError(), QStringLiteral("tool's words"));
     QCOMPARE(PublicClass::init()->wifiSsid, QStringLiteral("old"));
     QVERIFY(!_fixture->setting("Network/wifiSSID").isValid());
+}
+
+void tst_Addressing::namedWifiStaleAddressGoesBeforeConnecting()
+{
+    _fixture->host().answer(kShowSite, QStringLiteral("site  %1  wifi  wlan0 \n").arg(kUuid));
+    _fixture->host().onCall([&](const RecordedHost::Call& call) {
+        if (call.line == kModify) // another profile: the one in hand is manual now
+            _fixture->writeProfile(QStringLiteral("other"), profile("auto", "10.0.0.7/24"));
+    });
+
+    QVERIFY(_network->setSSIDIPConfig(
+        request({{QStringLiteral("ssid"), QStringLiteral("site")},
+                 {QStringLiteral("passwd"), QStringLiteral("secret12")}})));
+
+    QCOMPARE(lines().mid(lines().indexOf(kModify)), (QStringList{kModify, kReload, kConnectWlan0}));
+    QCOMPARE(_fixture->read(_fixture->profileFolder() + QStringLiteral("/other")), profile("auto"));
 }
 
 void tst_Addressing::internalCardTakesThePrefixAsGateway()

@@ -52,6 +52,8 @@ private slots:
     void netplanOfTheOtherStateIsReplaced();
     void netplanWithoutTemplateFails_data();
     void netplanWithoutTemplateFails();
+    void netplanThatIsAFolderFails();
+    void netplanThatCannotBeReplacedFails();
     void failedApplyIsPassedOver();
     void firstNetplanFileIsByName();
     void wifiConfigGoesOverTheFirstFile();
@@ -312,6 +314,36 @@ void tst_HostPreparation::netplanWithoutTemplateFails()
     QCOMPARE(QFile::exists(live()), isThere);
     QCOMPARE(log.lines().size(), 1);
     QVERIFY(log.lines().first().startsWith(warning));
+}
+
+void tst_HostPreparation::netplanThatIsAFolderFails()
+{
+    QVERIFY(QDir().mkpath(live()));
+    const auto network = make(-2);
+    LogCapture log;
+
+    QVERIFY(!network->copyNetplanYaml());
+
+    QVERIFY(lines().isEmpty());
+    QCOMPARE(log.lines().size(), 1);
+    QVERIFY(log.lines().first().startsWith(QStringLiteral("[warning][readFile]Open failed:")));
+    QVERIFY(QFileInfo(live()).isDir());
+}
+
+// A link to where not even root may write.
+void tst_HostPreparation::netplanThatCannotBeReplacedFails()
+{
+    QVERIFY(QFile::link(QStringLiteral("/proc/version"), live()));
+    const auto network = make(-2);
+    network->_isDisableWirelessNetworkCard = true;
+    LogCapture log;
+
+    QVERIFY(!network->copyNetplanYaml());
+
+    QVERIFY(lines().isEmpty());
+    QCOMPARE(log.lines().size(), 1);
+    QVERIFY(log.lines().first().startsWith(QStringLiteral("[warning][replaceBy]Open failed:")));
+    QCOMPARE(QFile::symLinkTarget(live()), QStringLiteral("/proc/version"));
 }
 
 void tst_HostPreparation::failedApplyIsPassedOver()

@@ -448,9 +448,11 @@ void tst_LiveRoaming::displayListCarriesEverything()
     _fixture->host().answer(QStringLiteral("sudo wpa_cli -i wlan0 status"),
                             NetworkFixture::capture("wpa_cli/status-connected.c.out"));
     QVariantMap result;
+    LogCapture log;
 
     QVERIFY(_network->getWinApiWifiList(result));
 
+    QVERIFY(log.holds(QStringLiteral("[debug][getWinApiWifiList][_wirelessCardName: wlan0")));
     QCOMPARE(_fixture->host().lines(),
              (QStringList{kFindCard, kScan, kScanResult,
                           QStringLiteral("sudo wpa_cli -i wlan0 status")}));
