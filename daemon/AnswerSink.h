@@ -16,6 +16,11 @@ public:
     /// Who is at the other end now ("10.0.0.7:51312"); empty if the connection is gone. A handle
     /// serves again after a close, so whoever answers later compares this first.
     virtual QString peerOf(qintptr handle) = 0;
+    /// How many bytes the other end has taken so far, by its kernel's word; 0 if that is unknown.
+    virtual quint64 takenBytes(qintptr handle) = 0;
+    /// Ends the connection, with what waits to be sent to it. Only right behind a peerOf() that
+    /// says who it is.
+    virtual void cut(qintptr handle) = 0;
 };
 
 } // namespace ky

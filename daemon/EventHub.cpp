@@ -2,10 +2,18 @@
 
 #include "daemon/Answer.h"
 #include "daemon/AnswerSink.h"
+#include "daemon/DaemonLog.h"
 #include "service/FrameWriter.h"
 #include "support/JsonText.h"
 
 namespace ky {
+
+namespace {
+
+// Well above what kernels keep for one connection; seconds of two full CAN buses.
+constexpr qint64 kMostWaitingBytes = 16 * 1024 * 1024;
+
+} // namespace
 
 EventHub::EventHub(const QMap<QString, int>& numbers)
 {
@@ -21,7 +29,8 @@ void EventHub::subscribe(qintptr handle, const QStringList& events)
     if (events.isEmpty() || peer.isEmpty())
         _subscribers.remove(handle);
     else
-        _subscribers.insert(handle, {peer, QSet<QString>(events.begin(), events.end())});
+        _subscribers.insert(
+            handle, {peer, QSet<QString>(events.begin(), events.end()), _sink->takenBytes(handle)});
 }
 
 void EventHub::publish(const QString& event, const QVariantMap& map)
@@ -43,9 +52,26 @@ void EventHub::publish(const QString& event, const QVariantMap& map)
             it = _subscribers.erase(it);
             continue;
         }
+        if (isBehind(it.key(), *it, frame.size())) {
+            KY_WARNING << QStringLiteral("[subscriber %1: does not read, cut off]").arg(it->peer);
+            _sink->cut(it.key());
+            it = _subscribers.erase(it);
+            continue;
+        }
         _sink->send(it.key(), frame);
         ++it;
     }
+}
+
+/// Counts an event in. Answers go the same way and count as taken, too; the sum never falls below
+/// zero, so they cannot hide for long that a subscriber takes nothing more.
+bool EventHub::isBehind(qintptr handle, Subscriber& subscriber, int size)
+{
+    const quint64 taken = _sink->takenBytes(handle);
+    const qint64 step = qMax<qint64>(0, qint64(taken - subscriber.takenBytes));
+    subscriber.takenBytes = taken;
+    subscriber.waitingBytes = qMax<qint64>(0, subscriber.waitingBytes - step) + size;
+    return subscriber.waitingBytes > kMostWaitingBytes;
 }
 
 } // namespace ky

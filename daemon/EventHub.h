@@ -30,7 +30,8 @@ public:
     void subscribe(qintptr handle, const QStringList& events);
 
     /// Sends one event; does nothing for a name that the table does not have. Subscribers of it
-    /// that have gone are forgotten.
+    /// that have gone are forgotten. One that has stopped reading, so that 16 MiB of events wait
+    /// for it, is cut off: what it has not taken would fill the memory.
     void publish(const QString& event, const QVariantMap& map);
 
     int subscriberCount() const { return _subscribers.size(); }
@@ -40,7 +41,11 @@ private:
     {
         QString peer;
         QSet<QString> events;
+        quint64 takenBytes = 0; ///< by the connection, when the last event was sent
+        qint64 waitingBytes = 0;
     };
+
+    bool isBehind(qintptr handle, Subscriber& subscriber, int size);
 
     QMap<QString, int> _numbers;
     QHash<qintptr, Subscriber> _subscribers;

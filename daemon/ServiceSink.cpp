@@ -2,6 +2,11 @@
 
 #include "service/KyNetworkObject.h"
 
+#include <cstddef>
+#include <linux/tcp.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+
 namespace ky {
 
 ServiceSink::ServiceSink(KyNetworkObject& service)
@@ -21,6 +26,23 @@ QString ServiceSink::peerOf(qintptr handle)
     const QVariantMap peer = _service.getSocketPeerInfo(handle);
     return QStringLiteral("%1:%2").arg(peer.value(QStringLiteral("ip")).toString(),
                                        peer.value(QStringLiteral("port")).toString());
+}
+
+quint64 ServiceSink::takenBytes(qintptr handle)
+{
+    // A handle is the descriptor of its connection.
+    tcp_info info = {};
+    socklen_t size = sizeof info;
+    const bool isKnown =
+        ::getsockopt(int(handle), IPPROTO_TCP, TCP_INFO, &info, &size) == 0 &&
+        size >= offsetof(tcp_info, tcpi_bytes_acked) + sizeof info.tcpi_bytes_acked;
+    return isKnown ? info.tcpi_bytes_acked : 0;
+}
+
+void ServiceSink::cut(qintptr handle)
+{
+    // The connection's own thread finds the end and tidies up, as after a peer that has left.
+    ::shutdown(int(handle), SHUT_RDWR);
 }
 
 } // namespace ky

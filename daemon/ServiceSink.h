@@ -14,6 +14,8 @@ public:
 
     bool send(qintptr handle, const QByteArray& frame) override;
     QString peerOf(qintptr handle) override;
+    quint64 takenBytes(qintptr handle) override;
+    void cut(qintptr handle) override;
 
 private:
     KyNetworkObject& _service;

@@ -40,6 +40,11 @@ public:
     }
     QString peerOf(qintptr handle) override { return peers.value(handle); }
 
+    quint64 takenBytes(qintptr handle) override { return taken.value(handle); }
+    void cut(qintptr handle) override { cutOff << handle; }
+
     QMap<qintptr, QString> peers;
+    QMap<qintptr, quint64> taken;
+    QList<qintptr> cutOff;
     QList<Sent> sent;
 };

@@ -5,6 +5,8 @@
 
 #include <memory>
 
+constexpr int kMiB = 1024 * 1024;
+
 class tst_EventHub : public QObject
 {
     Q_OBJECT
@@ -19,6 +21,8 @@ private slots:
     void goneSubscriberIsForgotten();
     void nextClientOfTheHandleGetsNothing();
     void unknownEventIsNotSent();
+    void whoStopsReadingIsCutOff();
+    void whoReadsLateStays();
 
 private:
     FakeSink _sink;
@@ -116,6 +120,38 @@ void tst_EventHub::unknownEventIsNotSent()
     _hub->publish("echo", {});
 
     QCOMPARE(_sink.sent.size(), 0);
+}
+
+void tst_EventHub::whoStopsReadingIsCutOff()
+{
+    _hub->subscribe(7, {"event_x"});
+    _hub->subscribe(8, {"event_x"});
+    _sink.taken[7] = 100 * kMiB; // answers of earlier: no credit
+
+    int count = 0;
+    for (; count < 40 && _sink.cutOff.isEmpty(); ++count) {
+        _hub->publish("event_x", {{"text", QString(kMiB, 'x')}});
+        _sink.taken[8] = quint64(count + 1) * (kMiB + 1000);
+    }
+
+    QCOMPARE(_sink.cutOff, QList<qintptr>{7});
+    QCOMPARE(count, 16); // 16 events of a little more than a MiB are above the limit
+    QCOMPARE(_hub->subscriberCount(), 1);
+    _hub->publish("event_x", {});
+    QCOMPARE(_sink.sent.last().handle, qintptr(8));
+}
+
+void tst_EventHub::whoReadsLateStays()
+{
+    _hub->subscribe(7, {"event_x"});
+
+    for (int i = 0; i < 40; ++i) {
+        _hub->publish("event_x", {{"text", QString(kMiB, 'x')}});
+        _sink.taken[7] = quint64(qMax(0, i - 10)) * (kMiB + 1000); // ten behind, all the time
+    }
+
+    QVERIFY(_sink.cutOff.isEmpty());
+    QCOMPARE(_hub->subscriberCount(), 1);
 }
 
 QTEST_GUILESS_MAIN(tst_EventHub)
