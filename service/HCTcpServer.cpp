@@ -81,6 +81,7 @@ void HCTcpServer::stopListen()
     }
     // Notices that were queued before name connections that are no longer in the map.
     QCoreApplication::removePostedEvents(this, QEvent::MetaCall);
+    _staleNotices.clear();
     close();
     KY_DEBUG << "[_tcpSocketMap.keys.size:" << _tcpSocketMap.size() << "]";
     _tcpSocketMap = {};
@@ -94,8 +95,10 @@ void HCTcpServer::KickAllClients()
 }
 
 /// The kernel hands out a number again as soon as it is closed, while the notice of the old
-/// connection's end is still queued here. Once the old thread has ended that notice is certainly
-/// in the queue, and delivering the queue now ends the old connection in the ordinary way.
+/// connection's end is still queued here. The old connection is ended now, in the ordinary way, and
+/// its notice is passed over when it comes. Only the relay object's calls are delivered ahead of
+/// their turn: a notice that overtook the requests in front of it would free a number whose next
+/// owner then got their answers.
 void HCTcpServer::settleFormerOwner(qintptr handle)
 {
     TcpSocket* former = _tcpSocketMap.value(handle);
@@ -106,9 +109,22 @@ void HCTcpServer::settleFormerOwner(qintptr handle)
     // Requests of the old connection that still wait would be answered to the new one.
     if (_relayObject)
         QCoreApplication::sendPostedEvents(_relayObject, QEvent::MetaCall);
-    QCoreApplication::sendPostedEvents(this, QEvent::MetaCall);
-    if (_tcpSocketMap.contains(handle))
-        slotDisconnected(handle);
+    const bool isNoticeQueued = former->_isEndAnnounced;
+    tearDown(handle);
+    if (isNoticeQueued)
+        ++_staleNotices[handle];
+}
+
+/// Whether this notice is that of a connection which settleFormerOwner() has ended already. Notices
+/// of one number come in the order of its owners.
+bool HCTcpServer::takeStaleNotice(qintptr handle)
+{
+    const auto stale = _staleNotices.find(handle);
+    if (stale == _staleNotices.end())
+        return false;
+    if (--*stale == 0)
+        _staleNotices.erase(stale);
+    return true;
 }
 
 /// A server that runs out of descriptors stops accepting by itself and for good.
@@ -169,19 +185,27 @@ void HCTcpServer::incomingConnection(qintptr handle)
 
 void HCTcpServer::slotDisconnected(qintptr handle)
 {
+    if (!takeStaleNotice(handle))
+        tearDown(handle);
+}
+
+void HCTcpServer::tearDown(qintptr handle)
+{
     TcpSocket* socket = _tcpSocketMap.value(handle);
     const QVariantMap peer = socket->peerInfo();
-    KY_DEBUG << QStringLiteral("[disconnected][handle:%1][IP:%2][port:%3][name:%4]")
-                    .arg(QString::number(handle), peer.value(QStringLiteral("ip")).toString(),
-                         peer.value(QStringLiteral("port")).toString(),
-                         peer.value(QStringLiteral("name")).toString());
+    KY_DEBUG_AS("slotDisconnected")
+        << QStringLiteral("[disconnected][handle:%1][IP:%2][port:%3][name:%4]")
+               .arg(QString::number(handle), peer.value(QStringLiteral("ip")).toString(),
+                    peer.value(QStringLiteral("port")).toString(),
+                    peer.value(QStringLiteral("name")).toString());
     QThread* thread = socket->thread();
     thread->quit();
     thread->wait();
     delete thread;
     _tcpSocketMap.remove(handle);
     delete socket;
-    KY_DEBUG << "[disconnected:hand:" << handle << "count:" << _tcpSocketMap.size() << "]";
+    KY_DEBUG_AS("slotDisconnected")
+        << "[disconnected:hand:" << handle << "count:" << _tcpSocketMap.size() << "]";
 }
 
 TcpSocket* HCTcpServer::socketOf(qintptr handle, const char* operation)

@@ -60,6 +60,8 @@ protected:
 private:
     TcpSocket* socketOf(qintptr handle, const char* operation);
     void settleFormerOwner(qintptr handle);
+    bool takeStaleNotice(qintptr handle);
+    void tearDown(qintptr handle);
     bool hasDescriptorsLeft(qintptr handle) const;
     void resumeLater(QAbstractSocket::SocketError error);
     void forget(qintptr handle);
@@ -67,4 +69,6 @@ private:
     QMap<qintptr, TcpSocket*> _tcpSocketMap;
     QObject* _relayObject = nullptr;
     QString _errorString;
+
+    QMap<qintptr, int> _staleNotices; ///< queued ends of connections that are gone already
 };

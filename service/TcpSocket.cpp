@@ -171,6 +171,7 @@ bool TcpSocket::callRelay(const QString& name, qintptr handle, quint16 answerTyp
 
 void TcpSocket::slotDisconnected()
 {
+    _isEndAnnounced = true;
     emit disconnected(_intptr);
 }
 

@@ -89,6 +89,8 @@ public slots:
     void slotWrite(QByteArray message);
 
 private:
+    friend class HCTcpServer; // asks, once the thread has ended, whether the end is announced
+
     bool callRelay(const QString& name, qintptr handle, quint16 answerType, quint16 number,
                    const QByteArray& data, const QVariant& json);
     bool isStreaming() const;
@@ -118,9 +120,10 @@ private:
     quint64 _dataSize = 0;
     quint64 _receivedSize = 0;
 
-    bool _isDirect = false;     ///< the descriptor leads to the peer itself, and not to a proxy
-    QByteArray _streamChunk;    ///< where an upload is read to; empty between uploads
-    int _consumed = 0;          ///< bytes at the front of _buffer that are done with, in one pass
-    QMetaMethod _relayMethod;   ///< slotRevInterface of _relayObj, looked up once
-    mutable QMutex _relayMutex; ///< guards _relayObj and _relayMethod
+    bool _isEndAnnounced = false; ///< disconnected() has been emitted
+    bool _isDirect = false;       ///< the descriptor leads to the peer itself, and not to a proxy
+    QByteArray _streamChunk;      ///< where an upload is read to; empty between uploads
+    int _consumed = 0;            ///< bytes at the front of _buffer that are done with, in one pass
+    QMetaMethod _relayMethod;     ///< slotRevInterface of _relayObj, looked up once
+    mutable QMutex _relayMutex;   ///< guards _relayObj and _relayMethod
 };
