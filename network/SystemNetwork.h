@@ -61,8 +61,9 @@ public:
     // --- Utilities ---
 
     /// Finds the wireless card by `ifconfig` (20 s). With several cards only "wlan0" and "wlp1s0"
-    /// count; if neither is there the result is true and `name` stays as it was. False when there
-    /// is none, or `ifconfig` fails.
+    /// count; if neither is there the result is true and `name` stays as it was, so begin with the
+    /// name that is known (operations of this class begin with that of the settings). False when
+    /// there is none, or `ifconfig` fails.
     bool getWirelessCardName(QString& name);
     /// One probe (20 s): true when it came back. A lost one leaves the last error alone.
     bool pingIP(const QString& ip);

@@ -55,7 +55,7 @@ bool SystemNetwork::setIPconfig(const QVariantMap& request)
     addressing.ip = text(request, "ip");
     if (!allowAddress(*this, addressing.ip))
         return false;
-    QString card;
+    QString card = _wirelessCardName;
     QString uuid;
     if (!getWirelessCardName(card) || !getConnectionActiveiUUID(card, uuid))
         return false;
@@ -163,7 +163,7 @@ bool SystemNetwork::setSSIDIPConfig(const QVariantMap& request)
 // A request for DHCP comes here, too, and gets a fixed address, without length if it has no mask.
 bool SystemNetwork::applySsidAddress(const QString& ssid, const Addressing& addressing)
 {
-    QString card;
+    QString card = _wirelessCardName;
     QString uuid;
     if (!getWirelessCardName(card) || !getUuidBySsid(ssid, uuid))
         return false;

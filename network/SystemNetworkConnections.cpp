@@ -30,7 +30,7 @@ const QLatin1String kConnectWifi("connectWifi");
 
 bool SystemNetwork::connectWifi(int limit, bool restart)
 {
-    QString card;
+    QString card = _wirelessCardName;
     if (!getWirelessCardName(card))
         return false;
     _wirelessCardName = card;
@@ -91,7 +91,7 @@ bool SystemNetwork::runIwconfig(const QVariantMap& request)
         setLastError(QStringLiteral("file name [%1]: leads out of the backup folder").arg(unsafe));
         return false;
     }
-    QString card;
+    QString card = _wirelessCardName;
     if (!getWirelessCardName(card))
         return false;
     PublicClass* host = PublicClass::init();

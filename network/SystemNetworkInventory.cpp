@@ -155,7 +155,7 @@ bool SystemNetwork::getNetInfo(const QString& name, QVariantMap& info)
 
 bool SystemNetwork::getWifiCardInfo(QVariantMap& info)
 {
-    QString name;
+    QString name = _wirelessCardName;
     if (!getWirelessCardName(name))
         return false;
     insertCard(name, info);

@@ -135,7 +135,7 @@ QString SystemNetwork::getNetworkManagerSSIDFileNameBy(const QString& uuid)
 
 bool SystemNetwork::getConnectedWifiSSID(QString& ssid)
 {
-    QString card;
+    QString card = _wirelessCardName;
     QString uuid;
     if (!getWirelessCardName(card) || !getConnectionActiveiUUID(card, uuid))
         return false;

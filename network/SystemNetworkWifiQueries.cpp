@@ -77,7 +77,7 @@ QVariantMap SystemNetwork::getCurrentWifiStatus(const QString& card)
 
 bool SystemNetwork::getWinApiWifiList(QVariantMap& result)
 {
-    QString name;
+    QString name = _wirelessCardName;
     if (!getWirelessCardName(name))
         return false;
     _wirelessCardName = name;

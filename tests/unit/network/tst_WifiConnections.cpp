@@ -74,6 +74,7 @@ private slots:
     void storedProfileIsBroughtUp_data();
     void storedProfileIsBroughtUp();
     void bringingUpNeedsACard();
+    void severalCardsLeaveTheKnownOne();
     void noProfileIsAnEmptyUuid();
     void refusedConnectionIsTheLastError();
     void failedCommandDoesNotRestart();
@@ -209,6 +210,31 @@ void tst_WifiConnections::bringingUpNeedsACard()
     QVERIFY(!_network->connectWifi(8000, true));
 
     QCOMPARE(lines(), QStringList{kCards});
+}
+
+// Neither of the two names tells which card is meant: that of the settings stays.
+void tst_WifiConnections::severalCardsLeaveTheKnownOne()
+{
+    _fixture->host().reset();
+    _fixture->host().answer(kCards, QStringLiteral("wlx1\nwwan0\n"));
+    _fixture->writeProfile(QStringLiteral("w"), kWired);
+    _network->_wirelessCardName = QStringLiteral("wlx1");
+    QVariantMap map;
+    QString ssid;
+    const auto isRun = [this](const char* line) { return lines().contains(QLatin1String(line)); };
+
+    _network->connectWifi(8000, false);
+    _network->runIwconfig(request(plainWifi()));
+    _network->getWifiCardInfo(map);
+    _network->getConnectedWifiSSID(ssid);
+    _network->getWinApiWifiList(map);
+
+    QVERIFY(isRun("sudo nmcli connection up  ifname wlx1"));
+    QCOMPARE(lines().filter(QStringLiteral("con-name \"Robot\" ifname wlx1 ssid")).size(), 1);
+    QVERIFY(isRun("nmcli device show wlx1"));
+    QCOMPARE(lines().count(QStringLiteral("sudo wpa_cli -i wlx1 status ")), 2);
+    QVERIFY(isRun("sudo wpa_cli -i wlx1 scan"));
+    QCOMPARE(_network->_wirelessCardName, QStringLiteral("wlx1"));
 }
 
 void tst_WifiConnections::noProfileIsAnEmptyUuid()
