@@ -21,14 +21,14 @@ constexpr char kSettingsFile[] = "appInfo/setting/WirelessCard.ini";
 
 /// The library's start begins with deleting the profile and fails where there is none. So that the
 /// first start on a host works, there is one.
-bool provideHotspotProfile(SystemNetwork& network, QString* error)
+bool provideHotspotProfile(DaemonNetwork& network, QString* error)
 {
     const QString profile = QLatin1String(kHotspotProfile);
     if (PublicClass::init()->hardwareType == kHostapdBoard ||
         !network.getNetworkManagerFileInfo(profile).isEmpty())
         return true;
     QString card;
-    if (!network.getWirelessCardName(card)) {
+    if (!network.findWirelessCard(card)) {
         *error = network.getLastError();
         return false;
     }
@@ -36,7 +36,7 @@ bool provideHotspotProfile(SystemNetwork& network, QString* error)
                                            kAddLimitMs, true);
 }
 
-Answer startHotspot(SystemNetwork& network, const QVariantMap& request)
+Answer startHotspot(DaemonNetwork& network, const QVariantMap& request)
 {
     QString error;
     if (!provideHotspotProfile(network, &error))
@@ -45,7 +45,7 @@ Answer startHotspot(SystemNetwork& network, const QVariantMap& request)
     return Answer::of(network.startHotspot(request), kHotspotFailed, network);
 }
 
-Answer fixHotspot(SystemNetwork& network)
+Answer fixHotspot(DaemonNetwork& network)
 {
     QString error;
     if (!provideHotspotProfile(network, &error))
@@ -142,7 +142,7 @@ void AddressCommands::addFileCommands()
 void AddressCommands::addHotspotCommands()
 {
     OwnThread& thread = _host->thread();
-    SystemNetwork& network = _host->network();
+    DaemonNetwork& network = _host->network();
     addThreadCommand(thread, "hotspot_start", [&network](const Request& request) {
         const QString missing = request.firstMissing({"ssid", "passwd"});
         if (!missing.isEmpty())

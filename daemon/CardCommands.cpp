@@ -43,26 +43,59 @@ bool isRole(const QString& text)
            text == QLatin1String("internal");
 }
 
-/// One card by its name, or by its part: "wifi", "wired" or "internal".
-Answer card(SystemNetwork& network, const QVariantMap& arguments)
+Answer card(const QVariantMap& info)
 {
-    const QString role = arguments.value(QStringLiteral("role")).toString();
-    const QString name = arguments.value(QStringLiteral("name")).toString();
+    return Answer::ok({{QStringLiteral("card"), info}});
+}
+
+Answer cardNamed(SystemNetwork& network, const QString& name)
+{
+    QVariantMap info;
+    network.getNetworkCardInfo(name, info);
+    // The query answers something for a card that does not exist.
+    if (!info.contains(QStringLiteral("name")) && !info.contains(QStringLiteral("GENERAL.DEVICE:")))
+        return Answer::error(kCardNotRead, QStringLiteral("card [%1]: not found").arg(name));
+    return card(info);
+}
+
+Answer wifiCard(DaemonNetwork& network)
+{
+    QString name;
     QVariantMap info;
     network.setLastError({});
-    if (role == QLatin1String("wired"))
-        network.getAlxCardInfo(info);
-    else if (role == QLatin1String("internal"))
-        network.getWiredNetworkCard(info);
-    else if (role == QLatin1String("wifi") && !network.getWifiCardInfo(info) && info.isEmpty())
+    if (!network.findWirelessCard(name) || (!network.getWifiCardInfo(info) && info.isEmpty()))
         return Answer::error(kCardNotRead, network.getLastError());
-    else if (role.isEmpty())
-        network.getNetworkCardInfo(name, info);
-    // Every query answers something for a card that does not exist.
-    if (role.isEmpty() && !info.contains(QStringLiteral("name")) &&
-        !info.contains(QStringLiteral("GENERAL.DEVICE:")))
-        return Answer::error(kCardNotRead, QStringLiteral("card [%1]: not found").arg(name));
-    return Answer::ok({{QStringLiteral("card"), info}});
+    return card(info);
+}
+
+Answer wiredCard(DaemonNetwork& network)
+{
+    // Without a name the tools tell of every card.
+    if (network.wiredCardName().isEmpty())
+        return Answer::error(kCardNotRead, QStringLiteral("wired card: no name is set"));
+    QVariantMap info;
+    network.getAlxCardInfo(info);
+    return card(info);
+}
+
+Answer internalCard(SystemNetwork& network)
+{
+    QVariantMap info;
+    network.getWiredNetworkCard(info);
+    return card(info);
+}
+
+/// One card by its name, or by its part: "wifi", "wired" or "internal".
+Answer cardAsked(DaemonNetwork& network, const QVariantMap& arguments)
+{
+    const QString role = arguments.value(QStringLiteral("role")).toString();
+    if (role == QLatin1String("wifi"))
+        return wifiCard(network);
+    if (role == QLatin1String("wired"))
+        return wiredCard(network);
+    if (role == QLatin1String("internal"))
+        return internalCard(network);
+    return cardNamed(network, arguments.value(QStringLiteral("name")).toString());
 }
 
 /// The settings file, pass phrases left out.
@@ -91,7 +124,7 @@ CardCommands::CardCommands(const DaemonContext& context, std::shared_ptr<Network
 void CardCommands::addInventory()
 {
     OwnThread& thread = _host->thread();
-    SystemNetwork& network = _host->network();
+    DaemonNetwork& network = _host->network();
     addThreadCommand(thread, "net_cards", [&network](const Request&) {
         return Answer::ok({{QStringLiteral("cards"), cards(network)}});
     });
@@ -104,7 +137,7 @@ void CardCommands::addInventory()
         if (role.isEmpty() &&
             arguments.value(QStringLiteral("name")).toString().trimmed().isEmpty())
             return Answer::missing(QStringLiteral("name"));
-        return card(network, arguments);
+        return cardAsked(network, arguments);
     });
     addThreadCommand(thread, "net_interfaces", [&network](const Request&) {
         return Answer::ok({{QStringLiteral("interfaces"), network.getAllInterfaces()}});

@@ -20,4 +20,14 @@ QVariantMap DaemonNetwork::supervision() const
             {QStringLiteral("wireless_is_off"), _isDisableWirelessNetworkCard}};
 }
 
+bool DaemonNetwork::findWirelessCard(QString& card)
+{
+    card = _wirelessCardName;
+    if (!getWirelessCardName(card))
+        return false;
+    if (card.isEmpty())
+        setLastError(QStringLiteral("wireless card: several, and no name is set"));
+    return !card.isEmpty();
+}
+
 } // namespace ky

@@ -13,6 +13,13 @@ public:
     /// What is in force now: the settings file may hold newer values that nobody has read yet, and
     /// a period too short to be taken.
     QVariantMap supervision() const;
+
+    /// The wireless card that the operations would take. False with the last error set if there is
+    /// none, or if there are several and none has a name that is known: a command without a card's
+    /// name means something else, or any card.
+    bool findWirelessCard(QString& card);
+    /// Empty where neither the settings nor the interface table name one.
+    const QString& wiredCardName() const { return _aLXB10NetworkCardName; }
 };
 
 } // namespace ky

@@ -53,18 +53,19 @@ Relay::Handler switchHandler(Act act)
     };
 }
 
-Answer wifiList(SystemNetwork& network)
+Answer wifiList(DaemonNetwork& network)
 {
+    QString card;
     QVariantMap result;
-    const bool isRead = network.getWinApiWifiList(result);
+    const bool isRead = network.findWirelessCard(card) && network.getWinApiWifiList(result);
     return Answer::of(isRead, kWifiFailed, network, result);
 }
 
 /// The link, and how wpa_supplicant sees it.
-Answer wifiStatus(SystemNetwork& network)
+Answer wifiStatus(DaemonNetwork& network)
 {
     QString card;
-    if (!network.getWirelessCardName(card))
+    if (!network.findWirelessCard(card))
         return Answer::error(kWifiFailed, network.getLastError());
     QVariantMap link;
     const bool isAssociated = network.getIwconfig(card, link);
@@ -74,10 +75,10 @@ Answer wifiStatus(SystemNetwork& network)
                        {QStringLiteral("status"), network.getCurrentWifiStatus(card)}});
 }
 
-Answer wifiLink(SystemNetwork& network)
+Answer wifiLink(DaemonNetwork& network)
 {
     QString card;
-    if (!network.getWirelessCardName(card))
+    if (!network.findWirelessCard(card))
         return Answer::error(kWifiFailed, network.getLastError());
     QVariantMap link;
     const bool isAssociated = network.getIwconfig(card, link);
@@ -86,10 +87,10 @@ Answer wifiLink(SystemNetwork& network)
                        {QStringLiteral("link"), link}});
 }
 
-Answer roamTo(SystemNetwork& network, const QString& bssid)
+Answer roamTo(DaemonNetwork& network, const QString& bssid)
 {
     QString card;
-    if (!network.getWirelessCardName(card))
+    if (!network.findWirelessCard(card))
         return Answer::error(kWifiFailed, network.getLastError());
     return Answer::of(network.switchAP(card, bssid), kWifiFailed, network);
 }
@@ -135,7 +136,7 @@ RoamingCommands::~RoamingCommands()
 void RoamingCommands::addWifiCommands()
 {
     OwnThread& thread = _host->thread();
-    SystemNetwork& network = _host->network();
+    DaemonNetwork& network = _host->network();
     addThreadCommand(thread, "wifi_list", [&network](const Request&) { return wifiList(network); });
     addThreadCommand(thread, "wifi_status",
                      [&network](const Request&) { return wifiStatus(network); });

@@ -50,17 +50,40 @@ Answer forget(SystemNetwork& network, const Request& request)
     return Answer::ok();
 }
 
-/// Pass phrase of the network named, or of the one in use.
-Answer password(SystemNetwork& network, QString ssid)
+Answer storedPassword(SystemNetwork& network, const QString& fileName)
 {
-    if (ssid.isEmpty() && !network.getConnectedWifiSSID(ssid))
-        return Answer::error(kNotConnected, network.getLastError());
-    const QVariantMap profile = network.getNetworkManagerFileInfo(ssid);
-    if (profile.isEmpty())
-        return Answer::error(kNoSuchProfile, network.getLastError());
-    const QString fileName = profile.value(QStringLiteral("fileName")).toString();
     return Answer::ok({{QStringLiteral("ssid"), network.getWifiSSID(fileName)},
                        {QStringLiteral("password"), network.getWifiPassword(fileName)}});
+}
+
+/// Pass phrase of the profile of this name.
+Answer passwordOf(SystemNetwork& network, const QString& id)
+{
+    const QVariantMap profile = network.getNetworkManagerFileInfo(id);
+    if (profile.isEmpty())
+        return Answer::error(kNoSuchProfile, network.getLastError());
+    return storedPassword(network, profile.value(QStringLiteral("fileName")).toString());
+}
+
+/// Pass phrase of the network in use, whatever its profile is called.
+Answer passwordInUse(DaemonNetwork& network)
+{
+    QString card;
+    QString uuid;
+    if (!network.findWirelessCard(card) || !network.getConnectionActiveiUUID(card, uuid))
+        return Answer::error(kNotConnected, network.getLastError());
+    const QString fileName = network.getNetworkManagerSSIDFileNameBy(uuid);
+    if (fileName.isEmpty())
+        return Answer::error(kNoSuchProfile, QStringLiteral("profile [%1]: no keyfile").arg(uuid));
+    return storedPassword(network, fileName);
+}
+
+/// Whether there is one wireless card to act on. The operations remove the old profiles before
+/// they find out.
+bool hasCard(DaemonNetwork& network)
+{
+    QString card;
+    return network.findWirelessCard(card);
 }
 
 } // namespace
@@ -76,7 +99,7 @@ WifiCommands::WifiCommands(const DaemonContext& context, std::shared_ptr<Network
 void WifiCommands::addJoining()
 {
     OwnThread& thread = _host->thread();
-    SystemNetwork& network = _host->network();
+    DaemonNetwork& network = _host->network();
     const auto answer = [&network](bool isDone) {
         return Answer::of(isDone, kWifiNotJoined, network.getLastError());
     };
@@ -98,19 +121,20 @@ void WifiCommands::addJoining()
         if (!hasSsid(request))
             return Answer::missing(QStringLiteral("ssid"));
         return answer(
+            hasCard(network) &&
             network.runIwconfig({{QStringLiteral("interface"), QStringLiteral("connectWifi")},
                                  {QStringLiteral("connectWifi"), request.arguments()}}));
     });
     addThreadCommand(thread, "wifi_up", [&network, answer](const Request& request) {
         const bool isRestarting = request.arguments().value(QStringLiteral("restart")).toBool();
-        return answer(network.connectWifi(kUpLimitMs, isRestarting));
+        return answer(hasCard(network) && network.connectWifi(kUpLimitMs, isRestarting));
     });
 }
 
 void WifiCommands::addProfiles()
 {
     OwnThread& thread = _host->thread();
-    SystemNetwork& network = _host->network();
+    DaemonNetwork& network = _host->network();
     addThreadCommand(thread, "wifi_forget",
                      [&network](const Request& request) { return forget(network, request); });
     addThreadCommand(thread, "wifi_ssid", [&network](const Request&) {
@@ -120,7 +144,8 @@ void WifiCommands::addProfiles()
                           {{QStringLiteral("ssid"), ssid}});
     });
     addThreadCommand(thread, "wifi_password", [&network](const Request& request) {
-        return password(network, text(request, "ssid"));
+        const QString id = text(request, "ssid");
+        return id.isEmpty() ? passwordInUse(network) : passwordOf(network, id);
     });
     addThreadCommand(thread, "net_profile", [&network](const Request& request) {
         const QVariantMap profile = network.getNetworkManagerFileInfo(text(request, "id"));

@@ -23,6 +23,7 @@ private slots:
     void certificateReachesTheDisk();
     void storedProfileIsBroughtUp();
     void storedPasswordIsShown();
+    void passwordInUseIsFoundUnderAnyName();
     void passwordComesFromAPipe();
     void networkIsJoinedByItsNameAlone();
     void wifiProfilesAreForgotten();
@@ -32,7 +33,12 @@ private slots:
     void cardIsConnected();
     void cardsByTheirPart_data();
     void cardsByTheirPart();
+    void everyCardIsListedWithItsAddress();
+    void oneCardIsShownByItsName();
     void hostWithoutWiredDriverIsTold();
+    void wiredDriverIsShownAndDisabled();
+    void cardWithoutAKnownNameIsRefused_data();
+    void cardWithoutAKnownNameIsRefused();
 
 private:
     ProgramResult kyctl(const QStringList& arguments, const QByteArray& input = {})
@@ -140,6 +146,21 @@ void tst_WifiDaemon::storedPasswordIsShown()
     }
 }
 
+void tst_WifiDaemon::passwordInUseIsFoundUnderAnyName()
+{
+    join();
+    const QString path = "/etc/NetworkManager/system-connections/RobotNet.nmconnection";
+    QCOMPARE(_host->run("sed -i s/^id=.*/id=Office/ " + path).status, 0);
+
+    const ProgramResult result = kyctl({"wifi", "password", "--json"});
+
+    QVERIFY2(result.status == 0, result.errors);
+    QCOMPARE(result.json().value("ssid").toString(), QString("RobotNet"));
+    QCOMPARE(result.json().value("password").toString(), QString("robotpass"));
+    QVERIFY(kyctl({"wifi", "password", "RobotNet"}).errors.contains("40312"));
+    QCOMPARE(kyctl({"wifi", "password", "Office"}).status, 0);
+}
+
 void tst_WifiDaemon::passwordComesFromAPipe()
 {
     const ProgramResult result = kyctl({"wifi", "connect", "RobotNet"}, "robotpass\n");
@@ -243,6 +264,38 @@ void tst_WifiDaemon::cardsByTheirPart()
     QVERIFY2(card.value(key).toString() == value, result.output);
 }
 
+void tst_WifiDaemon::everyCardIsListedWithItsAddress()
+{
+    join();
+
+    const ProgramResult result = kyctl({"net", "cards"});
+
+    QVERIFY2(result.status == 0, result.errors);
+    const QList<QByteArray> rows = result.output.split('\n');
+    QCOMPARE(rows.first().simplified(), QByteArray("NAME HARDWARE ADDRESS MASK GATEWAY DHCP"));
+    QVERIFY2(result.output.simplified().contains(
+                 "wlan0 02:00:00:00:00:00 10.77.0.162 255.255.255.0 10.77.0.1 yes"),
+             result.output);
+    QVERIFY2(result.output.contains("\neth0"), result.output);
+    QVERIFY2(!result.output.contains("\nlo"), result.output);
+}
+
+void tst_WifiDaemon::oneCardIsShownByItsName()
+{
+    join();
+
+    const ProgramResult result = kyctl({"net", "card", "wlan0"});
+
+    QVERIFY2(result.status == 0, result.errors);
+    QVERIFY2(result.output.contains("10.77.0.162"), result.output);
+    const QVariantMap card = kyctl({"net", "card", "wlan0", "--json"}).json().value("card").toMap();
+    QCOMPARE(card.value("name").toString(), QString("wlan0"));
+    QCOMPARE(card.value("ip").toString(), QString("10.77.0.162"));
+    QCOMPARE(card.value("Mac").toString(), QString("02:00:00:00:00:00"));
+    QCOMPARE(card.value("dhcp"), QVariant(true));
+    QVERIFY(kyctl({"net", "card", "nosuch0"}).errors.contains("40300"));
+}
+
 void tst_WifiDaemon::hostWithoutWiredDriverIsTold()
 {
     const ProgramResult driver = kyctl({"net", "driver", "--json"});
@@ -255,6 +308,73 @@ void tst_WifiDaemon::hostWithoutWiredDriverIsTold()
     QCOMPARE(result.status, 1);
     QVERIFY2(result.errors.contains("40302: Permanent disabling of wired network cards"),
              result.errors);
+}
+
+void tst_WifiDaemon::wiredDriverIsShownAndDisabled()
+{
+    _host->set("eth1.description", "Wired interface");
+    const ProgramResult driver = kyctl({"net", "driver", "--json"});
+    QCOMPARE(driver.json().value("driver").toString(), QString("e1000"));
+
+    const ProgramResult result = kyctl({"net", "disable-driver"});
+
+    QVERIFY2(result.status == 0, result.errors);
+    QFile blacklist(_host->privatePath("/etc/modprobe.d/blacklist.conf"));
+    QVERIFY(blacklist.open(QIODevice::ReadOnly));
+    QVERIFY(blacklist.readAll().endsWith("\n blacklist e1000 #wifi"));
+    const QVariantMap settings =
+        kyctl({"net", "settings", "--json"}).json().value("settings").toMap();
+    QCOMPARE(settings.value("WirelessCard/WirelessCardDriver").toString(), QString("e1000"));
+    QCOMPARE(settings.value("WirelessCard/isPermanentlyDisabled").toString(), QString("true"));
+    QCOMPARE(kyctl({"net", "disable-driver", "--off"}).status, 0);
+    QCOMPARE(kyctl({"net", "settings", "--json"})
+                 .json()
+                 .value("settings")
+                 .toMap()
+                 .value("WirelessCard/isPermanentlyDisabled")
+                 .toString(),
+             QString("false"));
+    _host->set("eth1.description", "");
+}
+
+void tst_WifiDaemon::cardWithoutAKnownNameIsRefused_data()
+{
+    QTest::addColumn<QStringList>("command");
+    QTest::addColumn<QByteArray>("error");
+
+    const QByteArray several = "wireless card: several, and no name is set";
+    QTest::newRow("wireless card") << QStringList{"net", "card", "--wifi"} << several;
+    QTest::newRow("wired card") << QStringList{"net", "card", "--wired"}
+                                << QByteArray("wired card: no name is set");
+    QTest::newRow("list") << QStringList{"wifi", "list"} << several;
+    QTest::newRow("status") << QStringList{"wifi", "status"} << several;
+    QTest::newRow("roam") << QStringList{"wifi", "roam", "02:00:00:00:05:00"} << several;
+    QTest::newRow("up") << QStringList{"wifi", "up"} << several;
+    QTest::newRow("described network")
+        << QStringList{"call", "wifi_enterprise", R"({"ssid":"RobotNet","dhcp":true})"} << several;
+    QTest::newRow("password in use") << QStringList{"wifi", "password"} << several;
+}
+
+// A host of two cards with a w in their names, and a daemon that knows neither.
+void tst_WifiDaemon::cardWithoutAKnownNameIsRefused()
+{
+    QFETCH(QStringList, command);
+    QFETCH(QByteArray, error);
+    SimulatedHost host;
+    host.set("wlan0.name", "wlx1");
+    host.set("cards.+", R"({"name":"wwan0","type":"wifi","mac":"02:00:00:00:06:00"})");
+    QCOMPARE(host.run("nmcli device wifi connect RobotNet password robotpass").status, 0);
+    DaemonFixture daemon;
+    daemon.runUnder({programPath("hostsim"), "run", "--state", host.folder(), "--"});
+    QVERIFY2(daemon.start("hardwareType=-2\n"), qPrintable(daemon.errorText()));
+    host.clearLines();
+
+    const ProgramResult result = daemon.kyctl(command);
+
+    QCOMPARE(result.status, 1);
+    QVERIFY2(result.errors.contains(error), result.errors);
+    QCOMPARE(host.lines().filter("nmcli"), QStringList());
+    QCOMPARE(host.lines().filter("wpa_cli"), QStringList());
 }
 
 QTEST_GUILESS_MAIN(tst_WifiDaemon)
