@@ -58,9 +58,9 @@ write_settings() {
     printf '[Host]\nhardwareType=-1\nautoConnectEnabled=true\ndataDir=data\nversion=1.0.0\ntbxName=demo\n'
 }
 
-# The simulated host: where there is no NetworkManager to talk to, the daemon still finds one.
+# Only --real lets the daemon act on this machine's own network.
 host=()
-[ -n "$is_real" ] || command -v nmcli >/dev/null || host=("$bin/hostsim" run --state "$work/host" --)
+[ -n "$is_real" ] || host=("$bin/hostsim" run --state "$work/host" --)
 
 start_daemon() {
     "${host[@]}" "$bin/kyhostd" --home "$home" --settings "$work/kyhostd.ini" \
