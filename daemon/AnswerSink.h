@@ -18,8 +18,7 @@ public:
     virtual QString peerOf(qintptr handle) = 0;
     /// How many bytes the other end has taken so far, by its kernel's word; 0 if that is unknown.
     virtual quint64 takenBytes(qintptr handle) = 0;
-    /// Ends the connection, with what waits to be sent to it. Only right behind a peerOf() that
-    /// says who it is.
+    /// Ends the connection, with what waits to be sent to it.
     virtual void cut(qintptr handle) = 0;
 };
 

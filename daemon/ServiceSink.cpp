@@ -41,8 +41,7 @@ quint64 ServiceSink::takenBytes(qintptr handle)
 
 void ServiceSink::cut(qintptr handle)
 {
-    // The connection's own thread finds the end and tidies up, as after a peer that has left.
-    ::shutdown(int(handle), SHUT_RDWR);
+    _service.abortClient(handle);
 }
 
 } // namespace ky

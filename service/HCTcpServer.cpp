@@ -1,16 +1,17 @@
 #include "service/HCTcpServer.h"
 
+#include "service/DescriptorRoom.h"
 #include "service/RetiredThreads.h"
 #include "service/ServiceLog.h"
 #include "service/TcpSocket.h"
 
 #include <QCoreApplication>
 #include <QHostAddress>
+#include <QPointer>
 #include <QThread>
 #include <QTimer>
 
-#include <algorithm>
-#include <sys/resource.h>
+#include <atomic>
 #include <unistd.h>
 
 namespace {
@@ -19,6 +20,10 @@ constexpr int kKickLimitMs = 15000;
 constexpr int kAcceptAgainMs = 200;
 /// For the files and sockets that the rest of the process opens meanwhile.
 constexpr int kSpareDescriptors = 32;
+
+/// Threads of connections of this process, of whatever server, that have been started and have not
+/// opened the descriptor yet by which they are woken. Qt ends the process when one finds none left.
+std::atomic<int> startingThreads{0};
 
 /// Ends a connection in its own thread. Requests that still arrive are not taken any more: their
 /// answers would keep the connection open for as long as the peer goes on asking.
@@ -34,7 +39,9 @@ void endConnection(TcpSocket* socket)
 
 HCTcpServer::HCTcpServer(QObject* parent)
     : QTcpServer(parent)
-{}
+{
+    connect(this, &QTcpServer::acceptError, this, &HCTcpServer::resumeLater);
+}
 
 HCTcpServer::~HCTcpServer()
 {
@@ -99,20 +106,30 @@ void HCTcpServer::KickAllClients()
 /// its notice is passed over when it comes. Only the relay object's calls are delivered ahead of
 /// their turn: a notice that overtook the requests in front of it would free a number whose next
 /// owner then got their answers.
-void HCTcpServer::settleFormerOwner(qintptr handle)
+///
+/// False when the server has been stopped or deleted meanwhile: such a call may do so, or run an
+/// event loop in which the notice comes.
+bool HCTcpServer::settleFormerOwner(qintptr handle)
 {
     TcpSocket* former = _tcpSocketMap.value(handle);
     if (!former)
-        return;
+        return true;
     former->thread()->quit();
     former->thread()->wait();
+    const bool isNoticeQueued = former->_isEndAnnounced;
+    const bool wasListening = isListening();
+    const QPointer<HCTcpServer> self(this);
     // Requests of the old connection that still wait would be answered to the new one.
     if (_relayObject)
         QCoreApplication::sendPostedEvents(_relayObject, QEvent::MetaCall);
-    const bool isNoticeQueued = former->_isEndAnnounced;
-    tearDown(handle);
-    if (isNoticeQueued)
-        ++_staleNotices[handle];
+    if (!self || isListening() != wasListening)
+        return false;
+    if (_tcpSocketMap.value(handle) == former) {
+        tearDown(handle);
+        if (isNoticeQueued)
+            ++_staleNotices[handle];
+    }
+    return true;
 }
 
 /// Whether this notice is that of a connection which settleFormerOwner() has ended already. Notices
@@ -134,21 +151,6 @@ void HCTcpServer::resumeLater(QAbstractSocket::SocketError error)
     QTimer::singleShot(kAcceptAgainMs, this, [this] { resumeAccepting(); });
 }
 
-/// Whether this connection's thread, and those that have only just been started, will find the
-/// descriptor that each needs to wake up: without one Qt ends the process.
-bool HCTcpServer::hasDescriptorsLeft(qintptr handle) const
-{
-    rlimit limit = {};
-    if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
-        return true;
-    const auto isStarting = [](const TcpSocket* socket) {
-        return !socket->thread()->eventDispatcher();
-    };
-    const auto room = qint64(limit.rlim_cur) - handle - kSpareDescriptors;
-    return room > _tcpSocketMap.size() ||
-           room > std::count_if(_tcpSocketMap.cbegin(), _tcpSocketMap.cend(), isStarting);
-}
-
 void HCTcpServer::forget(qintptr handle)
 {
     TcpSocket* socket = _tcpSocketMap.take(handle);
@@ -158,8 +160,11 @@ void HCTcpServer::forget(qintptr handle)
 
 void HCTcpServer::incomingConnection(qintptr handle)
 {
-    settleFormerOwner(handle);
-    if (!hasDescriptorsLeft(handle)) {
+    if (!settleFormerOwner(handle)) {
+        ::close(int(handle));
+        return;
+    }
+    if (!ky::hasRoomForDescriptors(kSpareDescriptors + startingThreads)) {
         KY_WARNING << "[no descriptors left for another connection, handle:" << handle << "]";
         ::close(int(handle));
         return;
@@ -176,8 +181,12 @@ void HCTcpServer::incomingConnection(qintptr handle)
     _tcpSocketMap.insert(handle, socket);
     socket->updatePeerInfo();
     socket->moveToThread(thread);
+    ++startingThreads;
+    connect(
+        thread, &QThread::started, thread, [] { --startingThreads; }, Qt::DirectConnection);
     thread->start(QThread::InheritPriority);
     if (!thread->isRunning()) {
+        --startingThreads;
         KY_WARNING << "[no thread for another connection, handle:" << handle << "]";
         forget(handle);
     }
@@ -242,6 +251,16 @@ bool HCTcpServer::waitWrite2Client(qintptr handle, const QByteArray& data)
     KY_WARNING << text;
     setErrorString(text);
     return false;
+}
+
+bool HCTcpServer::abortClient(qintptr handle)
+{
+    TcpSocket* socket = socketOf(handle, __func__);
+    if (!socket)
+        return false;
+    QMetaObject::invokeMethod(
+        socket, [socket] { socket->abort(); }, Qt::QueuedConnection);
+    return true;
 }
 
 QVariantMap HCTcpServer::getSocketPeerInfo(qintptr handle)

@@ -47,6 +47,10 @@ public:
     /// Writes a finished frame and blocks until the socket's thread has written it, at most about
     /// 15 s. A write that took too long is not reported.
     bool waitWrite2Client(qintptr handle, const QByteArray& data);
+    /// Cuts one client, with what still waits to be written to it. Returns at once; its entry
+    /// leaves when its thread has done so. False, with errorString() set, if there is no
+    /// connection of that handle.
+    bool abortClient(qintptr handle);
     /// "ip", "port" and "name" of a connection. The handle must be one of a live connection.
     QVariantMap getSocketPeerInfo(qintptr handle);
 
@@ -59,10 +63,9 @@ protected:
 
 private:
     TcpSocket* socketOf(qintptr handle, const char* operation);
-    void settleFormerOwner(qintptr handle);
+    bool settleFormerOwner(qintptr handle);
     bool takeStaleNotice(qintptr handle);
     void tearDown(qintptr handle);
-    bool hasDescriptorsLeft(qintptr handle) const;
     void resumeLater(QAbstractSocket::SocketError error);
     void forget(qintptr handle);
 

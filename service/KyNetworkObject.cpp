@@ -100,6 +100,11 @@ bool KyNetworkObject::waitWrite2Client(qintptr handle, const QByteArray& data)
     return keepError(_tcpServer->waitWrite2Client(handle, data));
 }
 
+bool KyNetworkObject::abortClient(qintptr handle)
+{
+    return keepError(_tcpServer->abortClient(handle));
+}
+
 QVariantMap KyNetworkObject::getSocketPeerInfo(qintptr handle)
 {
     return _tcpServer->getSocketPeerInfo(handle);

@@ -45,6 +45,7 @@ public:
     /// See HCTcpServer. After false the last error tells why.
     bool sendDataToClient(qintptr handle, const QByteArray& data);
     bool waitWrite2Client(qintptr handle, const QByteArray& data);
+    bool abortClient(qintptr handle);
     QVariantMap getSocketPeerInfo(qintptr handle);
 
 private:

@@ -60,6 +60,11 @@ void remember(QThread* thread)
 void retireConnection(TcpSocket* socket)
 {
     QThread* thread = socket->thread();
+    if (thread->isFinished()) {
+        delete thread;
+        delete socket;
+        return;
+    }
     remember(thread);
     QMetaObject::invokeMethod(
         socket,
