@@ -10,8 +10,6 @@ namespace {
 
 constexpr int kWaitWriteMs = 15000;
 constexpr int kServicePort = 19208;
-/// One read takes no more than this, so that an upload needs no more memory than that.
-constexpr qint64 kReadChunk = qint64(256) * 1024;
 constexpr char kRelayMethod[] =
     "slotRevInterface(QString,qintptr,quint16,quint16,QByteArray,QVariant)";
 
@@ -180,7 +178,7 @@ void TcpSocket::slotReadyRead()
     // Asked for all that is there, the socket hands over the block that it read to: nothing is
     // copied, and an idle connection holds no block.
     resolveTcpReadData(_intptr, read(bytesAvailable()));
-    if (isStreaming())
+    if (_isDirect && isStreaming())
         readStream();
     if (!_upgradeFile.isOpen())
         _streamChunk.clear();

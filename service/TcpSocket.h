@@ -91,6 +91,9 @@ public slots:
 private:
     friend class HCTcpServer; // asks, once the thread has ended, whether the end is announced
 
+    /// One read takes no more than this, so that an upload needs no more memory than that.
+    static constexpr qint64 kReadChunk = qint64(256) * 1024;
+
     bool callRelay(const QString& name, qintptr handle, quint16 answerType, quint16 number,
                    const QByteArray& data, const QVariant& json);
     bool isStreaming() const;

@@ -23,6 +23,9 @@ constexpr char kSync = 0x5A;
 constexpr char kVersion = 0x01;
 constexpr int kShownData = 1024;
 constexpr int kStreamChunk = 256 * 1024;
+/// What the socket itself reads at each notice of an upload, into a block that it allocates anew:
+/// the less, the more goes past it. This is the least block that it allocates.
+constexpr qint64 kStreamHead = qint64(16) * 1024;
 constexpr int kStreamReads = 16;
 /// A header may announce 4 GiB that never come: no more than this is set aside beforehand.
 constexpr quint64 kMaxReserve = 1024 * 1024;
@@ -204,7 +207,8 @@ void TcpSocket::openUpload()
     const QString path = folder + QLatin1String(kUploadFile);
     KY_DEBUG_AS("resolveTcpReadData") << "upgradeFilePath:" << path;
     _upgradeFile.setFileName(path);
-    _upgradeFile.open(QIODevice::WriteOnly | QIODevice::Unbuffered);
+    if (_upgradeFile.open(QIODevice::WriteOnly | QIODevice::Unbuffered))
+        setReadBufferSize(kStreamHead);
 }
 
 /// Everything behind the JSON area goes to the file, so the buffer holds one read at most. What
@@ -229,6 +233,7 @@ void TcpSocket::finishUpload(qintptr handle)
     _upgradeFile.write(unread() + head, unreadSize() - head);
     _upgradeFile.flush();
     _upgradeFile.close();
+    setReadBufferSize(kReadChunk);
     _buffer.truncate(_consumed + head);
     _consumed += head;
     _dataSize = 0;
