@@ -7,7 +7,6 @@
 
 #include <QCoreApplication>
 #include <QHostAddress>
-#include <QPointer>
 #include <QThread>
 #include <QTimer>
 
@@ -51,6 +50,7 @@ HCTcpServer::~HCTcpServer()
 void HCTcpServer::setRelayObject(QObject* relayObject)
 {
     _relayObject = relayObject;
+    _relayMethod = TcpSocket::relayMethodOf(relayObject);
 }
 
 QString HCTcpServer::errorString() const
@@ -88,7 +88,9 @@ void HCTcpServer::stopListen()
     }
     // Notices that were queued before name connections that are no longer in the map.
     QCoreApplication::removePostedEvents(this, QEvent::MetaCall);
-    _staleNotices.clear();
+    for (const qintptr handle : qAsConst(_waitingHandles))
+        ::close(int(handle));
+    _waitingHandles.clear();
     close();
     KY_DEBUG << "[_tcpSocketMap.keys.size:" << _tcpSocketMap.size() << "]";
     _tcpSocketMap = {};
@@ -99,49 +101,6 @@ void HCTcpServer::KickAllClients()
     for (TcpSocket* socket : qAsConst(_tcpSocketMap))
         QMetaObject::invokeMethod(
             socket, [socket] { endConnection(socket); }, Qt::QueuedConnection);
-}
-
-/// The kernel hands out a number again as soon as it is closed, while the notice of the old
-/// connection's end is still queued here. The old connection is ended now, in the ordinary way, and
-/// its notice is passed over when it comes. Only the relay object's calls are delivered ahead of
-/// their turn: a notice that overtook the requests in front of it would free a number whose next
-/// owner then got their answers.
-///
-/// False when the server has been stopped or deleted meanwhile: such a call may do so, or run an
-/// event loop in which the notice comes.
-bool HCTcpServer::settleFormerOwner(qintptr handle)
-{
-    TcpSocket* former = _tcpSocketMap.value(handle);
-    if (!former)
-        return true;
-    former->thread()->quit();
-    former->thread()->wait();
-    const bool isNoticeQueued = former->_isEndAnnounced;
-    const bool wasListening = isListening();
-    const QPointer<HCTcpServer> self(this);
-    // Requests of the old connection that still wait would be answered to the new one.
-    if (_relayObject)
-        QCoreApplication::sendPostedEvents(_relayObject, QEvent::MetaCall);
-    if (!self || isListening() != wasListening)
-        return false;
-    if (_tcpSocketMap.value(handle) == former) {
-        tearDown(handle);
-        if (isNoticeQueued)
-            ++_staleNotices[handle];
-    }
-    return true;
-}
-
-/// Whether this notice is that of a connection which settleFormerOwner() has ended already. Notices
-/// of one number come in the order of its owners.
-bool HCTcpServer::takeStaleNotice(qintptr handle)
-{
-    const auto stale = _staleNotices.find(handle);
-    if (stale == _staleNotices.end())
-        return false;
-    if (--*stale == 0)
-        _staleNotices.erase(stale);
-    return true;
 }
 
 /// A server that runs out of descriptors stops accepting by itself and for good.
@@ -158,20 +117,52 @@ void HCTcpServer::forget(qintptr handle)
     delete socket;
 }
 
+/// The kernel hands out a number again as soon as it is closed, while requests of its former owner
+/// and the notice of its end are still queued here. The new connection lines up behind them, so
+/// that all happens in the ordinary order, and none is mistaken for the other.
 void HCTcpServer::incomingConnection(qintptr handle)
 {
-    if (!settleFormerOwner(handle)) {
-        ::close(int(handle));
+    if (!_tcpSocketMap.contains(handle)) {
+        enterConnection(handle);
         return;
     }
+    _waitingHandles.insert(handle);
+    QMetaObject::invokeMethod(
+        this, [this, handle] { enterWaiting(handle, Turn::First); }, Qt::QueuedConnection);
+}
+
+void HCTcpServer::enterWaiting(qintptr handle, Turn turn)
+{
+    if (TcpSocket* former = _tcpSocketMap.value(handle)) {
+        former->thread()->quit();
+        former->thread()->wait();
+        // With the thread gone its notice is in the queue, if there is to be one.
+        if (former->_isEndAnnounced && turn == Turn::First) {
+            QMetaObject::invokeMethod(
+                this, [this, handle] { enterWaiting(handle, Turn::Last); }, Qt::QueuedConnection);
+            return;
+        }
+        tearDown(handle);
+    }
+    _waitingHandles.remove(handle);
+    if (isListening())
+        enterConnection(handle);
+    else
+        ::close(int(handle));
+}
+
+void HCTcpServer::enterConnection(qintptr handle)
+{
     if (!ky::hasRoomForDescriptors(kSpareDescriptors + startingThreads)) {
-        KY_WARNING << "[no descriptors left for another connection, handle:" << handle << "]";
+        KY_WARNING_AS("incomingConnection")
+            << "[no descriptors left for another connection, handle:" << handle << "]";
         ::close(int(handle));
         return;
     }
-    KY_DEBUG << "[handle:" << handle << "count:" << _tcpSocketMap.size() << "]";
+    KY_DEBUG_AS("incomingConnection")
+        << "[handle:" << handle << "count:" << _tcpSocketMap.size() << "]";
     auto* socket = new TcpSocket;
-    socket->setRelayObj(_relayObject);
+    socket->setRelay(_relayObject, _relayMethod);
     auto* thread = new QThread;
     socket->setThread(thread);
     socket->setSocketDescriptor(handle, QAbstractSocket::ConnectedState, QIODevice::ReadWrite);
@@ -187,15 +178,15 @@ void HCTcpServer::incomingConnection(qintptr handle)
     thread->start(QThread::InheritPriority);
     if (!thread->isRunning()) {
         --startingThreads;
-        KY_WARNING << "[no thread for another connection, handle:" << handle << "]";
+        KY_WARNING_AS("incomingConnection")
+            << "[no thread for another connection, handle:" << handle << "]";
         forget(handle);
     }
 }
 
 void HCTcpServer::slotDisconnected(qintptr handle)
 {
-    if (!takeStaleNotice(handle))
-        tearDown(handle);
+    tearDown(handle);
 }
 
 void HCTcpServer::tearDown(qintptr handle)

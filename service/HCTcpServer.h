@@ -1,6 +1,8 @@
 #pragma once
 
 #include <QMap>
+#include <QMetaMethod>
+#include <QSet>
 #include <QTcpServer>
 #include <QVariantMap>
 
@@ -63,8 +65,14 @@ protected:
 
 private:
     TcpSocket* socketOf(qintptr handle, const char* operation);
-    bool settleFormerOwner(qintptr handle);
-    bool takeStaleNotice(qintptr handle);
+    enum class Turn
+    {
+        First,
+        Last
+    };
+
+    void enterConnection(qintptr handle);
+    void enterWaiting(qintptr handle, Turn turn);
     void tearDown(qintptr handle);
     void resumeLater(QAbstractSocket::SocketError error);
     void forget(qintptr handle);
@@ -73,5 +81,6 @@ private:
     QObject* _relayObject = nullptr;
     QString _errorString;
 
-    QMap<qintptr, int> _staleNotices; ///< queued ends of connections that are gone already
+    QMetaMethod _relayMethod;
+    QSet<qintptr> _waitingHandles; ///< accepted while a former owner of the number is in the map
 };

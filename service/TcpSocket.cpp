@@ -26,14 +26,22 @@ const QMap<QString, int>& serviceCommands()
     return tables[kServicePort];
 }
 
+/// What every connection relies on, done before the first one.
+bool prepareProcess()
+{
+    qRegisterMetaType<qintptr>("qintptr");
+    qRegisterMetaType<QAbstractSocket::SocketError>("QAbstractSocket::SocketError");
+    return true;
+}
+
 } // namespace
 
 TcpSocket::TcpSocket(QObject* parent)
     : QTcpSocket(parent)
     , _header(new VantHeader)
 {
-    qRegisterMetaType<qintptr>("qintptr");
-    qRegisterMetaType<QAbstractSocket::SocketError>("QAbstractSocket::SocketError");
+    static const bool isPrepared = prepareProcess();
+    Q_UNUSED(isPrepared)
     serviceCommands();
     setReadBufferSize(kReadChunk);
 
@@ -81,15 +89,24 @@ QObject* TcpSocket::relayObj() const
     return _relayObj;
 }
 
+QMetaMethod TcpSocket::relayMethodOf(const QObject* relayObject)
+{
+    if (!relayObject)
+        return {};
+    const QMetaObject* meta = relayObject->metaObject();
+    return meta->method(meta->indexOfMethod(kRelayMethod));
+}
+
 void TcpSocket::setRelayObj(QObject* relayObject)
+{
+    setRelay(relayObject, relayMethodOf(relayObject));
+}
+
+void TcpSocket::setRelay(QObject* relayObject, const QMetaMethod& method)
 {
     const QMutexLocker locker(&_relayMutex);
     _relayObj = relayObject;
-    _relayMethod = QMetaMethod();
-    if (!relayObject)
-        return;
-    const QMetaObject* meta = relayObject->metaObject();
-    _relayMethod = meta->method(meta->indexOfMethod(kRelayMethod));
+    _relayMethod = method;
 }
 
 bool TcpSocket::isNeedStop() const

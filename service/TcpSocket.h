@@ -89,11 +89,15 @@ public slots:
     void slotWrite(QByteArray message);
 
 private:
-    friend class HCTcpServer; // asks, once the thread has ended, whether the end is announced
+    /// Asks, once the thread has ended, whether the end is announced, and looks the relay object's
+    /// method up once for all its connections.
+    friend class HCTcpServer;
 
     /// One read takes no more than this, so that an upload needs no more memory than that.
     static constexpr qint64 kReadChunk = qint64(256) * 1024;
 
+    static QMetaMethod relayMethodOf(const QObject* relayObject);
+    void setRelay(QObject* relayObject, const QMetaMethod& method);
     bool callRelay(const QString& name, qintptr handle, quint16 answerType, quint16 number,
                    const QByteArray& data, const QVariant& json);
     bool isStreaming() const;
@@ -127,6 +131,6 @@ private:
     bool _isDirect = false;       ///< the descriptor leads to the peer itself, and not to a proxy
     QByteArray _streamChunk;      ///< where an upload is read to; empty between uploads
     int _consumed = 0;            ///< bytes at the front of _buffer that are done with, in one pass
-    QMetaMethod _relayMethod;     ///< slotRevInterface of _relayObj, looked up once
+    QMetaMethod _relayMethod;     ///< slotRevInterface of _relayObj
     mutable QMutex _relayMutex;   ///< guards _relayObj and _relayMethod
 };
