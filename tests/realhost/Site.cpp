@@ -36,7 +36,7 @@ QString bssid(int accessPoint)
 bool isUp()
 {
     return QFile::exists(QStringLiteral("/run/ky-radios")) &&
-           run(QStringLiteral("ip netns list")).startsWith(QLatin1String("ap"));
+           QFile::exists(QStringLiteral("/run/netns/ap"));
 }
 
 QString run(const QString& line, int limitMs)
@@ -128,6 +128,18 @@ QStringList profilesOfType(const QString& type)
             names << line.left(line.size() - type.size() - 1);
     }
     return names;
+}
+
+Language::Language(const QString& name)
+{
+    qunsetenv("LC_ALL");
+    qputenv("LANG", name.toLatin1());
+}
+
+Language::~Language()
+{
+    qunsetenv("LANG");
+    qputenv("LC_ALL", "C.UTF-8");
 }
 
 Robot::Robot(const QStringList& settings)

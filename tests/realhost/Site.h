@@ -48,6 +48,15 @@ QString addressOf(const QString& card);
 bool canReachRouter();
 QStringList profilesOfType(const QString& type);
 
+/// The language of the host's tools for as long as it lives: "zh_CN.UTF-8".
+class Language
+{
+public:
+    explicit Language(const QString& name);
+    ~Language();
+    Q_DISABLE_COPY(Language)
+};
+
 /// A SystemNetwork in a working directory of its own, as a daemon would set it up on a host of the
 /// ordinary board.
 class Robot
