@@ -64,7 +64,15 @@ bool waitUntil(const std::function<bool()>& condition, int limitMs)
 
 void setLevel(int accessPoint, int dbm)
 {
-    run(QStringLiteral("/usr/local/lib/ky/level %1 %2").arg(accessPoint).arg(dbm));
+    QFile radios(QStringLiteral("/run/ky-radios"));
+    radios.open(QIODevice::ReadOnly);
+    const QByteArray phy = radios.readAll().split('\n').value(accessPoint - 1);
+    QFile level(
+        QStringLiteral("/sys/kernel/debug/ieee80211/%1/hwsim/rx_rssi").arg(QString::fromLatin1(phy)));
+    // The kernel takes a negative value in its unsigned form only.
+    const QByteArray text = QByteArray::number(quint64(qint64(dbm)));
+    if (!level.open(QIODevice::WriteOnly) || level.write(text) != text.size())
+        qFatal("the level of access point %d cannot be set", accessPoint);
 }
 
 void switchAccessPoint(int accessPoint, bool isOn)
@@ -76,19 +84,27 @@ void switchAccessPoint(int accessPoint, bool isOn)
 
 void reset()
 {
-    run(QStringLiteral("for n in 1 2 3 4 5 6; do kill -0 $(cat /run/ap$n.pid) 2>/dev/null ||"
-                       " /usr/local/lib/ky/ap $n up; done >/dev/null 2>&1"));
+    run(QStringLiteral(
+        "for n in 1 2 3 4 5 6; do kill -0 $(cat /run/ap$n.pid) 2>/dev/null ||"
+        " /usr/local/lib/ky/ap $n up; done >/dev/null 2>&1;"
+        "nmcli -t -f UUID,TYPE connection show |"
+        " sed -nE 's/:802-(11-wireless|3-ethernet)$//p' | xargs -r nmcli connection delete;"
+        "nmcli radio wifi on; ip link set wlan0 up"));
     for (int n = Site5G; n <= Enterprise; ++n)
         setLevel(n, -50);
-    run(QStringLiteral("nmcli -t -f UUID,TYPE connection show | awk -F: '$2==\"802-11-wireless\""
-                       "{print $1}' | xargs -r nmcli connection delete"));
-    run(QStringLiteral("nmcli radio wifi on; ip link set wlan0 up"));
     waitUntil(
         [] {
             return run(QStringLiteral("LC_ALL=C nmcli -t -f DEVICE,STATE device"))
                 .contains(QLatin1String("wlan0:disconnected"));
         },
         30000);
+}
+
+bool sees(const QString& ssid)
+{
+    return run(QStringLiteral("LC_ALL=C.UTF-8 nmcli -t -f SSID device wifi list --rescan no"))
+        .split(QLatin1Char('\n'))
+        .contains(ssid);
 }
 
 QString linkedSsid()

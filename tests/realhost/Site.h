@@ -37,9 +37,11 @@ bool waitUntil(const std::function<bool()>& condition, int limitMs);
 
 void setLevel(int accessPoint, int dbm);
 void switchAccessPoint(int accessPoint, bool isOn);
-/// Everything as at boot: all access points up and near, no Wi-Fi profile.
+/// Everything as at boot: all access points up and near, no profile of a card.
 void reset();
 
+/// Whether NetworkManager lists an access point of this network.
+bool sees(const QString& ssid);
 /// SSID, BSSID and level of the link as `iw` has them now; empty and 0 without one.
 QString linkedSsid();
 QString linkedBssid();

@@ -1,20 +1,17 @@
 #include "EchoClient.h"
+#include "HostDaemon.h"
 #include "Site.h"
 
-#include "network/SystemNetwork.h"
-#include "service/HCTcpServer.h"
-
 #include <QProcess>
+#include <QRegularExpression>
 #include <QtTest>
 
 #include <algorithm>
-#include <atomic>
-#include <mutex>
-#include <thread>
 
-using site::Robot;
+using site::HostDaemon;
 
-/// Driving through the site: roaming, loss and recovery, with the times that they take.
+/// Driving through the site, with kyhostd on the robot and kyctl beside it: roaming, loss and
+/// recovery, with the times that they take.
 class tst_RealDrive : public QObject
 {
     Q_OBJECT
@@ -25,6 +22,7 @@ private slots:
 
     void roamsToTheBetterAccessPoint();
     void staysWhileTheLinkIsGood();
+    void staysOnFiveGhzIfToldSo();
     void trafficGoesOnOverARoam();
     void lostLinkIsReportedRepairedAndReportedAgain();
     void supervisionLivesThroughARestartOfNetworkManager();
@@ -33,6 +31,15 @@ private slots:
 namespace {
 
 constexpr int kPeriodMs = 5000;
+const QString kPeriod = QStringLiteral("autoConnectWaitTime=5000");
+const QStringList kRoaming{"isEnabledRoaming=true", kPeriod};
+const QStringList kSupervised{"isEnabledRoaming=true", kPeriod, "DisconnectionMethod=1",
+                              "PingIP=10.77.0.1", "isDisconnectionSendError=true"};
+
+/// NetworkManager lets the supplicant roam by itself below -70 dBm; here the library is to be the
+/// one that moves.
+constexpr int kWeakDbm = -68;
+constexpr int kNearDbm = -50;
 
 int runs()
 {
@@ -41,54 +48,23 @@ int runs()
                : 20;
 }
 
-QString summary(QVector<int> times)
+void report(const char* what, QVector<int> times)
 {
     std::sort(times.begin(), times.end());
-    return QStringLiteral("min %1 ms, median %2 ms, max %3 ms, %4 runs")
-        .arg(times.first())
-        .arg(times.at(times.size() / 2))
-        .arg(times.last())
-        .arg(times.size());
+    qInfo("measured: %s: median %d ms, min %d ms, max %d ms, %d runs", what,
+          times.at(times.size() / 2), times.first(), times.last(), times.size());
 }
 
-void report(const char* what, const QVector<int>& times)
+/// The access point of the network that the link is on, waiting for a link.
+int accessPointInUse()
 {
-    qInfo("measured: %s: %s", what, qPrintable(summary(times)));
-}
-
-/// Watches the link from a thread of its own, since supervision blocks the test's.
-class LinkWatch
-{
-public:
-    LinkWatch()
-        : _thread([this] {
-            while (!_isOver) {
-                const QString now = site::linkedBssid();
-                const std::lock_guard<std::mutex> lock(_mutex);
-                _bssid = now;
-            }
-        })
-    {}
-    ~LinkWatch()
-    {
-        _isOver = true;
-        _thread.join();
-    }
-    QString bssid()
-    {
-        const std::lock_guard<std::mutex> lock(_mutex);
-        return _bssid;
-    }
-
-private:
-    std::atomic<bool> _isOver{false};
-    std::mutex _mutex;
-    QString _bssid;
-    std::thread _thread;
-};
-
-int accessPointOf(const QString& bssid)
-{
+    QString bssid;
+    site::waitUntil(
+        [&] {
+            bssid = site::linkedBssid();
+            return !bssid.isEmpty();
+        },
+        20000);
     return bssid == site::bssid(site::Site5G) ? site::Site5G : site::Site24G;
 }
 
@@ -97,142 +73,148 @@ int otherThan(int accessPoint)
     return accessPoint == site::Site5G ? site::Site24G : site::Site5G;
 }
 
-/// NetworkManager lets the supplicant roam by itself below -70 dBm; here the library is to be the
-/// one that moves.
-constexpr int kWeakDbm = -68;
-constexpr int kNearDbm = -50;
-
-void joinSite(Robot& robot)
+/// The current one falls behind the other one; milliseconds until the link is there, -1 at the
+/// limit.
+int roam(int from, int to, int limitMs = 60000)
 {
-    QVERIFY2(robot->connectWindowWifi("RobotSite", site::kKey, false),
-             qPrintable(robot->getLastError()));
-    QVERIFY(site::canReachRouter());
+    site::setLevel(to, kNearDbm);
+    site::setLevel(from, kWeakDbm);
+    QElapsedTimer time;
+    time.start();
+    if (!site::waitUntil([&] { return site::linkedBssid() == site::bssid(to); }, limitMs))
+        return -1;
+    return int(time.elapsed());
 }
+
+/// How often the library itself asked for another access point.
+int switchesAskedFor(const HostDaemon& daemon)
+{
+    return int(daemon.log().count("[text][Switch AP:"));
+}
+
+#define JOIN_SITE(daemon)                                                                          \
+    QVERIFY2(daemon.isUp(), qPrintable(daemon.log()));                                             \
+    {                                                                                              \
+        const site::CtlAnswer joined =                                                             \
+            daemon.ctl({"wifi", "connect", "RobotSite", "--password", site::kKey});                \
+        QVERIFY2(joined.status == 0, qPrintable(joined.error));                                    \
+        QVERIFY(site::canReachRouter());                                                           \
+    }
+
+#define CTL(daemon, ...)                                                                           \
+    {                                                                                              \
+        const site::CtlAnswer answered = daemon.ctl({__VA_ARGS__});                                \
+        QVERIFY2(answered.status == 0, qPrintable(answered.error));                                \
+    }
 
 } // namespace
 
 void tst_RealDrive::roamsToTheBetterAccessPoint()
 {
-    Robot robot({"isEnabledRoaming=true", "autoConnectWaitTime=5000"});
-    joinSite(robot);
+    HostDaemon daemon(kRoaming);
+    JOIN_SITE(daemon);
+    CTL(daemon, "net", "supervision", "on");
     QVector<int> times;
-    robot->setAutoConnect(true);
 
     for (int run = 0; run < runs(); ++run) {
-        LinkWatch watch;
-        QVERIFY(site::waitUntil([&] { return !watch.bssid().isEmpty(); }, 10000));
-        const int from = accessPointOf(watch.bssid());
-        const int to = otherThan(from);
-        site::setLevel(to, kNearDbm);
-        site::setLevel(from, kWeakDbm);
-        QElapsedTimer time;
-        time.start();
-        QVERIFY2(site::waitUntil([&] { return watch.bssid() == site::bssid(to); }, 60000),
-                 qPrintable(QStringLiteral("run %1, still on %2").arg(run).arg(watch.bssid())));
-        times << int(time.elapsed());
+        const int from = accessPointInUse();
+        const int took = roam(from, otherThan(from));
+        QVERIFY2(took >= 0, qPrintable(QStringLiteral("run %1:\n%2").arg(run).arg(daemon.log())));
+        times << took;
     }
 
-    report("level falls to roamed", times);
+    report("level falls to link on the better access point", times);
+    qInfo("measured: switches that the library asked for: %d in %d roams", switchesAskedFor(daemon),
+          runs());
+    QVERIFY(switchesAskedFor(daemon) > 0);
     QVERIFY(site::canReachRouter());
 }
 
 void tst_RealDrive::staysWhileTheLinkIsGood()
 {
-    Robot robot({"isEnabledRoaming=true", "autoConnectWaitTime=5000"});
-    joinSite(robot);
-    const QString at = site::linkedBssid();
-    site::setLevel(accessPointOf(at), -60);
-    site::setLevel(otherThan(accessPointOf(at)), -30);
-    robot->setAutoConnect(true);
+    HostDaemon daemon(kRoaming);
+    JOIN_SITE(daemon);
+    const int at = accessPointInUse();
+    site::setLevel(at, -60); // over the threshold, if 30 dB worse than the other
+    site::setLevel(otherThan(at), -30);
+    CTL(daemon, "net", "supervision", "on");
 
-    QTest::qWait(3 * kPeriodMs);
+    QTest::qWait(4 * kPeriodMs);
 
-    QCOMPARE(site::linkedBssid(), at);
+    QCOMPARE(site::linkedBssid(), site::bssid(at));
+    QVERIFY2(daemon.log().count("[CurrentAP][" + site::bssid(at) + "|-60]") >= 2,
+             qPrintable(daemon.log()));
+    QCOMPARE(switchesAskedFor(daemon), 0);
 }
 
-namespace {
-
-/// Answers every frame with an empty one of the answer's type.
-class Echo : public QObject
+void tst_RealDrive::staysOnFiveGhzIfToldSo()
 {
-    Q_OBJECT
+    site::setLevel(site::Site24G, -80); // the join takes the one on 5 GHz
+    HostDaemon daemon(kRoaming + QStringList{"isSwitchOnlyTo5G=true"});
+    JOIN_SITE(daemon);
+    QCOMPARE(accessPointInUse(), int(site::Site5G));
+    // Else the supplicant would move by itself: scan results are enough for it.
+    site::run("wpa_cli -i wlan0 bssid 0 " + site::bssid(site::Site5G));
+    site::setLevel(site::Site5G, kWeakDbm);
+    site::setLevel(site::Site24G, -30);
+    CTL(daemon, "net", "supervision", "on");
 
-public:
-    Echo()
-    {
-        server.setRelayObject(this);
-        server.startListen(0);
-    }
-    HCTcpServer server{nullptr};
+    QVERIFY2(site::waitUntil(
+                 [&] { return daemon.log().count("[text][Not Switch AP:CurrentRssi:-68") >= 2; },
+                 40000),
+             qPrintable(daemon.log()));
 
-public slots:
-    void slotRevInterface(QString, qintptr handle, quint16, quint16, QByteArray, QVariant)
-    {
-        server.sendDataToClient(handle, QByteArray::fromHex("5a0100010000000022e007d000000002"));
-    }
-};
-
-} // namespace
+    QCOMPARE(site::linkedBssid(), site::bssid(site::Site5G));
+    QCOMPARE(switchesAskedFor(daemon), 0);
+}
 
 void tst_RealDrive::trafficGoesOnOverARoam()
 {
-    QThread serving; // as in a daemon whose supervision has a thread of its own
-    Echo* echo = nullptr;
-    serving.start();
-    QObject context;
-    context.moveToThread(&serving);
-    QMetaObject::invokeMethod(
-        &context, [&] { echo = new Echo; }, Qt::BlockingQueuedConnection);
-    Robot robot({"isEnabledRoaming=true", "autoConnectWaitTime=5000"});
-    joinSite(robot);
+    HostDaemon daemon(kRoaming);
+    JOIN_SITE(daemon);
     const QString ip = site::addressOf("wlan0").section('/', 0, 0);
-    const int from = accessPointOf(site::linkedBssid());
+    QVector<int> gaps;
 
-    QProcess client;
-    client.start("ip", {"netns", "exec", "ap", QCoreApplication::applicationFilePath(),
-                        "--echo-client", ip, QString::number(echo->server.serverPort()), "40"});
-    QTest::qWait(3000);
-    site::setLevel(otherThan(from), kNearDbm);
-    site::setLevel(from, kWeakDbm);
-    robot->setAutoConnect(true);
-    QVERIFY(site::waitUntil([&] { return client.state() == QProcess::NotRunning; }, 80000));
+    for (int run = 0; run < std::min(runs(), 5); ++run) {
+        CTL(daemon, "net", "supervision", "off");
+        QProcess client;
+        const QStringList words{"netns", "exec", "ap", QCoreApplication::applicationFilePath(),
+                                "--echo-client", ip, "19208", "30"};
+        client.start("ip", words);
+        QVERIFY(client.waitForStarted());
+        CTL(daemon, "net", "supervision", "on");
+        const int from = accessPointInUse();
+        QVERIFY2(roam(from, otherThan(from), 25000) >= 0, qPrintable(daemon.log()));
+        QVERIFY(site::waitUntil([&] { return client.state() == QProcess::NotRunning; }, 80000));
+        gaps << client.readAllStandardOutput().trimmed().toInt();
+        QVERIFY2(gaps.last() > 0, "no answer came");
+    }
 
-    const int gap = client.readAllStandardOutput().trimmed().toInt();
-    QMetaObject::invokeMethod(
-        &context, [&] { delete echo; }, Qt::BlockingQueuedConnection);
-    serving.quit();
-    serving.wait();
-    qInfo("measured: longest gap between answers over a roam: %d ms", gap);
-    QCOMPARE(site::linkedBssid(), site::bssid(otherThan(from)));
-    QVERIFY2(gap > 0, "no answer came");
+    report("longest gap between echo answers over the Wi-Fi with one roam in 30 s", gaps);
 }
 
 void tst_RealDrive::lostLinkIsReportedRepairedAndReportedAgain()
 {
-    Robot robot({"isEnabledRoaming=true", "autoConnectWaitTime=5000", "DisconnectionMethod=1",
-                 "PingIP=10.77.0.1", "isDisconnectionSendError=true"});
-    joinSite(robot);
+    HostDaemon daemon(kSupervised);
+    JOIN_SITE(daemon);
+    site::LinkEvents events;
+    CTL(daemon, "net", "supervision", "on");
+    QVERIFY(events.waitFor("good", 60000) >= 0);
     QVector<int> detected;
     QVector<int> recovered;
-    QSignalSpy frames(&robot.network(), &SystemNetwork::sigWriteTcpClient);
-    const auto last = [&] { return frames.isEmpty() ? 0 : frames.last().at(2).toInt(); };
-    robot->setAutoConnect(true);
-    QVERIFY(site::waitUntil([&] { return last() == 4803; }, 30000));
 
     for (int run = 0; run < runs(); ++run) {
         site::switchAccessPoint(site::Site5G, false);
         site::switchAccessPoint(site::Site24G, false);
-        QElapsedTimer time;
-        time.start();
-        QVERIFY(site::waitUntil([&] { return last() == 4802; }, 90000));
-        detected << int(time.elapsed());
+        detected << events.waitFor("lost", 90000);
+        QVERIFY2(detected.last() >= 0, qPrintable(daemon.log()));
+        QCOMPARE(daemon.ctl({"link", "status"}).json.value("msg").toString(),
+                 QString("The network has been disconnected:10.77.0.1"));
 
         site::switchAccessPoint(site::Site5G, true);
         site::switchAccessPoint(site::Site24G, true);
-        time.restart();
-        QVERIFY2(site::waitUntil([&] { return last() == 4803; }, 180000),
-                 qPrintable(robot->getLastError()));
-        recovered << int(time.elapsed());
+        recovered << events.waitFor("good", 180000);
+        QVERIFY2(recovered.last() >= 0, qPrintable(daemon.log()));
     }
 
     report("access points gone to 4802", detected);
@@ -242,17 +224,19 @@ void tst_RealDrive::lostLinkIsReportedRepairedAndReportedAgain()
 
 void tst_RealDrive::supervisionLivesThroughARestartOfNetworkManager()
 {
-    Robot robot({"isEnabledRoaming=true", "autoConnectWaitTime=5000", "DisconnectionMethod=1",
-                 "PingIP=10.77.0.1", "isDisconnectionSendError=true"});
-    joinSite(robot);
-    QSignalSpy frames(&robot.network(), &SystemNetwork::sigWriteTcpClient);
-    robot->setAutoConnect(true);
+    HostDaemon daemon(kSupervised);
+    JOIN_SITE(daemon);
+    site::LinkEvents events;
+    CTL(daemon, "net", "supervision", "on");
+    QVERIFY(events.waitFor("good", 60000) >= 0);
 
     site::run("systemctl restart NetworkManager");
 
-    QVERIFY(site::waitUntil(
-        [&] { return !frames.isEmpty() && frames.last().at(2).toInt() == 4803; }, 120000));
+    const int took = events.waitFor("good", 120000);
+    QVERIFY2(took >= 0, qPrintable(daemon.log()));
+    qInfo("measured: NetworkManager restarted to the next 4803: %d ms", took);
     QCOMPARE(site::linkedSsid(), QStringLiteral("RobotSite"));
+    QVERIFY(site::canReachRouter());
 }
 
 int main(int argc, char** argv)
