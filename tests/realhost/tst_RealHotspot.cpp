@@ -23,10 +23,11 @@ private slots:
 void tst_RealHotspot::firstStartFailsWithoutAProfileToDelete()
 {
     Robot robot;
+    robot->setLastError("of an earlier call");
 
     QVERIFY(!robot->startHotspot({{"ssid", "RobotSpot"}, {"passwd", "hotspot-key"}}));
 
-    QCOMPARE(robot->getLastError(), QString());
+    QCOMPARE(robot->getLastError(), QString("of an earlier call"));
 }
 
 void tst_RealHotspot::startsIsJoinedAndStops()
