@@ -78,8 +78,8 @@ QString HostDaemon::log() const
 
 LinkEvents::LinkEvents()
 {
-    _watch.start(QStringLiteral("kyctl"), {QStringLiteral("--json"), QStringLiteral("watch"),
-                                           QStringLiteral("event_link")});
+    _watch.start(QStringLiteral("kyctl"),
+                 {QStringLiteral("--json"), QStringLiteral("watch"), QStringLiteral("event_link")});
     _watch.waitForStarted();
 }
 

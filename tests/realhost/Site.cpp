@@ -67,8 +67,8 @@ void setLevel(int accessPoint, int dbm)
     QFile radios(QStringLiteral("/run/ky-radios"));
     radios.open(QIODevice::ReadOnly);
     const QByteArray phy = radios.readAll().split('\n').value(accessPoint - 1);
-    QFile level(
-        QStringLiteral("/sys/kernel/debug/ieee80211/%1/hwsim/rx_rssi").arg(QString::fromLatin1(phy)));
+    QFile level(QStringLiteral("/sys/kernel/debug/ieee80211/%1/hwsim/rx_rssi")
+                    .arg(QString::fromLatin1(phy)));
     // The kernel takes a negative value in its unsigned form only.
     const QByteArray text = QByteArray::number(quint64(qint64(dbm)));
     if (!level.open(QIODevice::WriteOnly) || level.write(text) != text.size())

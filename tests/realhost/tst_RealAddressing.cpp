@@ -65,8 +65,7 @@ QVariantMap expectedReport(const QString& card, const QString& ip, const QString
     report["ip"] = ip;
     report["mask"] = "255.255.255.0";
     report["gateway"] = gateway;
-    report["Mac"] =
-        site::run("cat /sys/class/net/" + card + "/address").trimmed().toUpper();
+    report["Mac"] = site::run("cat /sys/class/net/" + card + "/address").trimmed().toUpper();
     return report;
 }
 
@@ -250,16 +249,16 @@ void tst_RealAddressing::interfacesAreThoseOfTheKernel()
 
     for (const QVariant& entry : robot->getAllInterfaces()) {
         const QVariantMap card = entry.toMap();
-        seen[card.value("name").toString()] =
-            card.value("index").toString() + ' ' +
-            card.value("maximumTransmissionUnit").toString() + ' ' +
-            card.value("hardwareAddress").toString().toLower();
+        seen[card.value("name").toString()] = card.value("index").toString() + ' ' +
+                                              card.value("maximumTransmissionUnit").toString() +
+                                              ' ' +
+                                              card.value("hardwareAddress").toString().toLower();
     }
 
     QMap<QString, QString> expected;
     for (const QString& name : site::run("ls /sys/class/net").simplified().split(' '))
-        expected[name] = site::run("cd /sys/class/net/" + name + "; cat ifindex mtu address")
-                             .simplified();
+        expected[name] =
+            site::run("cd /sys/class/net/" + name + "; cat ifindex mtu address").simplified();
     // The kernel has no address for a CAN interface, and tells none.
     for (const char* can : {"can0", "can1"})
         seen[can] = seen.value(can).trimmed();

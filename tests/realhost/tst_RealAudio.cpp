@@ -37,11 +37,12 @@ void addVolumeControls()
     QString state = "state.PCH {\n";
     int number = 101;
     for (const char* name : {"Headphone", "PCM", "Playback"})
-        state += QStringLiteral("control.%1 { iface MIXER\n name '%2 Playback Volume'\n value.0 50\n"
-                                " value.1 50\n comment { access 'read write user'\n type INTEGER\n"
-                                " count 2\n range '0 - 100' } }\n")
-                     .arg(number++)
-                     .arg(QLatin1String(name));
+        state +=
+            QStringLiteral("control.%1 { iface MIXER\n name '%2 Playback Volume'\n value.0 50\n"
+                           " value.1 50\n comment { access 'read write user'\n type INTEGER\n"
+                           " count 2\n range '0 - 100' } }\n")
+                .arg(number++)
+                .arg(QLatin1String(name));
     QFile file("/run/ky-mixer.state");
     QVERIFY(file.open(QIODevice::WriteOnly));
     file.write((state + "}\n").toUtf8());
@@ -61,10 +62,10 @@ void tst_RealAudio::initTestCase()
 {
     REQUIRE_SITE();
     site::run("modprobe -r snd-dummy; modprobe -r snd-hda-intel; modprobe snd-hda-intel");
-    QVERIFY(site::waitUntil(
-        [] { return site::run("cat /proc/asound/cards").contains("[PCH "); }, 20000));
-    QVERIFY(site::waitUntil([] { return site::run("amixer scontrols").contains("Master"); },
+    QVERIFY(site::waitUntil([] { return site::run("cat /proc/asound/cards").contains("[PCH "); },
                             20000));
+    QVERIFY(
+        site::waitUntil([] { return site::run("amixer scontrols").contains("Master"); }, 20000));
 }
 
 void tst_RealAudio::cardsAreThoseOfTheKernel()
@@ -113,9 +114,8 @@ void tst_RealAudio::readsWhatTheMixerShows()
 {
     QFETCH(int, percent);
     addVolumeControls();
-    site::run(QStringLiteral("amixer set Headphone %1%; amixer set Playback %2%")
-                  .arg(percent)
-                  .arg(33));
+    site::run(
+        QStringLiteral("amixer set Headphone %1%; amixer set Playback %2%").arg(percent).arg(33));
     QCOMPARE(mixerPercent("Headphone"), percent);
     SystemAudio audio;
 

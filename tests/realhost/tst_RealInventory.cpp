@@ -125,9 +125,9 @@ void tst_RealInventory::networkCardsAreThoseOfTheKernel()
 {
     QStringList expected;
     for (const QString& name : lines("ls /sys/class/net | grep -E '^(en|eth|wl)'"))
-        expected << name + ' ' +
-                        site::run(QStringLiteral("cat /sys/class/net/%1/address").arg(name))
-                            .trimmed();
+        expected
+            << name + ' ' +
+                   site::run(QStringLiteral("cat /sys/class/net/%1/address").arg(name)).trimmed();
 
     QStringList seen;
     for (const QVariant& card : report().value("network_card").toList())

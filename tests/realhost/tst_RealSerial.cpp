@@ -70,8 +70,10 @@ void tst_RealSerial::pairs()
 {
     QTest::addColumn<QString>("port");
     QTest::addColumn<QString>("peer");
-    QTest::newRow("UART") << "ttyS1" << "ttyS2";
-    QTest::newRow("pseudo terminal") << "/dev/ttyKY0" << "ttyKY1";
+    QTest::newRow("UART") << "ttyS1"
+                          << "ttyS2";
+    QTest::newRow("pseudo terminal") << "/dev/ttyKY0"
+                                     << "ttyKY1";
 }
 
 void tst_RealSerial::initTestCase()
