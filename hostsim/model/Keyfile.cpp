@@ -201,7 +201,7 @@ std::string Keyfile::ssid() const
     std::string result = text("wifi", "ssid");
     if (isByteList(result))
         return fromByteList(result);
-    for (size_t at; (at = result.find("\\;")) != std::string::npos;)
+    for (size_t at = 0; (at = result.find("\\;", at)) != std::string::npos; ++at)
         result.erase(at, 1);
     return result;
 }

@@ -63,6 +63,8 @@ void tst_simulated_keyfile::ssidIsReadInEachForm_data()
     QTest::newRow("text") << QByteArray("Net") << QByteArray("Net");
     QTest::newRow("bytes") << QByteArray("78;101;116;") << QByteArray("Net");
     QTest::newRow("semicolon") << QByteArray("a\\\\;b") << QByteArray("a;b");
+    QTest::newRow("backslash before a semicolon")
+        << QByteArray("a\\\\\\\\;b") << QByteArray("a\\;b");
     QTest::newRow("blank behind") << QByteArray("Net ") << QByteArray("Net ");
 }
 
@@ -81,6 +83,7 @@ void tst_simulated_keyfile::writtenTextIsReadBack_data()
 
     QTest::newRow("blanks around") << QByteArray("  a  ");
     QTest::newRow("semicolons and a backslash") << QByteArray("a;b\\c\\");
+    QTest::newRow("backslash before a semicolon") << QByteArray("a\\;b\\\\;;");
     QTest::newRow("looks like bytes") << QByteArray("82;111;");
     QTest::newRow("Chinese") << QByteArray("机器人");
     QTest::newRow("looks like an escape") << QByteArray("a\\sb\\nc");

@@ -142,6 +142,9 @@ void tst_KeyFile::readsSsid_data()
     QTest::newRow("number alone") << QByteArray("ssid=230") << QByteArray("230");
     QTest::newRow("semicolons alone") << QByteArray("ssid=;;") << QByteArray(";;");
     QTest::newRow("semicolon in text") << QByteArray("ssid=a\\\\;b") << QByteArray("a;b");
+    QTest::newRow("backslash before a semicolon")
+        << QByteArray("ssid=a\\\\\\\\;b") << QByteArray("a\\;b");
+    QTest::newRow("semicolons in a row") << QByteArray("ssid=\\\\;\\\\;") << QByteArray(";;");
     QTest::newRow("backslash in text") << QByteArray("ssid=a\\\\b") << QByteArray("a\\b");
     QTest::newRow("empty") << QByteArray("ssid=") << QByteArray();
     QTest::newRow("absent") << QByteArray("mode=ap") << QByteArray();
