@@ -1,3 +1,4 @@
+#include "CaptureRows.h"
 #include "NetworkFixture.h"
 #include "network/CardAddresses.h"
 #include "network/IfconfigOutput.h"
@@ -6,8 +7,6 @@
 #include "network/NmcliOutput.h"
 #include "network/RouteTable.h"
 
-#include <QDir>
-#include <QFile>
 #include <QRegularExpression>
 #include <QTest>
 
@@ -21,28 +20,13 @@ QString captured(const char* name)
     return NetworkFixture::capture(QLatin1String(name));
 }
 
-QNetworkAddressEntry entry(const char* ip)
+/// "10.0.0.7/24".
+QNetworkAddressEntry entry(const QString& text)
 {
     QNetworkAddressEntry entry;
-    entry.setIp(QHostAddress(QLatin1String(ip)));
-    entry.setNetmask(QHostAddress(QStringLiteral("255.255.255.0")));
+    entry.setIp(QHostAddress(text.section(QLatin1Char('/'), 0, 0)));
+    entry.setPrefixLength(text.section(QLatin1Char('/'), 1).toInt());
     return entry;
-}
-
-/// A row for each captured output of the folder that the pattern names.
-void rowsOf(const char* folder, const char* pattern)
-{
-    QTest::addColumn<QByteArray>("bytes");
-    const QDir captures(QStringLiteral(KY_TEST_DATA "/") + QLatin1String(folder));
-    const QStringList names = captures.entryList({QLatin1String(pattern)}, QDir::Files);
-    if (names.size() < 10)
-        qFatal("captures of %s %s are missing", folder, pattern);
-    for (const QString& name : names) {
-        QFile file(captures.filePath(name));
-        if (!file.open(QIODevice::ReadOnly))
-            qFatal("cannot read %s", qUtf8Printable(name));
-        QTest::newRow(qPrintable(name)) << file.readAll();
-    }
 }
 
 /// All but the last of the entries: a cut may leave a part of that one.
@@ -73,11 +57,11 @@ private slots:
     void readsIfconfig();
     void ifconfigOfAnUnknownCardIsNothing();
     void ifconfigIsReadFromAnyText();
-    void everyIfconfigIsRead_data() { rowsOf("ifconfig", "*.out"); }
+    void everyIfconfigIsRead_data() { captureRows("ifconfig", "*.out", 10); }
     void everyIfconfigIsRead();
-    void everyDeviceShowIsRead_data() { rowsOf("nmcli", "device-show*.out"); }
+    void everyDeviceShowIsRead_data() { captureRows("nmcli", "device-show*.out", 10); }
     void everyDeviceShowIsRead();
-    void everyConnectionShowIsRead_data() { rowsOf("nmcli", "connection-show*.out"); }
+    void everyConnectionShowIsRead_data() { captureRows("nmcli", "connection-show*.out", 10); }
     void everyConnectionShowIsRead();
     void readsDeviceShow_data();
     void readsDeviceShow();
@@ -433,19 +417,22 @@ void tst_CardFacts::firstAddressCountsButTheInternalYields_data()
 {
     QTest::addColumn<QStringList>("addresses");
     QTest::addColumn<QString>("ip");
+    QTest::addColumn<QString>("mask");
 
-    const auto row = [](const char* name, const QStringList& addresses, const char* ip) {
-        QTest::newRow(name) << addresses << ip;
-    };
-    row("one", {"10.0.0.7"}, "10.0.0.7");
-    row("two", {"10.0.0.7", "10.0.0.8"}, "10.0.0.7");
-    row("internal first", {"192.168.192.5", "10.0.0.7"}, "10.0.0.7");
-    row("internal last", {"10.0.0.7", "192.168.192.5"}, "10.0.0.7");
-    row("internal alone", {"192.168.192.5"}, "192.168.192.5");
-    row("internal between", {"192.168.192.5", "10.0.0.7", "10.0.0.8"}, "10.0.0.7");
-    row("IPv6 is skipped", {"fe80::1", "10.0.0.7"}, "10.0.0.7");
-    row("IPv6 alone", {"fe80::1"}, "");
-    row("none", {}, "");
+    const auto row = [](const char* name, const QStringList& addresses, const char* ip,
+                        const char* mask) { QTest::newRow(name) << addresses << ip << mask; };
+    const char* const a = "10.0.0.7/8";
+    const char* const b = "10.0.0.8/16";
+    const char* const internal = "192.168.192.5/24";
+    row("one", {a}, "10.0.0.7", "255.0.0.0");
+    row("two", {a, b}, "10.0.0.7", "255.0.0.0");
+    row("internal first", {internal, a}, "10.0.0.7", "255.0.0.0");
+    row("internal last", {a, internal}, "10.0.0.7", "255.0.0.0");
+    row("internal alone", {internal}, "192.168.192.5", "255.255.255.0");
+    row("internal between", {internal, b, a}, "10.0.0.8", "255.255.0.0");
+    row("IPv6 is skipped", {"fe80::1/64", a}, "10.0.0.7", "255.0.0.0");
+    row("IPv6 alone", {"fe80::1/64"}, "", "");
+    row("none", {}, "", "");
 }
 
 void tst_CardFacts::firstAddressCountsButTheInternalYields()
@@ -454,14 +441,13 @@ void tst_CardFacts::firstAddressCountsButTheInternalYields()
     QFETCH(QString, ip);
     QList<QNetworkAddressEntry> entries;
     for (const QString& address : addresses)
-        entries << entry(qPrintable(address));
+        entries << entry(address);
 
     const QVariantMap card = ky::chooseAddress(entries);
 
     QCOMPARE(card.value(QStringLiteral("ip")).toString(), ip);
     QCOMPARE(card.contains(QStringLiteral("ip")), !ip.isEmpty());
-    QCOMPARE(card.value(QStringLiteral("mask")).toString(),
-             ip.isEmpty() ? QString() : QStringLiteral("255.255.255.0"));
+    QTEST(card.value(QStringLiteral("mask")).toString(), "mask");
 }
 
 void tst_CardFacts::kernelKnowsTheLoopback()

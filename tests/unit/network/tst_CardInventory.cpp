@@ -7,11 +7,13 @@
 #include <QTest>
 
 #include <arpa/inet.h>
+#include <cerrno>
 #include <cstdio>
 #include <memory>
 #include <net/if.h>
 #include <sched.h>
 #include <sys/ioctl.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -47,34 +49,36 @@ bool setLoopback(const char* address)
     return isSet;
 }
 
-/// Takes what this program prints while it lives.
-class StandardOutput
+/// Takes what this program prints on one of its channels while it lives.
+class TakenOutput
 {
 public:
-    StandardOutput()
+    explicit TakenOutput(std::FILE* channel)
+        : _channel(channel)
     {
-        std::fflush(stdout);
-        _before = dup(STDOUT_FILENO);
-        if (!_file.open() || dup2(_file.handle(), STDOUT_FILENO) < 0)
-            qFatal("standard output cannot be taken");
+        std::fflush(_channel);
+        _before = dup(fileno(_channel));
+        if (!_file.open() || dup2(_file.handle(), fileno(_channel)) < 0)
+            qFatal("the output cannot be taken");
     }
-    ~StandardOutput()
+    ~TakenOutput()
     {
-        std::fflush(stdout);
-        dup2(_before, STDOUT_FILENO);
+        std::fflush(_channel);
+        dup2(_before, fileno(_channel));
         close(_before);
     }
-    StandardOutput(const StandardOutput&) = delete;
-    StandardOutput& operator=(const StandardOutput&) = delete;
+    TakenOutput(const TakenOutput&) = delete;
+    TakenOutput& operator=(const TakenOutput&) = delete;
 
     QByteArray text() const
     {
-        std::fflush(stdout);
+        std::fflush(_channel);
         QFile file(_file.fileName());
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     }
 
 private:
+    std::FILE* _channel;
     QTemporaryFile _file;
     int _before = -1;
 };
@@ -115,6 +119,10 @@ private slots:
     void profileOfAnotherUuidLeavesDhcpAlone();
     void unreadableRowsAreLogged();
     void outputWithoutLineFeedIsLogged();
+    void cardWithoutAnAddressHasEmptyTexts_data();
+    void cardWithoutAnAddressHasEmptyTexts();
+    void fixedAddressInAProfileOnDhcpIsDhcp();
+    void cardWithoutAKeyfileHasNoDhcp();
     void failedCommandsLeaveKeysOut();
     void wiredCardOfTheSettingsIsStored();
     void statusOfTheWiredCardNeedsItsName_data();
@@ -129,6 +137,7 @@ private slots:
     void storedMacIsThereWithoutTheCard();
     void examinedCardIsPrintedAndLogged();
     void unknownNameEndsThere();
+    void noSocketIsTold();
     void gatewayIsReadFromTheRoutes();
     void gatewayFitsTheBuffer();
     void fullBufferIsReadToItsSize();
@@ -191,6 +200,14 @@ void tst_CardInventory::interfacesAreListedUnfiltered()
                           QStringLiteral("type")}));
     QCOMPARE(first.value(QStringLiteral("name")).toString(), QStringLiteral("lo"));
     QCOMPARE(first.value(QStringLiteral("type")), QVariant(1));
+    QCOMPARE(first.value(QStringLiteral("index")), QVariant(1));
+    QCOMPARE(first.value(QStringLiteral("maximumTransmissionUnit")), QVariant(65536));
+    QCOMPARE(first.value(QStringLiteral("humanReadableName")), QVariant(QStringLiteral("lo")));
+    QCOMPARE(first.value(QStringLiteral("hardwareAddress")),
+             QVariant(QStringLiteral("00:00:00:00:00:00")));
+    const QVariant flags(int(QNetworkInterface::interfaceFromName(QStringLiteral("lo")).flags()));
+    QCOMPARE(first.value(QStringLiteral("flags")), flags);
+    QVERIFY(flags.toInt() & QNetworkInterface::IsLoopBack);
 }
 
 void tst_CardInventory::cardsAreKnownByTheirHardwareAddress()
@@ -415,6 +432,67 @@ void tst_CardInventory::outputWithoutLineFeedIsLogged()
                  "[warning][insertDeviceShow]Not found line feed: sh: nmcli: not found")});
 }
 
+void tst_CardInventory::cardWithoutAnAddressHasEmptyTexts_data()
+{
+    QTest::addColumn<QString>("capture");
+    QTest::addColumn<QString>("card");
+
+    QTest::newRow("ether in the second line") << "ifconfig/wifi-disconnected.c.out"
+                                              << "wlan0";
+    QTest::newRow("no network at all") << "ifconfig/all-connected.c.out"
+                                       << "can0";
+}
+
+// The keys are there: "no address" differs from "not asked".
+void tst_CardInventory::cardWithoutAnAddressHasEmptyTexts()
+{
+    QFETCH(QString, capture);
+    QFETCH(QString, card);
+    _fixture->host().answer(kIfconfig, captured(qPrintable(capture)));
+    QVariantMap info;
+
+    QVERIFY(_network->getNetInfo(card, info));
+
+    const QVariantMap expected{{QStringLiteral("ip"), QString()},
+                               {QStringLiteral("mask"), QString()},
+                               {QStringLiteral("name"), card}};
+    QCOMPARE(info, expected);
+    QCOMPARE(info.value(QStringLiteral("ip")).type(), QVariant::String);
+}
+
+// "method=auto" decides: the address that the profile had before stays in its file.
+void tst_CardInventory::fixedAddressInAProfileOnDhcpIsDhcp()
+{
+    const QByteArray profile = captured("keyfile/wifi-static-then-dhcp.c.out").toUtf8();
+    QVERIFY(profile.contains("\naddress1=10.77.0.50/24,10.77.0.1\nmethod=auto\n"));
+    _fixture->writeProfile(QStringLiteral("RobotNet.nmconnection"), profile);
+    _fixture->host().answer(
+        kActive, QStringLiteral("RobotNet  c094ddfb-d766-45a3-b11c-6e0e501c6ada  wifi  wlan0 \n"));
+    QVariantMap info;
+
+    QVERIFY(_network->getNetInfo(QStringLiteral("wlan0"), info));
+
+    QCOMPARE(info.value(QStringLiteral("dhcp")), QVariant(true));
+}
+
+// A connection that netplan made is active, but its keyfile is none of those under /etc.
+void tst_CardInventory::cardWithoutAKeyfileHasNoDhcp()
+{
+    answerConnected();
+    _fixture->host().answer(kCards, QStringLiteral("wlan0\n"));
+    QVERIFY(QFile::remove(_fixture->profileFolder() + QStringLiteral("/RobotNet.nmconnection")));
+    QVariantMap wifi;
+    QVariantMap info;
+    QVariantMap wired;
+
+    QVERIFY(_network->getWifiCardInfo(wifi));
+    QVERIFY(_network->getNetworkCardInfo(QStringLiteral("wlan0"), info));
+    QVERIFY(_network->getNetInfo(QStringLiteral("wlan0"), wired));
+
+    QVERIFY(!wifi.contains(QStringLiteral("dhcp")) && !wired.contains(QStringLiteral("dhcp")));
+    QCOMPARE(info.value(QStringLiteral("dhcp")), QVariant(QStringLiteral("Not Found")));
+}
+
 void tst_CardInventory::failedCommandsLeaveKeysOut()
 {
     _fixture->host().answerOthers({QStringLiteral("failed"), false});
@@ -571,7 +649,7 @@ void tst_CardInventory::examinedCardIsPrintedAndLogged()
     const LogCapture log;
     QByteArray printed;
     {
-        const StandardOutput output;
+        const TakenOutput output(stdout);
         _network->dispLocalWiredNetInfo("lo", info);
         printed = output.text();
     }
@@ -594,6 +672,25 @@ void tst_CardInventory::unknownNameEndsThere()
     QVERIFY(info.isEmpty());
     QCOMPARE(_network->_wiredCardName, QStringLiteral("nosuch0"));
     QCOMPARE(openDescriptors(), before + 1); // the socket of this path stays open
+}
+
+void tst_CardInventory::noSocketIsTold()
+{
+    const TakenOutput errors(stderr);
+    rlimit before = {};
+    QCOMPARE(getrlimit(RLIMIT_NOFILE, &before), 0);
+    const rlimit none{0, before.rlim_max};
+    QVariantMap info;
+    const int descriptors = openDescriptors();
+
+    QCOMPARE(setrlimit(RLIMIT_NOFILE, &none), 0);
+    _network->dispLocalWiredNetInfo("lo", info);
+    QCOMPARE(setrlimit(RLIMIT_NOFILE, &before), 0);
+
+    QVERIFY(info.isEmpty());
+    QCOMPARE(errors.text(), QByteArray("Create socket failed!errno=") + QByteArray::number(EMFILE));
+    QCOMPARE(_network->_wiredCardName, QString());
+    QCOMPARE(openDescriptors(), descriptors);
 }
 
 void tst_CardInventory::gatewayIsReadFromTheRoutes()
