@@ -42,6 +42,7 @@ private slots:
     void membersHaveTheirDefaults();
     void unknownBoardReadsNothing();
     void boardMinusOneTakesNamesFromTheInterfaceTable();
+    void knownBoardReadsItsSettings_data();
     void knownBoardReadsItsSettings();
     void missingCardNamesHaveDefaults();
     void interfaceTableIsLogged();
@@ -120,13 +121,22 @@ void tst_NetworkSettings::boardMinusOneTakesNamesFromTheInterfaceTable()
     QCOMPARE(network._wirelessCardName, lastWireless);
 }
 
+void tst_NetworkSettings::knownBoardReadsItsSettings_data()
+{
+    QTest::addColumn<int>("board");
+
+    QTest::newRow("the least that is known") << 0;
+    QTest::newRow("some other") << kSomeBoard;
+}
+
 void tst_NetworkSettings::knownBoardReadsItsSettings()
 {
+    QFETCH(int, board);
     _fixture->set(settings::kWirelessCardName, QStringLiteral("wlan7"));
     _fixture->set(settings::kWirelessCardBanned, true);
     _fixture->set(settings::kWiredCardName, QStringLiteral("eth7"));
     _fixture->set(settings::kHmiIp, QStringLiteral("10.0.0.9"));
-    PublicClass::init()->hardwareType = kSomeBoard;
+    PublicClass::init()->hardwareType = board;
 
     const OpenNetwork network(nullptr);
 
@@ -134,6 +144,7 @@ void tst_NetworkSettings::knownBoardReadsItsSettings()
     QVERIFY(network._isDisableWirelessNetworkCard);
     QCOMPARE(network._aLXB10NetworkCardName, QStringLiteral("eth7"));
     QCOMPARE(network._hmiIp, QStringLiteral("10.0.0.9"));
+    QVERIFY(!_fixture->host().lines().isEmpty()); // the host is prepared, too
 }
 
 void tst_NetworkSettings::missingCardNamesHaveDefaults()

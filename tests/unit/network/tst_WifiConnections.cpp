@@ -61,6 +61,34 @@ QVariantMap nameAlone(const char* name)
     return {{QStringLiteral("fileName"), QString::fromUtf8(name)}};
 }
 
+/// No keyfile can be removed while it lives. The modes of folders do not bind root, so root is
+/// somebody else meanwhile.
+class LockedProfiles
+{
+public:
+    explicit LockedProfiles(const NetworkFixture& fixture)
+        : _folder(QFile::encodeName(fixture.profileFolder()))
+        , _isRoot(geteuid() == 0)
+    {
+        const QByteArray home = QFile::encodeName(fixture.path(QString()));
+        if (chmod(home.constData(), 0755) != 0 || chmod(_folder.constData(), 0555) != 0 ||
+            (_isRoot && seteuid(65534) != 0))
+            qFatal("the profiles cannot be locked");
+    }
+    ~LockedProfiles()
+    {
+        if (_isRoot && seteuid(0) != 0)
+            qFatal("this program cannot be root again");
+        chmod(_folder.constData(), 0755);
+    }
+    LockedProfiles(const LockedProfiles&) = delete;
+    LockedProfiles& operator=(const LockedProfiles&) = delete;
+
+private:
+    QByteArray _folder;
+    bool _isRoot;
+};
+
 } // namespace
 
 class tst_WifiConnections : public QObject
@@ -118,6 +146,8 @@ private slots:
     void hotspotIsRemovedWithTheWifiProfiles();
     void profilesOfACardAreRemovedAndReloaded();
     void nothingRemovedIsNothingToReload();
+    void eachListedProfileIsRemovedWhateverBecomesOfTheOthers();
+    void profileThatCannotGoIsNoReasonToReload();
     void goneProfilesRunNoDelete();
     void oneHitWithoutLineFeedIsNone();
     void failedListEndsTheRemoval();
@@ -451,6 +481,12 @@ void tst_WifiConnections::deviceConnects_data()
     QTest::newRow("unknown, Chinese")
         << captured("nmcli/device-connect-unknown.zh.err") << false << false;
     QTest::newRow("no words") << "done" << true << false;
+    QTest::newRow("wired, profile made on the way")
+        << captured("nmcli/device-connect-no-profile-wired.c.out") << true << true;
+    QTest::newRow("wireless without a profile")
+        << captured("nmcli/device-connect-no-profile-wifi.c.err") << false << false;
+    QTest::newRow("wireless without a profile, Chinese")
+        << captured("nmcli/device-connect-no-profile-wifi.zh.err") << false << false;
 }
 
 void tst_WifiConnections::deviceConnects()
@@ -708,6 +744,33 @@ void tst_WifiConnections::nothingRemovedIsNothingToReload()
     QVERIFY(_network->getLastError().isEmpty());
 }
 
+// "delete" ends with status 10 for a profile that is gone; the next one is removed all the same.
+void tst_WifiConnections::eachListedProfileIsRemovedWhateverBecomesOfTheOthers()
+{
+    const QString first = QStringLiteral("nmcli connection delete ") + QString(36, u'a');
+    const QString second = QStringLiteral("nmcli connection delete ") + QString(36, u'b');
+    _fixture->host().answer(kListWifi, QStringLiteral("r  %1  wifi  wlan0 \ns  %2  wifi  -- \n")
+                                           .arg(QString(36, u'a'), QString(36, u'b')));
+    _fixture->host().fail(first, captured("nmcli/hotspot-delete-absent.c.err"));
+    _network->setLastError(QStringLiteral("before"));
+
+    _network->deleteByConnectionType(QStringLiteral("wifi"));
+
+    QCOMPARE(lines(), (QStringList{kListWifi, first, second, QStringLiteral("sleep 1")}));
+    QCOMPARE(_network->getLastError(), QStringLiteral("before"));
+}
+
+void tst_WifiConnections::profileThatCannotGoIsNoReasonToReload()
+{
+    _fixture->writeProfile(QStringLiteral("w"), kWired);
+    const LockedProfiles locked(*_fixture);
+
+    _network->deleteConnections(QStringLiteral("eth1"));
+
+    QCOMPARE(lines(), QStringList{kListEth1});
+    QCOMPARE(_fixture->profiles(), QStringList{QStringLiteral("w")});
+}
+
 void tst_WifiConnections::goneProfilesRunNoDelete()
 {
     _fixture->writeProfile(QStringLiteral("r"), kWifi);
@@ -884,21 +947,13 @@ void tst_WifiConnections::disablingIsLogged()
 void tst_WifiConnections::profileThatStaysIsWarnedOf()
 {
     _fixture->writeProfile(QStringLiteral("w"), "[connection]\ntype=wifi\n");
-    const QString folder = _fixture->profileFolder();
-    chmod(QFile::encodeName(_fixture->path(QString())).constData(), 0755);
-    QCOMPARE(chmod(QFile::encodeName(folder).constData(), 0555), 0);
+    const LockedProfiles locked(*_fixture);
     const LogCapture log;
-    const bool isRoot = geteuid() == 0;
-    if (isRoot)
-        QCOMPARE(seteuid(65534), 0); // the modes of folders bind others only
 
     _network->deleteByConnectionType(QStringLiteral("wifi"));
 
-    if (isRoot)
-        QCOMPARE(seteuid(0), 0);
-    chmod(QFile::encodeName(folder).constData(), 0755);
-    QVERIFY(log.holds(QStringLiteral("[warning][removeProfiles]Failed to deleted file: ") + folder +
-                      QStringLiteral("/w")));
+    QVERIFY(log.holds(QStringLiteral("[warning][removeProfiles]Failed to deleted file: ") +
+                      _fixture->profileFolder() + QStringLiteral("/w")));
     QCOMPARE(_fixture->profiles(), QStringList{QStringLiteral("w")});
 }
 
