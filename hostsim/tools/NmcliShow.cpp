@@ -4,11 +4,20 @@
 #include "tools/Nmcli.h"
 
 #include <algorithm>
+#include <cctype>
 #include <tuple>
 
 namespace hostsim::nm {
 
 namespace {
+
+// NetworkManager writes hardware addresses so, whatever the kernel does.
+std::string upperCase(std::string text)
+{
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](unsigned char c) { return char(std::toupper(c)); });
+    return text;
+}
 
 constexpr int kUnmanaged = 10;
 constexpr int kUnavailable = 20;
@@ -202,7 +211,8 @@ std::string showText(const Call& call, Host& host, const Card& card)
     const bool hasMac = !card.mac.empty() && !card.isCan();
     std::string text = line("GENERAL.DEVICE", card.name);
     text += line("GENERAL.TYPE", typeText(card));
-    text += line("GENERAL.HWADDR", hasMac ? card.mac : call.pick("(unknown)", "（未知）"));
+    text +=
+        line("GENERAL.HWADDR", hasMac ? upperCase(card.mac) : call.pick("(unknown)", "（未知）"));
     text += line("GENERAL.MTU", std::to_string(card.mtu));
     text += line("GENERAL.STATE", stateNumber(call, card));
     text += line("GENERAL.CONNECTION", profile ? idOf(*profile) : "");

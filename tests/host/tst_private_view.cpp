@@ -91,7 +91,7 @@ void tst_PrivateView::interfacesAreTheScenes()
     QCOMPARE(interfaceNamed("wlan0").type(), QNetworkInterface::Wifi);
     QCOMPARE(interfaceNamed("eth0").type(), QNetworkInterface::Ethernet);
     QCOMPARE(interfaceNamed("can0").type(), QNetworkInterface::CanBus);
-    QCOMPARE(interfaceNamed("eth1").hardwareAddress(), QString("52:54:00:00:00:11"));
+    QCOMPARE(interfaceNamed("eth1").hardwareAddress(), QString("52:54:00:AB:CD:11"));
     QCOMPARE(interfaceNamed("can0").hardwareAddress(), QString());
     QVERIFY(interfaceNamed("eth0").flags() & QNetworkInterface::IsRunning);
     QVERIFY(!(interfaceNamed("wlan0").flags() & QNetworkInterface::IsRunning));

@@ -246,7 +246,7 @@ void tst_WifiDaemon::cardsByTheirPart_data()
                            << "eth0";
     QTest::newRow("internal") << "--internal"
                               << "Mac"
-                              << "52:54:00:00:00:11";
+                              << "52:54:00:AB:CD:11";
 }
 
 void tst_WifiDaemon::cardsByTheirPart()

@@ -41,6 +41,13 @@ QVariantMap certificate(const char* name)
             {QStringLiteral("base64"), QStringLiteral("LS0tLS1CRUdJTg==")}};
 }
 
+class OpenNetwork : public SystemNetwork
+{
+public:
+    using SystemNetwork::_networkCardNames;
+    using SystemNetwork::_networkCards;
+};
+
 bool isChinese()
 {
     return qgetenv("LANG").startsWith("zh");
@@ -61,11 +68,14 @@ private slots:
 
     void joinsAProtectedNetwork();
     void wrongPasswordIsToldInTheToolsWords();
+    void profileOfAFailedAttemptGoesWithTheNextOne_data();
+    void profileOfAFailedAttemptGoesWithTheNextOne();
     void joinsAgainWithOneProfile();
     void joinsAChineseName();
     void joinsAnOpenNetworkByTheShortForm();
     void unknownNetworkIsToldInTheToolsWords();
     void hiddenNetworkIsNotFoundByItsName();
+    void hiddenNetworkIsJoinedAfterAScanForItsName();
     void joinsAHiddenNetworkWithAFixedAddress();
     void joinsByIdentityAndPassword();
     void joinsByCertificate();
@@ -73,6 +83,12 @@ private slots:
     void cardOfNetworkManagerIsConnected();
     void unknownDeviceIsToldInTheToolsWords();
     void profilesOfACardAreForgotten();
+    void profileIsGoneFromTheToolsTableToo();
+    void profileOfNetplanHasNoKeyfile();
+    void emptyUuidBringsUpAnyProfileOfTheCard();
+    void cardIsNotMadeOfNothingForWifi();
+    void networkOutOfReachEndsAtTheLimit();
+    void interfaceWithoutHardwareAddressIsNoCard();
     void stoppedToolIsEndedAtItsLimit();
     void missingToolIsTold();
     void noisyToolIsNoSuccess();
@@ -149,6 +165,27 @@ void tst_WifiOnHost::wrongPasswordIsToldInTheToolsWords()
     QCOMPARE(cardEntry("dhcp"), QVariant(QStringLiteral("Not Found")));
 }
 
+void tst_WifiOnHost::profileOfAFailedAttemptGoesWithTheNextOne_data()
+{
+    QTest::addColumn<QString>("password");
+
+    QTest::newRow("wrong") << "wrong-one";
+    QTest::newRow("too short") << "abcd";
+    QTest::newRow("none") << "";
+}
+
+void tst_WifiOnHost::profileOfAFailedAttemptGoesWithTheNextOne()
+{
+    QFETCH(QString, password);
+    QVERIFY(!_network->connectWindowWifi("RobotNet", password, false));
+    QCOMPARE(wifiProfiles(), QStringList{QStringLiteral("RobotNet.nmconnection")});
+
+    QVERIFY2(_network->connectWindowWifi("OpenNet", "", false), qPrintable(error()));
+
+    QCOMPARE(wifiProfiles(), QStringList{QStringLiteral("OpenNet.nmconnection")});
+    QVERIFY(!_host->run("nmcli connection show").output.contains("RobotNet"));
+}
+
 void tst_WifiOnHost::joinsAgainWithOneProfile()
 {
     QVERIFY(_network->connectWindowWifi("OpenNet", "", false));
@@ -192,6 +229,15 @@ void tst_WifiOnHost::hiddenNetworkIsNotFoundByItsName()
     QVERIFY(!_network->connectWindowWifi("HiddenNet", "robotpass", true));
 
     QVERIFY2(error().contains(QStringLiteral("HiddenNet")), qPrintable(error()));
+}
+
+void tst_WifiOnHost::hiddenNetworkIsJoinedAfterAScanForItsName()
+{
+    QCOMPARE(_host->run("nmcli device wifi rescan ssid HiddenNet").status, 0);
+
+    QVERIFY2(_network->connectWindowWifi("HiddenNet", "robotpass", true), qPrintable(error()));
+
+    QCOMPARE(cardEntry("GENERAL.CONNECTION:"), QVariant(QStringLiteral("HiddenNet")));
 }
 
 void tst_WifiOnHost::joinsAHiddenNetworkWithAFixedAddress()
@@ -252,7 +298,7 @@ void tst_WifiOnHost::cardsTellTheirAddresses()
     QVariantMap wired;
     QVERIFY(_network->getNetInfo("eth1", wired));
     QCOMPARE(wired.value(QStringLiteral("ip")), QVariant(QStringLiteral("192.168.55.15")));
-    QCOMPARE(wired.value(QStringLiteral("Mac")), QVariant(QStringLiteral("52:54:00:00:00:11")));
+    QCOMPARE(wired.value(QStringLiteral("Mac")), QVariant(QStringLiteral("52:54:00:AB:CD:11")));
     QStringList names;
     const QVariantList interfaces = _network->getAllInterfaces();
     for (const QVariant& interface : interfaces)
@@ -287,6 +333,106 @@ void tst_WifiOnHost::profilesOfACardAreForgotten()
     QString uuid;
     QVERIFY(!_network->getActiveUUID("eth1", uuid));
     QCOMPARE(wifiProfiles().size(), 1);
+}
+
+// The keyfile goes first, unknown to the tool, which then removes what it still lists.
+void tst_WifiOnHost::profileIsGoneFromTheToolsTableToo()
+{
+    QVERIFY(_network->connectWindowWifi("RobotNet", "robotpass", false));
+    const QString uuid = _network->getCurrentWifiUUid();
+    _host->clearLines();
+
+    _network->deleteByConnectionType("wifi");
+
+    QVERIFY(wifiProfiles().isEmpty());
+    QCOMPARE(_host->lines(), (QStringList{QStringLiteral("nmcli connection show"),
+                                          QStringLiteral("nmcli connection delete ") + uuid}));
+    QCOMPARE(_host->calls().last().status, 0);
+    QVERIFY(!_host->run("nmcli connection show").output.contains("wifi"));
+}
+
+void tst_WifiOnHost::profileOfNetplanHasNoKeyfile()
+{
+    QCOMPARE(_host
+                 ->run("printf 'network:\\n  version: 2\\n  renderer: NetworkManager\\n"
+                       "  ethernets:\\n    eth0:\\n      dhcp4: true\\n'"
+                       " >/etc/netplan/00-test.yaml; chmod 600 /etc/netplan/*; netplan apply")
+                 .status,
+             0);
+    QString uuid;
+
+    QVERIFY2(_network->getActiveUUID("eth0", uuid), qPrintable(error()));
+
+    QCOMPARE(_network->getNetworkManagerSSIDFileNameBy(uuid), QString());
+    QVERIFY(_network->getNetworkManagerFileInfo("netplan-eth0").isEmpty());
+    QVariantMap card;
+    QVERIFY(_network->getNetInfo("eth0", card));
+    QCOMPARE(card.value(QStringLiteral("GENERAL.CONNECTION:")).toString(),
+             QStringLiteral("netplan-eth0"));
+    QVERIFY(!card.contains(QStringLiteral("dhcp")));
+}
+
+void tst_WifiOnHost::emptyUuidBringsUpAnyProfileOfTheCard()
+{
+    QVERIFY(!_network->connectWifi(15000, false));
+    QVERIFY2(error().contains("wlan0"), qPrintable(error()));
+    // Below /run the library finds no profile; the tool does.
+    QVERIFY(_network->connectWindowWifi("RobotNet", "robotpass", false));
+    QCOMPARE(_host
+                 ->run("mkdir -p /run/NetworkManager/system-connections; "
+                       "mv /etc/NetworkManager/system-connections/RobotNet.nmconnection "
+                       "/run/NetworkManager/system-connections; nmcli connection reload")
+                 .status,
+             0);
+    QCOMPARE(_network->getCurrentWifiUUid(), QString());
+
+    QVERIFY2(_network->connectWifi(15000, false), qPrintable(error()));
+
+    QVERIFY(_host->lines().contains(QStringLiteral("sudo nmcli connection up ifname wlan0")));
+}
+
+void tst_WifiOnHost::cardIsNotMadeOfNothingForWifi()
+{
+    QVERIFY(!_network->connectDeviceCard("wlan0"));
+    QVERIFY2(error().contains("'wireless' setting is required"), qPrintable(error()));
+
+    QVERIFY2(_network->connectDeviceCard("eth0"), qPrintable(error()));
+    QVERIFY(!_network->getNetworkManagerFileInfo("eth0").isEmpty());
+}
+
+// The tool would fail in its own words after 26 s.
+void tst_WifiOnHost::networkOutOfReachEndsAtTheLimit()
+{
+    QVERIFY(_network->connectWindowWifi("RobotNet", "robotpass", false));
+    for (const char* name : {"ap1.on", "ap2.on", "ap5.on"})
+        _host->set(name, "false");
+    _host->set("pace", "1");
+
+    QVERIFY(!_network->connectWifi(400, false));
+
+    QVERIFY2(error().contains(QStringLiteral("400")), qPrintable(error()));
+    _host->set("pace", "0");
+    QVERIFY(!_network->connectWifi(15000, false));
+    QVERIFY2(error().contains("The Wi-Fi network could not be found") || isChinese(),
+             qPrintable(error()));
+}
+
+// CAN channels have none.
+void tst_WifiOnHost::interfaceWithoutHardwareAddressIsNoCard()
+{
+    OpenNetwork network;
+
+    network.getAllNetworkCards();
+    const QMap<QString, QString> names = network.getNetworkWifiMap();
+
+    QCOMPARE(network._networkCards.size(), 4);
+    QVERIFY(!network._networkCards.contains(QString()));
+    for (const QVariantMap& card : qAsConst(network._networkCards))
+        QVERIFY(!card.value(QStringLiteral("name")).toString().startsWith(QLatin1String("can")));
+    // The list of names keeps the last of them, under the empty address.
+    QCOMPARE(names.value(QString()), QStringLiteral("can1"));
+    QCOMPARE(network._networkCardNames.first(), QStringLiteral("can1"));
+    QCOMPARE(network._networkCardNames.size(), 5);
 }
 
 void tst_WifiOnHost::stoppedToolIsEndedAtItsLimit()
