@@ -23,6 +23,8 @@ constexpr char kSocketError[] = "Socket error: %1";
 constexpr char kIoctlError[] = "IOCTL error: %1";
 constexpr char kBindError[] = "Bind error: %1";
 
+constexpr char kReadCan[] = "readCan"; // as the log names it
+
 /// The local time as "yyyy-MM-dd hh:mm:ss.zzz". At thousands of frames a second, nearly all of its
 /// cost would be the date: that is worked out once a second.
 QString receptionTime()
@@ -191,10 +193,11 @@ void CanDevice::readFrame()
         return; // closed meanwhile: what came is dropped
     switch (ky::judgeCanRead(size)) {
     case ky::CanRead::Failed:
-        KY_WARNING << QStringLiteral("Read error:%1").arg(QString::fromLocal8Bit(strerror(reason)));
+        KY_WARNING_AS(kReadCan)
+            << QStringLiteral("Read error:%1").arg(QString::fromLocal8Bit(strerror(reason)));
         return;
     case ky::CanRead::Incomplete:
-        KY_WARNING << "Incomplete CAN frame received";
+        KY_WARNING_AS(kReadCan) << "Incomplete CAN frame received";
         return;
     case ky::CanRead::Frame:
         break;
@@ -202,6 +205,6 @@ void CanDevice::readFrame()
     QVariantMap map = ky::canFrameMap(frame);
     map.insert(QStringLiteral("portName"), _canName);
     map.insert(QStringLiteral("time"), receptionTime());
-    KY_DEBUG << "Received CAN frame:" << map;
+    KY_DEBUG_AS(kReadCan) << "Received CAN frame:" << map;
     emit sigReadyRead(map);
 }

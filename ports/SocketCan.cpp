@@ -58,7 +58,7 @@ void SocketCan::bindTo(const QString& portName)
             QStringLiteral("Bind CAN[%1] failed: %2").arg(portName, _tcpSocket->errorString()));
         return;
     }
-    KY_DEBUG << "Successfully bound to CAN interface: " << portName;
+    KY_DEBUG_AS("openCan") << "Successfully bound to CAN interface: " << portName;
 }
 
 bool SocketCan::writeCan(const QVariantMap& map)

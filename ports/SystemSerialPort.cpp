@@ -17,6 +17,8 @@ constexpr int kSendLimitMs = 10000;
 constexpr int kAnswerLimitMs = 10000;
 constexpr int kGapMs = 100;
 
+constexpr char kWriteSerial[] = "writeSerial"; // as the log names it
+
 int intOf(const QVariantMap& map, const QString& key)
 {
     return map.value(key).toInt();
@@ -135,15 +137,15 @@ bool SystemSerialPort::sendWhole(const QByteArray& data)
 {
     const qint64 size = _serialPort->write(data);
     if (size == -1) {
-        KY_DEBUG << "Failed to write data to serial port";
+        KY_DEBUG_AS(kWriteSerial) << "Failed to write data to serial port";
         return false;
     }
     if (size != data.size()) {
-        KY_DEBUG << "Not all data was written to serial port";
+        KY_DEBUG_AS(kWriteSerial) << "Not all data was written to serial port";
         return false;
     }
     if (!_serialPort->waitForBytesWritten(kSendLimitMs)) {
-        KY_DEBUG << "Timeout occurred while writing data to serial port";
+        KY_DEBUG_AS(kWriteSerial) << "Timeout occurred while writing data to serial port";
         return false;
     }
     return true;

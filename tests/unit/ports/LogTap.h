@@ -4,6 +4,8 @@
 #include <QMutex>
 #include <QStringList>
 
+#include <algorithm>
+
 /// Collects what the ports log, debug lines included, while it lives. Thread: any may log.
 class LogTap
 {
@@ -28,6 +30,14 @@ public:
         return lines().count(line);
     }
     bool has(const QString& line) const { return count(line) > 0; }
+    /// Whether a line begins with `begin` and has `part` further on.
+    bool hasPart(const QString& begin, const QString& part) const
+    {
+        const QMutexLocker locker(&mutex());
+        return std::any_of(lines().cbegin(), lines().cend(), [&](const QString& line) {
+            return line.startsWith(begin) && line.indexOf(part, begin.size()) >= 0;
+        });
+    }
     QStringList all() const
     {
         const QMutexLocker locker(&mutex());

@@ -42,6 +42,7 @@ private slots:
     void closedDeviceDoesNotRead();
     void reportsFramesInOrderWithNameAndTime();
     void reportsAtMostEightBytesOfData();
+    void framesOfBothDirectionsAreLogged();
     void incompleteFrameIsSkipped();
     void closeDoesNotWakeTheRead();
     void frameThatComesAfterCloseIsDropped();
@@ -53,7 +54,7 @@ private slots:
 
 namespace {
 
-constexpr char kIncomplete[] = "[warning][readFrame]Incomplete CAN frame received";
+constexpr char kIncomplete[] = "[warning][readCan]Incomplete CAN frame received";
 
 /// A connected pair of sockets in the place of a CAN interface.
 struct Pair
@@ -465,6 +466,23 @@ void tst_CanDevice::reportsAtMostEightBytesOfData()
     QCOMPARE(loop.frames[0]["data"].toByteArray(), QByteArray("abcdefgh"));
 }
 
+void tst_CanDevice::framesOfBothDirectionsAreLogged()
+{
+    Pair pair;
+    LogTap log;
+    Loop loop(pair.device);
+    loop.start();
+
+    QVERIFY(loop.device->writeCan({{"frameId", 291}}));
+    pair.send(canFrame(291, "abc"));
+
+    QVERIFY(loop.waitForFrames(1));
+    QVERIFY2(log.hasPart("[debug][writeCan]map: ", "(frameId, QVariant(int, 291))"),
+             qPrintable(log.all().join('\n')));
+    QVERIFY2(log.hasPart("[debug][readCan]Received CAN frame: ", "(frameId, QVariant(int, 291))"),
+             qPrintable(log.all().join('\n')));
+}
+
 void tst_CanDevice::incompleteFrameIsSkipped()
 {
     Pair pair;
@@ -544,7 +562,7 @@ void tst_CanDevice::failedReadIsWarnedOfAndRepeatedAtOnce()
     Loop loop(unreadable);
     loop.start();
 
-    QTRY_VERIFY(log.count("[warning][readFrame]Read error:Bad file descriptor") >= 100);
+    QTRY_VERIFY(log.count("[warning][readCan]Read error:Bad file descriptor") >= 100);
     QVERIFY(loop.device->isReading());
     loop.device->setSocketId(pair.device); // a descriptor that can be read ends it
     pair.send(canFrame(3, "c"));

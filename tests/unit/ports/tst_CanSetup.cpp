@@ -1,6 +1,7 @@
 #include "ports/CanObject.h"
 #include "ports/CanSetup.h"
 
+#include "LogTap.h"
 #include "host/PublicClass.h"
 #include "recorded/RecordedHost.h"
 
@@ -94,7 +95,12 @@ void tst_CanSetup::configuresInterface()
     QFETCH(QString, tail);
     CanObject can;
 
+    LogTap log;
     const Observed seen = observe([&] { can.config("can0", baudrate, model); });
+    QCOMPARE(
+        log.all(),
+        QStringList(
+            QString("[debug][config]dev: can0 baudrate: %1 tbxName: %2").arg(baudrate, model)));
 
     QCOMPARE(seen.lines, QStringList({"ifconfig can0 down", "ip link set can0 type can " + tail,
                                       "ip link set can0 txqueuelen 1000", "ifconfig can0 up"}));

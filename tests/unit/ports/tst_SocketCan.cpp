@@ -104,7 +104,7 @@ void tst_SocketCan::bindIsDoneLaterInTheEventLoop()
     QTRY_COMPARE(socket->state(), QAbstractSocket::BoundState);
     QCOMPARE(socket->localAddress(), QHostAddress(QHostAddress::LocalHost));
     QVERIFY(log.has("[debug][openCan]portName: 127.0.0.1"));
-    QVERIFY(log.has("[debug][bindTo]Successfully bound to CAN interface:  127.0.0.1"));
+    QVERIFY(log.has("[debug][openCan]Successfully bound to CAN interface:  127.0.0.1"));
     QCOMPARE(can.canName(), QString());
     QVERIFY(!can.isReading());
 }
@@ -274,6 +274,9 @@ void tst_SocketCan::eachNotificationAddsAReader()
         line.arrive(frameBytes(0x9FFFFFFF, 'c'));
 
     QCOMPARE(frames.count(), 3);
+    QVERIFY2(log.hasPart("[debug][readFrame]Received CAN frame: ",
+                         "(frameId, QVariant(int, 536870911))"),
+             qPrintable(log.all().join('\n')));
     QCOMPARE(log.count(kIncomplete), 0 + 0 + 1 + 2);
     QCOMPARE(frames[2][0].toMap()["frameId"].toInt(), 0x1FFFFFFF);
     QCOMPARE(frames[2][0].toMap()["frameType"].toInt(), 1);

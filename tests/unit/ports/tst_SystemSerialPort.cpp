@@ -314,6 +314,7 @@ void tst_SystemSerialPort::exchangeInAHandlerReturnsTheAnswer_data()
 void tst_SystemSerialPort::exchangeInAHandlerReturnsTheAnswer()
 {
     QFETCH(Pieces, pieces);
+    LogTap log;
     Line line;
     QVERIFY(line.open());
     QByteArray answer;
@@ -334,6 +335,7 @@ void tst_SystemSerialPort::exchangeInAHandlerReturnsTheAnswer()
 
     QTRY_VERIFY(isDone);
     QTEST(answer, "answer");
+    QVERIFY(log.has("[debug][writeSerial]Received data from serial port: " + answer.toHex()));
     if (pieces.last().gapMs == 300) // came after the end, so it leaves as a message
         QTRY_COMPARE(line.allReceived(), QByteArray("!late"));
 }
@@ -416,7 +418,7 @@ void tst_SystemSerialPort::writingNothingIsAFailedExchange()
 
     QCOMPARE(line.port.writeSerial(QByteArray()), QByteArray());
 
-    QVERIFY(log.has("[debug][sendWhole]Timeout occurred while writing data to serial port"));
+    QVERIFY(log.has("[debug][writeSerial]Timeout occurred while writing data to serial port"));
 }
 
 void tst_SystemSerialPort::savesListIndented()
