@@ -19,6 +19,11 @@ namespace {
 // A bus without a partner takes no frame at all: a write must not wait for one for ever.
 constexpr timeval kWriteLimit = {1, 0};
 
+// The kernel drops the frames that a full receive queue has no room for and tells nobody. Its
+// usual queue lasts some 30 ms of a full bus, less than a busy host may keep the loop waiting; this
+// one lasts for a second, and a privileged process gets it whatever the host allows the others.
+constexpr int kReceiveBytes = 4 * 1024 * 1024;
+
 constexpr char kSocketError[] = "Socket error: %1";
 constexpr char kIoctlError[] = "IOCTL error: %1";
 constexpr char kBindError[] = "Bind error: %1";
@@ -38,6 +43,14 @@ QString receptionTime()
             QDateTime::fromMSecsSinceEpoch(now).toString(QStringLiteral("yyyy-MM-dd hh:mm:ss."));
     }
     return secondText + QString::number(1000 + now % 1000).midRef(1);
+}
+
+/// A queue that does not grow is no reason not to open: what there is, is used.
+void enlargeReceiveQueue(int fd)
+{
+    const int size = kReceiveBytes;
+    if (::setsockopt(fd, SOL_SOCKET, SO_RCVBUFFORCE, &size, sizeof size) != 0)
+        ::setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &size, sizeof size);
 }
 
 QString kernelReason()
@@ -109,6 +122,7 @@ bool CanDevice::bindTo(const QString& portName)
     memcpy(request.ifr_name, name.constData(), size_t(name.size()));
     ::fcntl(_socketId, F_SETFL, 0);
     ::setsockopt(_socketId, SOL_SOCKET, SO_SNDTIMEO, &kWriteLimit, sizeof kWriteLimit);
+    enlargeReceiveQueue(_socketId);
     if (::ioctl(_socketId, SIOCGIFINDEX, &request) < 0)
         return failOpen(kIoctlError);
     sockaddr_can address = {};

@@ -31,6 +31,7 @@ private slots:
     void bytesBehindTheFirstFrameAreDropped();
     void tooFewBytesGiveAWarningOnly();
     void closeDropsTheConnection();
+    void destructorLetsNoSignalOfTheSocketOut();
     void accessorsOnlyStore();
 
 private:
@@ -319,6 +320,19 @@ void tst_SocketCan::closeDropsTheConnection()
 
     QCOMPARE(line.socket->state(), QAbstractSocket::UnconnectedState);
     QVERIFY(gone.count() == 1 || gone.wait(2000));
+}
+
+void tst_SocketCan::destructorLetsNoSignalOfTheSocketOut()
+{
+    auto can = std::make_unique<SocketCan>();
+    auto* const socket = can->findChild<QTcpSocket*>();
+    can->openCan({{"portName", "127.0.0.1"}});
+    QTRY_COMPARE(socket->state(), QAbstractSocket::BoundState);
+    QSignalSpy states(socket, &QTcpSocket::stateChanged);
+
+    can.reset();
+
+    QCOMPARE(states.count(), 0); // an abort alone would tell of it
 }
 
 void tst_SocketCan::accessorsOnlyStore()
