@@ -3,15 +3,35 @@
 #include "LogTap.h"
 #include "canbus/CanBus.h"
 
+#include <QScopeGuard>
 #include <QThread>
 #include <QtTest>
 
 #include <csignal>
 #include <cstring>
+#include <dlfcn.h>
 #include <fcntl.h>
+#include <functional>
+#include <memory>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
+#include <utility>
+
+namespace {
+
+std::function<void()> onClose; // runs within the next close() of any descriptor
+
+} // namespace
+
+/// Stands before the system's own, in this program and its libraries.
+extern "C" int close(int fd)
+{
+    if (const auto hook = std::exchange(onClose, nullptr))
+        hook();
+    static const auto real = reinterpret_cast<int (*)(int)>(dlsym(RTLD_NEXT, "close"));
+    return real(fd);
+}
 
 class tst_CanDevice : public QObject
 {
@@ -24,6 +44,7 @@ private slots:
     void emptyMapFailsButClosesAnOpenSocket();
     void descriptorZeroCountsAsNotOpen();
     void opensInterfaceByName();
+    void receiveQueueIsAsLongAsTheHostAllows();
     void openingAgainClosesTheFirstSocket();
     void unknownInterfaceIsAnIoctlError_data();
     void unknownInterfaceIsAnIoctlError();
@@ -47,9 +68,12 @@ private slots:
     void closeDoesNotWakeTheRead();
     void frameThatComesAfterCloseIsDropped();
     void loopGoesOnAfterReopening();
+    void readThatNeverReturnsKeepsAReopenedPortDeaf();
+    void failedReopeningIsAnEndlessReadError();
     void failedReadIsWarnedOfAndRepeatedAtOnce();
     void peerThatGoesAwayIsAnEndlessIncompleteFrame();
     void destructorClosesTheSocket();
+    void destructorLetsNoSignalOut();
 };
 
 namespace {
@@ -138,6 +162,28 @@ private:
     QThread _thread;
 };
 
+int receiveQueueOf(int fd)
+{
+    int size = 0;
+    socklen_t length = sizeof size;
+    getsockopt(fd, SOL_SOCKET, SO_RCVBUF, &size, &length);
+    return size;
+}
+
+/// What this process may have of 4 MiB, which the kernel doubles for its own use.
+int longestReceiveQueue()
+{
+    constexpr int kWanted = 4 * 1024 * 1024;
+    Pair pair;
+    const bool isForced =
+        setsockopt(pair.device, SOL_SOCKET, SO_RCVBUFFORCE, &kWanted, sizeof kWanted) == 0;
+    ::close(pair.device);
+    QFile limit("/proc/sys/net/core/rmem_max");
+    if (isForced || !limit.open(QIODevice::ReadOnly))
+        return 2 * kWanted;
+    return 2 * qMin(kWanted, limit.readAll().trimmed().toInt());
+}
+
 bool isDescriptorOpen(int fd)
 {
     return fcntl(fd, F_GETFD) != -1;
@@ -212,6 +258,17 @@ void tst_CanDevice::opensInterfaceByName()
     QVERIFY(log.has(QString("[debug][openCan]_socketId %1").arg(can.socketId())));
     QVERIFY(can.writeCan({{"frameId", 0x42}, {"data", QByteArray("hi")}}));
     QCOMPARE(bus.receive().can_id, 0x42u);
+}
+
+void tst_CanDevice::receiveQueueIsAsLongAsTheHostAllows()
+{
+    CanBusFolder folder;
+    CanBus bus(folder.path());
+    CanDevice can;
+
+    QVERIFY(can.openCan({{"portName", "can0"}}));
+
+    QCOMPARE(receiveQueueOf(can.socketId()), longestReceiveQueue());
 }
 
 void tst_CanDevice::openingAgainClosesTheFirstSocket()
@@ -554,6 +611,49 @@ void tst_CanDevice::loopGoesOnAfterReopening()
     QCOMPARE(loop.frames[1]["frameId"].toInt(), 2);
 }
 
+/// The socket of an adapter that was pulled out brings nothing more, and the loop stays in it.
+void tst_CanDevice::readThatNeverReturnsKeepsAReopenedPortDeaf()
+{
+    CanBusFolder folder;
+    CanBus bus(folder.path());
+    Pair pulledOut;
+    Loop loop(pulledOut.device);
+    const auto wake = qScopeGuard([&] { pulledOut.hangUp(); }); // else the thread never ends
+    loop.start();
+    QVERIFY(loop.waitForReading(true));
+    QTest::qWait(50);
+
+    loop.device->closeCan({});
+    QVERIFY(loop.device->openCan({{"portName", "can0"}}));
+    bus.accept();
+    bus.send(canFrame(1, "in"));
+
+    QVERIFY(!QTest::qWaitFor([&] { return !loop.frames.isEmpty(); }, 200));
+    QVERIFY(loop.device->isReading()); // so the manager asks for no second loop
+    QVERIFY(loop.device->writeCan({{"frameId", 2}}));
+    QCOMPARE(bus.receive().can_id, 2u);
+}
+
+void tst_CanDevice::failedReopeningIsAnEndlessReadError()
+{
+    CanBusFolder folder;
+    LogTap log;
+    Pair pair;
+    Loop loop(pair.device);
+    const auto wake = qScopeGuard([&] { pair.hangUp(); });
+    loop.start();
+    QVERIFY(loop.waitForReading(true));
+    QTest::qWait(50);
+
+    QVERIFY(!loop.device->openCan({{"portName", "can9"}}));
+    pair.send(canFrame(1, "a")); // the read returns, and finds no descriptor the next time
+
+    QTRY_VERIFY(log.count("[warning][readCan]Read error:Bad file descriptor") >= 100);
+    QVERIFY(loop.device->isReading());
+    loop.device->closeCan({});
+    QVERIFY(loop.waitForReading(false));
+}
+
 void tst_CanDevice::failedReadIsWarnedOfAndRepeatedAtOnce()
 {
     Pair pair;
@@ -601,6 +701,24 @@ void tst_CanDevice::destructorClosesTheSocket()
         can.setSocketId(pair.device);
     }
     QVERIFY(!isDescriptorOpen(pair.device));
+}
+
+void tst_CanDevice::destructorLetsNoSignalOut()
+{
+    Pair pair;
+    auto can = std::make_unique<CanDevice>();
+    can->setSocketId(pair.device);
+    QSignalSpy frames(can.get(), &CanDevice::sigReadyRead);
+    bool hasClosed = false;
+    onClose = [&hasClosed, device = can.get()] {
+        hasClosed = true;
+        emit device->sigReadyRead({}); // as a loop may at this moment
+    };
+
+    can.reset();
+
+    QVERIFY(hasClosed);
+    QCOMPARE(frames.count(), 0);
 }
 
 QTEST_GUILESS_MAIN(tst_CanDevice)
