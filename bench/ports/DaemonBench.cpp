@@ -1,4 +1,3 @@
-#include "FrameSender.h"
 #include "Measure.h"
 
 #include "canbus/CanBus.h"
@@ -99,14 +98,26 @@ private:
     QString _port;
 };
 
-/// Counts lines until all have come or nothing more comes; the time is that of the last one.
-void countLines(QProcess& watcher, Figures* figures)
+/// Counts lines until all that got in have come, or nothing more comes; the time is that from the
+/// first to the last.
+void countLines(QProcess& watcher, FrameSender& sender, Figures* figures)
 {
     QElapsedTimer clock;
-    clock.start();
-    while (figures->arrived < figures->offered && watcher.waitForReadyRead(2000)) {
+    QElapsedTimer idle;
+    idle.start();
+    const auto isOver = [&] {
+        return sender.report() &&
+               (figures->arrived == figures->offered - sender.report()->refused ||
+                idle.elapsed() > kIdleMs);
+    };
+    while (!isOver() && watcher.state() == QProcess::Running) {
+        if (!watcher.waitForReadyRead(50))
+            continue;
+        if (!clock.isValid())
+            clock.start();
         figures->arrived += watcher.readAllStandardOutput().count('\n');
-        figures->seconds = double(clock.elapsed()) / 1000;
+        figures->seconds = double(clock.nsecsElapsed()) / 1e9;
+        idle.start();
     }
 }
 
@@ -136,10 +147,10 @@ Figures measureDaemon(int rate, int frames)
     const double before = cpuSecondsOf(host.daemon.processId());
     const double clientBefore = cpuSecondsOf(watcher.processId());
     FrameSender sender({frames, rate, {host.can0.peer(), host.can1.peer()}});
-    countLines(watcher, &figures);
+    countLines(watcher, sender, &figures);
     figures.cpuSeconds = cpuSecondsOf(host.daemon.processId()) - before;
     figures.clientCpuSeconds = cpuSecondsOf(watcher.processId()) - clientBefore;
-    figures.lost = sender.waitLost();
+    figures.take(sender.report());
     watcher.terminate();
     watcher.waitForFinished(5000);
     return figures;

@@ -1,4 +1,3 @@
-#include "FrameSender.h"
 #include "Measure.h"
 
 #include "ports/CanDevice.h"
@@ -62,30 +61,30 @@ Figures measureManager(int rate, int frames)
 
     QEventLoop loop;
     QElapsedTimer clock;
-    int wanted = frames;
+    QElapsedTimer idle;
     QObject::connect(&manager, &CanObject::sigMsg, &loop,
                      [&](const QVariantMap&, const QByteArray& text) {
                          if (figures.arrived == 0)
                              clock.start();
                          figures.arrived += text.isEmpty() ? 0 : 1;
-                         figures.seconds = double(clock.elapsed()) / 1000;
-                         if (figures.arrived == wanted)
-                             loop.quit();
+                         figures.seconds = double(clock.nsecsElapsed()) / 1e9;
+                         idle.start();
                      });
     QTimer::singleShot(kLimitMs, &loop, &QEventLoop::quit);
     const double before = cpuSeconds();
     FrameSender sender(load);
-    // Losses are known at the end of the bus; what was lost is not waited for.
+    idle.start();
+    // What the queue refused is known at the end of the bus; the rest is waited for.
     QTimer poll;
     QObject::connect(&poll, &QTimer::timeout, &loop, [&] {
-        if (clock.isValid() &&
-            clock.elapsed() > (rate > 0 ? 1000LL * frames / rate + 500 : kLimitMs))
+        if (sender.report() &&
+            (figures.arrived == frames - sender.report()->refused || idle.elapsed() > kIdleMs))
             loop.quit();
     });
-    poll.start(100);
+    poll.start(50);
     loop.exec();
     figures.cpuSeconds = cpuSeconds() - before;
-    figures.lost = sender.waitLost();
+    figures.take(sender.report());
     manager.stop();
     for (const int fd : load.peers)
         close(fd); // wakes the reads
