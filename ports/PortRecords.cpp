@@ -1,5 +1,6 @@
 #include "ports/PortRecords.h"
 
+#include <QHash>
 #include <QVariantMap>
 #include <QVector>
 
@@ -55,6 +56,26 @@ void takeStateOf(QVariant& record, QVector<CanInterface>& present)
     present.erase(found);
 }
 
+/// The records of one name.
+struct SavedName
+{
+    int first = 0; ///< place of the first; the state goes there
+    int left = 0;  ///< how many no port of the host has been found for
+};
+
+QHash<QString, SavedName> namesOf(const QVariantList& records)
+{
+    QHash<QString, SavedName> names;
+    for (int i = 0; i < records.size(); ++i) {
+        if (!isRecord(records[i]))
+            continue;
+        SavedName& name = names[nameOf(records[i])];
+        if (name.left++ == 0)
+            name.first = i;
+    }
+    return names;
+}
+
 int presentState(const QVariant& record)
 {
     return record.toMap().contains(QStringLiteral("baudRate")) ? 1 : 0;
@@ -97,19 +118,21 @@ QVariantList mergeCanPorts(const QVariantList& saved, const QVector<CanInterface
 QVariantList mergeSerialPorts(const QVariantList& saved, const QStringList& present)
 {
     QVariantList ports = saved;
-    QVariantList absent = saved;
+    QHash<QString, SavedName> names = namesOf(saved);
     for (const QString& name : present) {
-        if (!takePort(absent, name)) {
+        const auto known = names.find(name);
+        if (known == names.end() || known->left == 0) {
             ports.append(unsavedPort(name));
             continue;
         }
-        QVariant& port = ports[indexOf(ports, name)];
+        --known->left;
+        QVariant& port = ports[known->first];
         setState(port, presentState(port));
     }
     // A name that is saved twice has one record left here though its port is present: -1 then.
-    for (const QVariant& entry : qAsConst(absent)) {
-        if (isRecord(entry))
-            setState(ports[indexOf(ports, nameOf(entry))], -1);
+    for (const SavedName& name : qAsConst(names)) {
+        if (name.left > 0)
+            setState(ports[name.first], -1);
     }
     return ports;
 }

@@ -1,5 +1,6 @@
 #include "ports/PortRecords.h"
 
+#include <QElapsedTimer>
 #include <QtTest>
 
 class tst_PortRecords : public QObject
@@ -19,6 +20,8 @@ private slots:
     void serialStates_data();
     void serialStates();
     void serialPortSavedTwiceEndsAsAbsent();
+    void serialPortListedTwiceByTheHostUsesUpItsRecords();
+    void longSerialListIsMergedAtOnce();
     void noFileAndOneDeviceGivesOneRecord();
 };
 
@@ -158,6 +161,37 @@ void tst_PortRecords::serialPortSavedTwiceEndsAsAbsent()
 
     QCOMPARE(ports[0].toMap()["state"], QVariant(-1));
     QVERIFY(!ports[1].toMap().contains("state"));
+}
+
+void tst_PortRecords::serialPortListedTwiceByTheHostUsesUpItsRecords()
+{
+    const QVariantMap saved{{"portName", "ttyS1"}, {"baudRate", 9600}};
+
+    const QVariantList ports = ky::mergeSerialPorts({7, saved, saved}, {"ttyS1", "ttyS1", "ttyS1"});
+
+    QCOMPARE(ports.size(), 4);
+    QCOMPARE(ports[0], QVariant(7));
+    QCOMPARE(ports[1].toMap()["state"], QVariant(1));
+    QVERIFY(!ports[2].toMap().contains("state"));
+    QCOMPARE(ports[3].toMap(), QVariantMap({{"portName", "ttyS1"}, {"state", 0}}));
+}
+
+void tst_PortRecords::longSerialListIsMergedAtOnce()
+{
+    QVariantList saved;
+    for (int i = 0; i < 20000; ++i)
+        saved << port(QString("tty%1").arg(i));
+    QElapsedTimer clock;
+    clock.start();
+
+    const QVariantList ports = ky::mergeSerialPorts(saved, {"tty19999", "ttyS0"});
+
+    QVERIFY2(clock.elapsed() < 5000, qPrintable(QString::number(clock.elapsed())));
+    QCOMPARE(ports.size(), 20001);
+    QCOMPARE(ports[0].toMap()["state"].toInt(), -1);
+    QCOMPARE(ports[19999].toMap()["state"].toInt(), 0);
+    QCOMPARE(ports[19998].toMap()["state"].toInt(), -1);
+    QCOMPARE(ports[20000].toMap()["portName"].toString(), QString("ttyS0"));
 }
 
 void tst_PortRecords::noFileAndOneDeviceGivesOneRecord()
