@@ -18,6 +18,9 @@ enum SerialError
     kSerialFileFailed = 40214,
 };
 
+// Far more than a controller has lines. The file is read, merged and sent at each listing.
+constexpr int kMostSerialPorts = 32;
+
 constexpr char kPortFile[] = "appInfo/backupFile/serialPort.json";
 
 /// The bytes to send: the data area, or "data" of the arguments in hexadecimal.
@@ -74,16 +77,31 @@ void SerialCommands::makePort()
     });
 }
 
+/// The port knows the request in progress, whatever it is.
+void SerialCommands::noteRequest(const Request& request)
+{
+    _port->setRequstHandle(request.handle);
+    _port->setRequstNumber(request.number);
+}
+
+void SerialCommands::addPortCommand(const char* name, const Relay::Handler& handler)
+{
+    addThreadCommand(_thread, name, [this, handler](const Request& request) {
+        noteRequest(request);
+        return handler(request);
+    });
+}
+
 void SerialCommands::registerPort()
 {
-    addThreadCommand(_thread, "serial_open", [this](const Request& request) {
+    addPortCommand("serial_open", [this](const Request& request) {
         const QString missing = request.firstMissing({"portName"});
         if (!missing.isEmpty())
             return Answer::missing(missing);
         const bool isOpen = _port->openSerialPort(request.arguments());
         return Answer::of(isOpen, kNotOpened, _port->getLastError());
     });
-    addThreadCommand(_thread, "serial_write", [this](const Request& request) {
+    addPortCommand("serial_write", [this](const Request& request) {
         const auto bytes = bytesToSend(request);
         if (!bytes || bytes->isEmpty())
             return notToSend(bytes);
@@ -91,7 +109,7 @@ void SerialCommands::registerPort()
         const bool isSent = _port->writeToSerialPort(*bytes);
         return Answer::of(isSent, kNotSent, _port->getLastError());
     });
-    addThreadCommand(_thread, "serial_close", [this](const Request&) {
+    addPortCommand("serial_close", [this](const Request&) {
         _port->closeSerialPort();
         return Answer::ok();
     });
@@ -107,6 +125,10 @@ void SerialCommands::registerPortFile()
     });
     addThreadCommand(_thread, "serial_ports_save", [this](const Request& request) {
         const QVariantList ports = request.arguments().value(QStringLiteral("ports")).toList();
+        if (ports.size() > kMostSerialPorts)
+            return Answer::error(
+                kBadArgument,
+                QStringLiteral("argument [ports]: more than %1").arg(kMostSerialPorts));
         const bool isSaved = _port->saveSerialPortsToFile(ports);
         return Answer::of(isSaved, kSerialFileFailed, _port->getLastError());
     });
@@ -125,8 +147,7 @@ void SerialCommands::exchange(const Request& request, const Ticket& ticket)
         return;
     }
     _thread.post([=] {
-        _port->setRequstHandle(request.handle);
-        _port->setRequstNumber(request.number);
+        noteRequest(request);
         const QString failure = serialText(*_port, "serial port: no answer");
         _talk->exchange(*bytes, [ticket, failure](const QByteArray& answer) {
             ticket.answer(Answer::of(!answer.isEmpty(), kNoSerialAnswer, failure,

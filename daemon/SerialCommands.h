@@ -21,15 +21,19 @@ public:
     explicit SerialCommands(const DaemonContext& context);
     ~SerialCommands() override;
 
+protected:
+    std::unique_ptr<SystemSerialPort> _port; ///< lives in _thread
+
 private:
     void makePort();
+    void noteRequest(const Request& request);
+    void addPortCommand(const char* name, const Relay::Handler& handler);
     void registerPort();
     void registerPortFile();
     void exchange(const Request& request, const Ticket& ticket);
 
     OwnThread _thread{QStringLiteral("serial")};
-    std::unique_ptr<SystemSerialPort> _port; ///< lives in _thread
-    std::unique_ptr<SerialTalk> _talk;       ///< lives in _thread
+    std::unique_ptr<SerialTalk> _talk; ///< lives in _thread
 };
 
 } // namespace ky

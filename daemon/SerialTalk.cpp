@@ -2,6 +2,8 @@
 
 #include "ports/SystemSerialPort.h"
 
+#include <QSerialPort>
+
 namespace ky {
 
 namespace {
@@ -65,7 +67,11 @@ void SerialTalk::takeData(const QByteArray& bytes)
 
 void SerialTalk::takeError(const QByteArray& text)
 {
-    const bool isGone = _errors.isDeviceGone(_port.portError());
+    const int error = _port.portError();
+    const bool isGone = _errors.isDeviceGone(error);
+    // The port reports "No error" when it opens: nobody who watches for errors is to read that.
+    if (error == QSerialPort::NoError)
+        return;
     // Not from within the port's own notification.
     if (isGone)
         QTimer::singleShot(0, &_port, &SystemSerialPort::closeSerialPort);

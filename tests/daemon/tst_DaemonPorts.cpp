@@ -27,6 +27,7 @@ private slots:
     void argumentsAreNoBytesToSend_data();
     void argumentsAreNoBytesToSend();
     void savesAndRemovesSerialPorts();
+    void noMoreSerialPortsAreSavedThanAHostHas();
 
     void kernelWithoutCanIsTold();
     void sendsAndWatchesCanFrames();
@@ -327,6 +328,25 @@ void tst_DaemonPorts::savesAndRemovesSerialPorts()
     QVERIFY2(again.errors.contains("Not found:ttyNone9"), again.errors.constData());
     QCOMPARE(call(daemon, "serial_ports_save", {{"ports", 7}})["err_msg"].toString(),
              QString("list is empty"));
+}
+
+void tst_DaemonPorts::noMoreSerialPortsAreSavedThanAHostHas()
+{
+    DaemonFixture daemon;
+    QVERIFY2(daemon.start(), qPrintable(daemon.errorText()));
+    QVariantList ports;
+    for (int i = 0; i < 32; ++i)
+        ports << QVariantMap{{"portName", QString("ttyNone%1").arg(i)}};
+
+    QVERIFY(isOk(call(daemon, "serial_ports_save", {{"ports", ports}})));
+    ports << QVariantMap{{"portName", "one more"}};
+    const QVariantMap refused = call(daemon, "serial_ports_save", {{"ports", ports}});
+
+    QCOMPARE(refused["ret_code"].toInt(), 40002);
+    QCOMPARE(refused["err_msg"].toString(), QString("argument [ports]: more than 32"));
+    const ProgramResult list = daemon.kyctl({"serial", "list"});
+    QVERIFY(list.output.contains("ttyNone31"));
+    QVERIFY(!list.output.contains("one more"));
 }
 
 void tst_DaemonPorts::kernelWithoutCanIsTold()
