@@ -70,11 +70,20 @@ int runWatch(Invocation& call)
                               }});
 }
 
+/// The list of ports finds out under "name" whether a saved port is open.
+QVariantMap withName(QVariantMap port)
+{
+    port.insert(QStringLiteral("name"), port.value(QStringLiteral("portName")));
+    return port;
+}
+
 int runSave(Invocation& call, const QStringList& words)
 {
-    const auto ports = parsePortWords(words, {});
+    auto ports = parsePortWords(words, {});
     if (!ports || ports->isEmpty())
         return call.wrong(QStringLiteral("save takes ports as NAME=BAUD, such as can0=250000"));
+    for (QVariant& port : *ports)
+        port = withName(port.toMap());
     return call.ask("can_ports_save", {{QStringLiteral("ports"), *ports},
                                        {QStringLiteral("applyConfig"), call.has("--apply")}});
 }
