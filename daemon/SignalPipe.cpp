@@ -54,7 +54,9 @@ SignalPipe::SignalPipe()
 
 SignalPipe::~SignalPipe()
 {
-    // A second signal during the shutdown finds its default again and ends a daemon that hangs.
+    // Only here, when the daemon has ended: until then a second signal is taken as the first was
+    // and changes nothing, so that it cuts no work short. What ends a daemon that hangs is
+    // limitEnd().
     handle(SIGTERM, SIG_DFL);
     handle(SIGINT, SIG_DFL);
     _notifier.reset();
