@@ -32,6 +32,11 @@ constexpr int kMostCanPorts = 32;
 // frames do. Nobody who watches over the network sees a delay of this length.
 constexpr int kGatherMs = 4;
 
+QString portFile()
+{
+    return QDir::current().filePath(QLatin1String(kPortFile));
+}
+
 /// A frame as the event carries it: JSON holds text, so the bytes are in hexadecimal.
 QVariantMap publicFrame(QVariantMap frame)
 {
@@ -46,6 +51,10 @@ CanCommands::CanCommands(const DaemonContext& context)
     : Subsystem(context)
 {
     _thread.call([this] { connectManager(); });
+    _setupThread.call([this] {
+        _setup = std::make_unique<CanObject>();
+        _setup->setConfigFile(portFile());
+    });
     registerRequests();
     registerPortFile();
 }
@@ -60,12 +69,13 @@ CanCommands::~CanCommands()
             emit _can->sigClose({{QStringLiteral("portName"), name}});
         _can.reset();
     });
+    _setupThread.end([this] { _setup.reset(); });
 }
 
 void CanCommands::connectManager()
 {
     _can = std::make_unique<CanObject>();
-    _can->setConfigFile(QDir::current().filePath(QLatin1String(kPortFile)));
+    _can->setConfigFile(portFile());
     connect(_can.get(), &CanObject::sigFinished, _can.get(), [this](int ret, const QString& text) {
         _ticket.answer(Answer::of(ret == 0, kCanFailed, text));
     });
@@ -83,7 +93,7 @@ void CanCommands::registerRequests()
         start(request, ticket, request.arguments(),
               [](CanObject& can, const QVariantMap& map) { emit can.sigClose(map); });
     });
-    addThreadCommand(_thread, "can_config",
+    addThreadCommand(_setupThread, "can_config",
                      [this](const Request& request) { return config(request); });
 }
 
@@ -92,12 +102,13 @@ void CanCommands::registerPortFile()
     addThreadCommand(_thread, "can_list", [this](const Request&) {
         return Answer::ok({{QStringLiteral("ports"), _can->getAllCanPorts()}});
     });
-    addThreadCommand(_thread, "can_ports_save",
+    // All that change the file are in one thread, so none loses what another has written.
+    addThreadCommand(_setupThread, "can_ports_save",
                      [this](const Request& request) { return savePorts(request); });
-    addThreadCommand(_thread, "can_ports_remove", [this](const Request& request) {
+    addThreadCommand(_setupThread, "can_ports_remove", [this](const Request& request) {
         const QString name = request.arguments().value(QStringLiteral("portName")).toString();
-        const bool isRemoved = _can->removeCanPortFromFile(name); // before lastError() is read
-        return Answer::of(isRemoved, kCanFileFailed, _can->lastError());
+        const bool isRemoved = _setup->removeCanPortFromFile(name); // before lastError() is read
+        return Answer::of(isRemoved, kCanFileFailed, _setup->lastError());
     });
 }
 
@@ -166,8 +177,8 @@ Answer CanCommands::config(const Request& request)
     const int baudRate = map.value(QStringLiteral("baudRate")).toInt(&isNumber);
     if (!isNumber || baudRate <= 0)
         return Answer::error(kBadArgument, QStringLiteral("argument [baudRate]: not a number"));
-    _can->config(map.value(QStringLiteral("portName")).toString(), QString::number(baudRate),
-                 PublicClass::init()->tbxName);
+    _setup->config(map.value(QStringLiteral("portName")).toString(), QString::number(baudRate),
+                   PublicClass::init()->tbxName);
     return Answer::ok();
 }
 
@@ -179,8 +190,8 @@ Answer CanCommands::savePorts(const Request& request)
         return Answer::error(kBadArgument,
                              QStringLiteral("argument [ports]: more than %1").arg(kMostCanPorts));
     const bool isSaved =
-        _can->saveCanPortsToFile(ports, map.value(QStringLiteral("applyConfig")).toBool());
-    return Answer::of(isSaved, kCanFileFailed, _can->lastError());
+        _setup->saveCanPortsToFile(ports, map.value(QStringLiteral("applyConfig")).toBool());
+    return Answer::of(isSaved, kCanFileFailed, _setup->lastError());
 }
 
 void CanCommands::take(const QVariantMap& frame)

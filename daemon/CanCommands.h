@@ -15,7 +15,9 @@ namespace ky {
 /// The CAN ports: requests are answered when the manager reports their end, received frames are
 /// published. Frames that arrive within a few milliseconds leave in one event.
 ///
-/// Thread: the manager has one of its own, since setting an interface up takes seconds.
+/// Thread: the manager has one of its own, since a write may wait for the bus. Setting an interface
+/// up takes seconds, and no frame of another port may wait for that: it is done by a second manager
+/// in a second thread, which opens no port.
 class CanCommands : public Subsystem
 {
     Q_OBJECT
@@ -43,7 +45,9 @@ private:
     OwnThread _thread{QStringLiteral("can")};
     std::unique_ptr<CanObject> _can; ///< lives in _thread
     Ticket _ticket;                  ///< of the request in progress; touched in _thread only
-    QSet<QString> _openedNames;      ///< each has a thread for good
+    OwnThread _setupThread{QStringLiteral("can setup")};
+    std::unique_ptr<CanObject> _setup; ///< lives in _setupThread; sets up, and writes the port file
+    QSet<QString> _openedNames;        ///< each has a thread for good
 
     QMutex _takenMutex; // guards _taken between the manager's thread and the daemon's
     QVariantList _taken;
