@@ -53,6 +53,14 @@ QByteArray Pty::read(int size, int limitMs)
     return bytes;
 }
 
+termios Pty::settings() const
+{
+    termios settings = {};
+    if (tcgetattr(_fd, &settings) != 0)
+        qFatal("tcgetattr: %s", strerror(errno));
+    return settings;
+}
+
 void Pty::vanish()
 {
     if (_fd >= 0)

@@ -3,6 +3,8 @@
 #include <QByteArray>
 #include <QString>
 
+#include <termios.h>
+
 /// A pseudo terminal: `name()` is opened as the serial port, the other end is this object, and it
 /// speaks as the device on the line. Thread: one at a time.
 class Pty
@@ -20,6 +22,8 @@ public:
     void write(const QByteArray& bytes);
     /// Waits for `size` bytes, at most `limitMs`; what has come until then.
     QByteArray read(int size, int limitMs = 3000);
+    /// How the line is set, as its driver says.
+    termios settings() const;
     /// The device is pulled off the line.
     void vanish();
 

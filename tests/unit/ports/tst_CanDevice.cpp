@@ -25,7 +25,7 @@ std::function<void()> onClose; // runs within the next close() of any descriptor
 } // namespace
 
 /// Stands before the system's own, in this program and its libraries.
-extern "C" int close(int fd)
+extern "C" Q_DECL_EXPORT int close(int fd)
 {
     if (const auto hook = std::exchange(onClose, nullptr))
         hook();

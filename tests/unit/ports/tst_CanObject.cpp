@@ -30,6 +30,7 @@ private slots:
     void requestsOfWrongTypesAreAnswered();
     void twoPortsAtOnce();
     void everyReadRequestReachesEveryDevice();
+    void readRequestWaitsUntilTheLoopHasLeft();
     void portReopenedUnderLoadStaysAlive();
     void frameLeavesAsJsonAndAsMap();
     void frameWithBytesThatAreNoTextIsIntactInTheMap();
@@ -328,6 +329,28 @@ void tst_CanObject::everyReadRequestReachesEveryDevice()
     QTRY_COMPARE(closed->lastError(), QString("socketId < 0"));
 }
 
+void tst_CanObject::readRequestWaitsUntilTheLoopHasLeft()
+{
+    CanBusFolder folder;
+    CanBus busA(folder.path(), "can0");
+    CanBus busB(folder.path(), "can1");
+    Manager can;
+    can.openCan(port("can0"));
+    busA.accept();
+    CanDevice* const device = can._canDevices["can0"];
+    QTRY_VERIFY(device->isReading());
+    QTest::qWait(50); // time to block in the read
+
+    can.openCan(port("can1")); // emits sigRead, which can0 cannot serve yet
+    emit can.sigClose(port("can0"));
+    QVERIFY(device->isReading());
+    QCOMPARE(device->lastError(), QString());
+    busA.send(1, "leave");
+
+    QTRY_COMPARE(device->lastError(), QString("socketId < 0"));
+    QVERIFY(!device->isReading());
+}
+
 /// Closing and opening race with the loop that is about to leave: whoever comes first, the port
 /// reads afterwards.
 void tst_CanObject::portReopenedUnderLoadStaysAlive()
@@ -469,6 +492,8 @@ void tst_CanObject::savingWithoutApplyRunsNothing()
 void tst_CanObject::savingWithApplySetsUpEachPortInOrder()
 {
     Manager can(_file);
+    bool isSetUpFirst = true;
+    _host.onCall([&](const RecordedHost::Call&) { isSetUpFirst &= !QFile::exists(_file); });
 
     QVERIFY(can.saveCanPortsToFile({QVariantMap{{"portName", "can1"}, {"baudRate", 125000}},
                                     QVariantMap{{"portName", "can0"}, {"baudRate", "1000000"}}},
@@ -478,6 +503,7 @@ void tst_CanObject::savingWithApplySetsUpEachPortInOrder()
     QCOMPARE(lines.size(), 8);
     QVERIFY(lines[1].startsWith("ip link set can1 type can tq 100 "));
     QVERIFY(lines[5].startsWith("ip link set can0 type can tq 25 prop-seg 14 "));
+    QVERIFY2(isSetUpFirst, "the file is written behind the last command");
     QVERIFY(QFile::exists(_file));
 }
 

@@ -5,9 +5,34 @@
 #include "pty/Pty.h"
 
 #include <QSerialPort>
+#include <QSerialPortInfo>
 #include <QtTest>
 
+#include <algorithm>
+#include <dlfcn.h>
+#include <termios.h>
 #include <thread>
+
+namespace {
+
+QVector<tcflag_t> told; // what terminals were told to be, in order
+
+bool wasTold(tcflag_t mask, tcflag_t mode)
+{
+    return std::any_of(told.cbegin(), told.cend(),
+                       [&](tcflag_t flags) { return (flags & mask) == (mode & mask); });
+}
+
+} // namespace
+
+/// Stands before the system's own, in this program and its libraries.
+extern "C" Q_DECL_EXPORT int tcsetattr(int fd, int when, const termios* settings) noexcept
+{
+    told << settings->c_cflag;
+    static const auto real =
+        reinterpret_cast<int (*)(int, int, const termios*)>(dlsym(RTLD_NEXT, "tcsetattr"));
+    return real(fd, when, settings);
+}
 
 /// The serial port on pseudo terminals, with a device at the other end that answers as it likes.
 class tst_SystemSerialPort : public QObject
@@ -19,6 +44,10 @@ private slots:
 
     void portFileLiesBelowTheProgram();
     void opensAndForwardsWhatArrives();
+    void goodOpenIsReportedAsNoError();
+    void settingsReachTheLine_data();
+    void settingsReachTheLine();
+    void missingSettingReadsAsZero();
     void emptyMapFails();
     void refusedDeviceFailsWithReason_data();
     void refusedDeviceFailsWithReason();
@@ -46,6 +75,7 @@ private slots:
     void removesFirstPortOfTheName();
     void removingUnknownPortFails();
     void listsSavedPorts();
+    void listsThePortsOfTheHost();
     void requestBookkeepingOnlyStores();
 
 private:
@@ -136,6 +166,84 @@ void tst_SystemSerialPort::opensAndForwardsWhatArrives()
     line.pty.write("more");
     QTRY_COMPARE(line.allReceived(), QByteArray("\xAA\0\xFF", 3) + "more");
     QVERIFY(line.received.size() >= 2); // as it comes, not gathered
+}
+
+void tst_SystemSerialPort::goodOpenIsReportedAsNoError()
+{
+    Line line;
+    QList<int> codes;
+    connect(&line.port, &SystemSerialPort::sigMsg, this, [&] { codes << line.port.portError(); });
+
+    QVERIFY(line.open());
+
+    QCOMPARE(line.errors, QByteArrayList{"No error"});
+    QCOMPARE(codes, QList<int>{QSerialPort::NoError});
+}
+
+void tst_SystemSerialPort::settingsReachTheLine_data()
+{
+    QTest::addColumn<int>("baudRate");
+    QTest::addColumn<int>("dataBits");
+    QTest::addColumn<int>("stopBits");
+    QTest::addColumn<int>("parity");
+    QTest::addColumn<int>("speed");
+    QTest::addColumn<int>("mode");
+
+    QTest::newRow("9600 8N1") << 9600 << 8 << 1 << 0 << int(B9600) << int(CS8);
+    QTest::newRow("115200 7E2") << 115200 << 7 << 2 << 2 << int(B115200)
+                                << int(CS7 | PARENB | CSTOPB);
+    QTest::newRow("19200 5O1") << 19200 << 5 << 1 << 3 << int(B19200) << int(CS5 | PARENB | PARODD);
+    QTest::newRow("38400 6N2") << 38400 << 6 << 2 << 0 << int(B38400) << int(CS6 | CSTOPB);
+}
+
+/// A pseudo terminal keeps speed and stop bits. It has 8 data bits and no parity whatever it is
+/// told, so these are looked at on their way to it: the port tells them one after the other.
+void tst_SystemSerialPort::settingsReachTheLine()
+{
+    QFETCH(int, baudRate);
+    QFETCH(int, dataBits);
+    QFETCH(int, stopBits);
+    QFETCH(int, parity);
+    QFETCH(int, mode);
+    Line line;
+    told.clear();
+
+    QVERIFY(line.port.openSerialPort({{"portName", line.pty.path()},
+                                      {"baudRate", baudRate},
+                                      {"dataBits", dataBits},
+                                      {"stopBits", stopBits},
+                                      {"parity", parity}}));
+
+    const termios kept = line.pty.settings();
+    QTEST(int(cfgetispeed(&kept)), "speed");
+    QTEST(int(cfgetospeed(&kept)), "speed");
+    QCOMPARE(int(kept.c_cflag & CSTOPB), mode & CSTOPB);
+    QVERIFY(wasTold(CSIZE, tcflag_t(mode)));
+    QVERIFY(wasTold(PARENB | PARODD, tcflag_t(mode)));
+    QCOMPARE(wasTold(PARENB, PARENB), bool(mode & PARENB));
+}
+
+/// Nothing is kept from the open before.
+void tst_SystemSerialPort::missingSettingReadsAsZero()
+{
+    Line line;
+    QVERIFY(line.port.openSerialPort({{"portName", line.pty.path()},
+                                      {"baudRate", 115200},
+                                      {"dataBits", 7},
+                                      {"stopBits", 2},
+                                      {"parity", 2}}));
+
+    line.port.closeSerialPort();
+    told.clear();
+    QVERIFY(line.port.openSerialPort({{"portName", line.pty.path()}, {"baudRate", 9600}}));
+    for (const int bits : {CS5, CS6, CS7}) // the port takes 0 for 8 data bits, 1 stop bit, none
+        QVERIFY(!wasTold(CSIZE, tcflag_t(bits)));
+    QVERIFY(!wasTold(PARENB, PARENB));
+    QCOMPARE(int(line.pty.settings().c_cflag & CSTOPB), 0);
+    line.port.closeSerialPort();
+    QVERIFY(!line.port.openSerialPort({{"portName", line.pty.path()}}));
+    QCOMPARE(line.port.getLastError(),
+             QString("Failed to open serial port:Invalid baud rate value"));
 }
 
 void tst_SystemSerialPort::emptyMapFails()
@@ -486,6 +594,25 @@ void tst_SystemSerialPort::listsSavedPorts()
     QCOMPARE(ports.size(), present + 1);
     QCOMPARE(ports[0].toMap(),
              QVariantMap({{"portName", "ttyNone9"}, {"baudRate", 9600}, {"state", -1}}));
+}
+
+void tst_SystemSerialPort::listsThePortsOfTheHost()
+{
+    const auto present = QSerialPortInfo::availablePorts();
+    SystemSerialPort port;
+    port.setConfigFile(_file);
+
+    QVariantList expected;
+    for (const QSerialPortInfo& info : present)
+        expected << QVariantMap{{"portName", info.portName()}, {"state", 0}};
+    QCOMPARE(port.getAllSerialPorts(), expected);
+
+    if (present.isEmpty())
+        QSKIP("this machine has no serial port: the states of present ones cannot show");
+    const QString name = present.first().portName();
+    port.saveSerialPortsToFile({QVariantMap{{"portName", name}, {"baudRate", 9600}}});
+    QCOMPARE(port.getAllSerialPorts().size(), present.size());
+    QCOMPARE(port.getAllSerialPorts()[0].toMap()["state"], QVariant(1));
 }
 
 void tst_SystemSerialPort::requestBookkeepingOnlyStores()
