@@ -5,6 +5,7 @@
 #include "ports/PortRecords.h"
 #include "ports/PortsLog.h"
 #include "ports/SerialMessage.h"
+#include "ports/SerialWrite.h"
 
 #include <QCoreApplication>
 #include <QSerialPort>
@@ -135,13 +136,9 @@ QByteArray SystemSerialPort::writeSerial(QByteArray data)
 
 bool SystemSerialPort::sendWhole(const QByteArray& data)
 {
-    const qint64 size = _serialPort->write(data);
-    if (size == -1) {
-        KY_DEBUG_AS(kWriteSerial) << "Failed to write data to serial port";
-        return false;
-    }
-    if (size != data.size()) {
-        KY_DEBUG_AS(kWriteSerial) << "Not all data was written to serial port";
+    const QString problem = ky::serialWriteProblem(_serialPort->write(data), data.size());
+    if (!problem.isEmpty()) {
+        KY_DEBUG_AS(kWriteSerial) << problem;
         return false;
     }
     if (!_serialPort->waitForBytesWritten(kSendLimitMs)) {

@@ -2,6 +2,7 @@
 
 #include "LogTap.h"
 #include "host/PublicClass.h"
+#include "ports/SerialWrite.h"
 #include "pty/Pty.h"
 
 #include <QSerialPort>
@@ -69,6 +70,8 @@ private slots:
     void peerThatVanishesIsAnErrorMessage();
     void peerThatVanishesWhileIdleIsReportedUntilThePortIsClosed();
     void writingNothingIsAFailedExchange();
+    void shortWriteIsWorded_data();
+    void shortWriteIsWorded();
 
     void savesListIndented();
     void emptyListIsNotSaved();
@@ -527,6 +530,26 @@ void tst_SystemSerialPort::writingNothingIsAFailedExchange()
     QCOMPARE(line.port.writeSerial(QByteArray()), QByteArray());
 
     QVERIFY(log.has("[debug][writeSerial]Timeout occurred while writing data to serial port"));
+}
+
+void tst_SystemSerialPort::shortWriteIsWorded_data()
+{
+    QTest::addColumn<qint64>("written");
+    QTest::addColumn<QString>("problem");
+
+    const QString notAll = "Not all data was written to serial port";
+    QTest::newRow("failed") << qint64(-1) << "Failed to write data to serial port";
+    QTest::newRow("nothing") << qint64(0) << notAll;
+    QTest::newRow("one too few") << qint64(2) << notAll;
+    QTest::newRow("all") << qint64(3) << QString();
+}
+
+/// An open port takes all bytes into memory, so no line brings these about.
+void tst_SystemSerialPort::shortWriteIsWorded()
+{
+    QFETCH(qint64, written);
+
+    QTEST(ky::serialWriteProblem(written, 3), "problem");
 }
 
 void tst_SystemSerialPort::savesListIndented()
