@@ -1,17 +1,17 @@
-# Builds everything and runs every test, plain and under the sanitizers, then the fuzz targets for
-# a bounded number of runs.
+# Builds everything and runs every test: under the sanitizers, the fuzz targets for a bounded number
+# of runs, and plain. That comes last, so that the summary at the end is that of the whole suite.
 set -euo pipefail
 . packaging/dev/common.sh
 need $build_packages $test_packages
 
-kinds="dev sanitize fuzz"
+kinds="sanitize fuzz dev"
 filter=()
 while [ $# -gt 0 ]; do
     case $1 in
         --plain) kinds=dev ;;
         --sanitize) kinds=sanitize ;;
         --fuzz) kinds=fuzz ;;
-        -R) kinds=${kinds% fuzz} && filter=(-R "$2") && shift ;;
+        -R) kinds=${kinds/ fuzz/} && filter=(-R "$2") && shift ;;
         *) echo "dev test: unknown option $1" >&2 && exit 2 ;;
     esac
     shift
