@@ -235,6 +235,9 @@ void tst_DaemonCan::furtherSignalsCutNoWorkShort()
 
 void tst_DaemonCan::watcherThatStopsReadingIsCutOff()
 {
+#ifdef __SANITIZE_ADDRESS__
+    QSKIP("16 MiB of events take a minute in a sanitizer build: the plain build shows it");
+#endif
     CanDaemon daemon;
     QVERIFY2(daemon.isReady(), qPrintable(daemon.errorText()));
     CanBus bus(daemon.path());
