@@ -15,13 +15,7 @@ BlockTcpObject::BlockTcpObject(QObject* parent)
 {
     _timer->setSingleShot(true);
     connect(this, &BlockTcpObject::sigDisConnectTcp, _worker, &BlockThreadTcp::disconnectSocket);
-    connect(this, &BlockTcpObject::sigSendData, this, [this] { ++_sent; });
-    connect(this, &BlockTcpObject::sigSendData, _worker,
-            [this](const QVariant& commandVar, const QVariant& byteVar, int number,
-                   const QVariant& jsonVar) {
-                ++_taken;
-                _worker->sendData(commandVar, byteVar, number, jsonVar);
-            });
+    connect(this, &BlockTcpObject::sigSendData, this, &BlockTcpObject::passOnRequest);
     connect(_worker, &BlockThreadTcp::sigDisconnected, &_inbox, [this] { emit sigDisconnected(); });
     connect(_worker, &BlockThreadTcp::sigFinished, _worker, [this] { passOnEnd(); });
     connect(this, &BlockTcpObject::sigFinished, &_eventLoop, &QEventLoop::quit);
@@ -85,6 +79,21 @@ bool BlockTcpObject::sendData(const QVariant& commandVar, const QVariant& byteVa
     if (_isOk)
         takeResult();
     return _isOk;
+}
+
+/// One event with one function costs half of a queued slot with four arguments, each of which is
+/// allocated by itself here and freed in the worker's thread.
+void BlockTcpObject::passOnRequest(const QVariant& commandVar, const QVariant& byteVar, int number,
+                                   const QVariant& jsonVar)
+{
+    ++_sent;
+    if (!_worker)
+        return;
+    const auto pass = [this, commandVar, byteVar, number, jsonVar] {
+        ++_taken;
+        _worker->sendData(commandVar, byteVar, number, jsonVar);
+    };
+    QMetaObject::invokeMethod(_worker, pass, Qt::QueuedConnection);
 }
 
 /// In the worker's thread. A refused connection is told twice, and the second end may come when the

@@ -76,6 +76,8 @@ protected:
 private:
     void slotTimeout();
     void takeResult();
+    void passOnRequest(const QVariant& commandVar, const QVariant& byteVar, int number,
+                       const QVariant& jsonVar);
     void passOnEnd();
 
     BlockThreadTcp* _worker; ///< lives in _thread and goes with it

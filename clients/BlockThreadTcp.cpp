@@ -18,6 +18,7 @@ namespace {
 
 constexpr int kConnectLimitMs = 6000;
 constexpr int kSilentCommand = 1100; ///< asked so often that its log line would hide all others
+constexpr qint64 kSmallRead = 1024;  ///< cheaper to copy than to allocate the next block
 constexpr int kLongFrame = 10001;    ///< frames from this size on are logged without their data
 
 /// The bytes of a JSON or data area as the caller gave it.
@@ -33,6 +34,18 @@ QByteArray areaBytes(const QVariant& area)
     default:
         return {};
     }
+}
+
+/// All that is there. A large amount is asked for as such: the socket then hands over the block
+/// that it read to. A small amount is copied, and the socket keeps its block for the next read.
+QByteArray readArrived(QTcpSocket& socket)
+{
+    const qint64 size = socket.bytesAvailable();
+    if (size > kSmallRead)
+        return socket.read(size);
+    QByteArray bytes(int(size), Qt::Uninitialized);
+    bytes.truncate(int(std::max<qint64>(socket.read(bytes.data(), size), 0)));
+    return bytes;
 }
 
 } // namespace
@@ -102,10 +115,8 @@ void BlockThreadTcp::makeSocket()
     _tcpSocket->setProxy(
         QNetworkProxy(QNetworkProxy::DefaultProxy, QString(), 0, QString(), QString()));
     connect(_tcpSocket, &QTcpSocket::bytesWritten, this, &BlockThreadTcp::slotBytesWritten);
-    // Asked for all that is there, the socket hands over the block that it read to. Asked for all
-    // that may come, it makes room for a block more, and moves what it has there.
     connect(_tcpSocket, &QTcpSocket::readyRead, this,
-            [this] { resolveTcpReadData(_tcpSocket->read(_tcpSocket->bytesAvailable())); });
+            [this] { resolveTcpReadData(readArrived(*_tcpSocket)); });
     connect(_tcpSocket, &QTcpSocket::disconnected, this, [this] { emit sigDisconnected(); });
     connect(_tcpSocket, &QAbstractSocket::errorOccurred, this, &BlockThreadTcp::slotError);
 }

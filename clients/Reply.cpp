@@ -27,42 +27,73 @@ QString commandName(quint16 port, quint16 command)
     return names == tables.constEnd() ? QString() : names->key(command);
 }
 
-/// The reply's own verdict: a text under "err_msg" makes it an error, whatever "ret_code" says.
-QString judgeData(Reply& reply, const QString& ip, quint16 port)
+/// What a reply says of the request.
+struct Verdict
 {
-    if (!PublicClass::init()->isJson(reply.data))
-        return {};
+    bool isJson = false; ///< the data area is JSON: it has a date and a code, if only empty ones
+    QVariant code;       ///< "ret_code" as it stands
+    QString message;     ///< the "err_msg" of the result
+};
+
+/// The reply's own verdict: a text under "err_msg" makes it an error, whatever "ret_code" says.
+Verdict judgeData(Reply& reply, const QString& ip, quint16 port)
+{
+    Verdict verdict;
+    verdict.isJson = PublicClass::init()->isJson(reply.data);
+    if (!verdict.isJson)
+        return verdict;
     const QVariantMap map = PublicClass::init()->getJsonVariant(reply.data).toMap();
     reply.createdOn = map.value(QStringLiteral("create_on")).toString();
-    const QVariant code = map.value(QStringLiteral("ret_code"));
-    reply.map.insert(QStringLiteral("create_on"), reply.createdOn);
-    reply.map.insert(QStringLiteral("ret_code"), code);
+    verdict.code = map.value(QStringLiteral("ret_code"));
 
     const QString peerText = map.value(QStringLiteral("err_msg")).toString();
     if (peerText.isEmpty())
-        return {};
-    const QString text = errorText(QString(), code.toInt(), peerText, ip, port);
-    const QString message =
-        QString::fromLatin1(kErrorMessage).arg(QString::number(code.toInt()), text);
+        return verdict;
+    const int code = verdict.code.toInt();
+    const QString text = errorText(QString(), code, peerText, ip, port);
+    verdict.message = QString::fromLatin1(kErrorMessage).arg(QString::number(code), text);
     reply.warning = QString::fromLatin1(kDataWarning)
                         .arg(ip, QString::number(port), QString::number(reply.head.revCommand),
-                             QString::number(reply.head.type), message, text);
-    return message;
+                             QString::number(reply.head.type), verdict.message, text);
+    return verdict;
 }
 
 /// A reply without data is judged by its type alone.
-QString judgeType(Reply& reply, const QString& ip, quint16 port)
+Verdict judgeType(Reply& reply, const QString& ip, quint16 port)
 {
     const int type = reply.head.type;
+    Verdict verdict;
     if (SqliteClass::init()->errorCommands.value(type).isEmpty())
-        return {};
-    const QString message =
+        return verdict;
+    verdict.message =
         QString::fromLatin1(kErrorMessage)
             .arg(QString::number(type), SqliteClass::init()->getErrorCommandValue(type));
     reply.warning = QString::fromLatin1(kCodeWarning)
                         .arg(ip, QString::number(port), QString::number(reply.head.revCommand),
-                             QString::number(type), message);
-    return message;
+                             QString::number(type), verdict.message);
+    return verdict;
+}
+
+/// The map in the order of its keys, each put behind the one before: no search, no comparison of
+/// names but one.
+QVariantMap resultMap(const Reply& reply, const Verdict& verdict, const QString& ip, quint16 port)
+{
+    QVariantMap map;
+    const auto append = [&map](const QString& key, const QVariant& value) {
+        map.insert(map.constEnd(), key, value);
+    };
+    if (verdict.isJson)
+        append(QStringLiteral("create_on"), reply.createdOn);
+    append(QStringLiteral("err_msg"), verdict.message);
+    append(QStringLiteral("ip"), ip);
+    append(QStringLiteral("number"), int(reply.head.number));
+    append(QStringLiteral("port"), int(port));
+    if (verdict.isJson)
+        append(QStringLiteral("ret_code"), verdict.code);
+    append(QStringLiteral("revCommand"), int(reply.head.type));
+    append(QStringLiteral("sendCommand"), int(reply.head.revCommand));
+    append(QStringLiteral("sendCommandStr"), commandName(port, reply.head.revCommand));
+    return map;
 }
 
 } // namespace
@@ -83,16 +114,9 @@ Reply splitReply(const FrameHead& head, const char* bytes)
 
 void judgeReply(Reply& reply, const QString& ip, quint16 port)
 {
-    QVariantMap& map = reply.map;
-    map.insert(QStringLiteral("ip"), ip);
-    map.insert(QStringLiteral("port"), int(port));
-    map.insert(QStringLiteral("number"), int(reply.head.number));
-    map.insert(QStringLiteral("sendCommand"), int(reply.head.revCommand));
-    map.insert(QStringLiteral("revCommand"), int(reply.head.type));
-    map.insert(QStringLiteral("sendCommandStr"), commandName(port, reply.head.revCommand));
-    const QString message =
+    const Verdict verdict =
         reply.data.isEmpty() ? judgeType(reply, ip, port) : judgeData(reply, ip, port);
-    map.insert(QStringLiteral("err_msg"), message);
+    reply.map = resultMap(reply, verdict, ip, port);
 }
 
 QString errorText(const QString& slot, int code, const QString& peerText, const QString& ip,
