@@ -4,6 +4,8 @@
 #include "service/FrameWriter.h"
 #include "support/JsonText.h"
 
+#include <new>
+
 namespace ky {
 
 Answer Answer::ok(const QVariantMap& values)
@@ -46,6 +48,20 @@ Answer Answer::areas(const QByteArray& json, const QByteArray& data)
 }
 
 QByteArray Answer::frame(quint16 type, quint16 number, const QDateTime& now) const
+{
+    QByteArray frame;
+    try {
+        frame = buildOwn(type, number, now);
+    } catch (const std::bad_alloc&) {
+        frame.clear();
+    }
+    if (!frame.isEmpty())
+        return frame;
+    const QString text = QStringLiteral("answer: more than one frame can hold");
+    return error(kAnswerTooLarge, text).buildOwn(type, number, now);
+}
+
+QByteArray Answer::buildOwn(quint16 type, quint16 number, const QDateTime& now) const
 {
     if (_isRaw)
         return buildFrame(type, number, _json, _data);

@@ -15,6 +15,7 @@ enum ServiceError
     kUnknownCommand = 40001,
     kBadArgument = 40002,
     kUploadFailed = 40003,
+    kAnswerTooLarge = 40004,
 };
 
 /// What a command answers: a map with "ret_code", "err_msg" and "create_on", or two areas as they
@@ -41,10 +42,13 @@ public:
     QString errorText() const { return _errorText; }
     QVariantMap values() const { return _values; }
 
-    /// The frame that goes out, made at `now`.
+    /// The frame that goes out, made at `now`. What no frame can hold, or memory has no room for,
+    /// becomes an error that says so.
     QByteArray frame(quint16 type, quint16 number, const QDateTime& now) const;
 
 private:
+    QByteArray buildOwn(quint16 type, quint16 number, const QDateTime& now) const;
+
     int _code = 0;
     QString _errorText;
     QVariantMap _values;

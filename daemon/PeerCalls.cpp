@@ -13,6 +13,7 @@ namespace {
 
 constexpr int kDefaultLimitMs = 5000;
 constexpr int kLongestLimitMs = 120000;
+constexpr int kLargestJsonArea = 0xffff; ///< the header tells its length in 16 bits
 
 bool isUtf8(const QByteArray& data)
 {
@@ -52,6 +53,8 @@ QString readPeerRequest(const QVariantMap& arguments, PeerRequest* request)
     const QVariant json = arguments.value(QStringLiteral("json"));
     if (json.isValid() && json.type() != QVariant::Map)
         return line.arg(QStringLiteral("json"), QStringLiteral("not an object"));
+    if (jsonText(json, QJsonDocument::Compact).size() > kLargestJsonArea)
+        return line.arg(QStringLiteral("json"), QStringLiteral("longer than a frame can tell"));
     request->json = json;
     const int limitMs = arguments.value(QStringLiteral("timeout_ms"), kDefaultLimitMs).toInt();
     if (limitMs < 1 || limitMs > kLongestLimitMs)
@@ -65,6 +68,10 @@ Answer peerAnswer(const PeerResult& result)
 {
     if (!result.error.isEmpty())
         return Answer::error(kPeerSilent, result.error);
+    if (result.data.size() > kLargestReply)
+        return Answer::error(kReplyTooLarge, QStringLiteral("reply [%1 bytes]: more than %2")
+                                                 .arg(result.data.size())
+                                                 .arg(kLargestReply));
     QVariantMap values{{QStringLiteral("result"), result.result}};
     const QVariant reply = parseJson(result.data);
     if (reply.isValid())

@@ -12,6 +12,7 @@ enum PeerError
 {
     kPeerSilent = 40101,
     kTooManyCalls = 40102,
+    kReplyTooLarge = 40103,
 };
 
 /// `peer_call`: asks another daemon on behalf of an operator. Each call has a thread of its own,
@@ -38,8 +39,11 @@ private:
 /// Reads the arguments of a call. A text tells what is wrong with them.
 QString readPeerRequest(const QVariantMap& arguments, PeerRequest* request);
 
+/// Bytes of a data area that are passed on. As JSON it takes several times that.
+constexpr int kLargestReply = 16 * 1024 * 1024;
+
 /// What the operator gets: "result" (the client's result map) and the data area as "reply" (JSON),
-/// "text" (UTF-8) or "base64".
+/// "text" (UTF-8) or "base64". A data area of more than kLargestReply is an error.
 Answer peerAnswer(const PeerResult& result);
 
 } // namespace ky

@@ -17,6 +17,8 @@ private slots:
     void answerShowsTheDataAsWhatTheyAre_data();
     void answerShowsTheDataAsWhatTheyAre();
     void silenceIsAnError();
+    void largestReplyIsPassedOn();
+    void largerReplyIsAnError();
 
 private:
     QTemporaryDir _folder; ///< for the command database
@@ -50,6 +52,12 @@ void tst_PeerRequest::argumentsAreChecked_data()
         << "command" << QVariant(65536) << "argument [command]: no such command";
     QTest::newRow("JSON list") << "json" << QVariant(QVariantList{1})
                                << "argument [json]: not an object";
+    const int around = int(qstrlen("{\"a\":\"\"}"));
+    QTest::newRow("JSON of 65535 bytes")
+        << "json" << QVariant(QVariantMap{{"a", QString(65535 - around, 'x')}}) << "";
+    QTest::newRow("JSON of 65536 bytes")
+        << "json" << QVariant(QVariantMap{{"a", QString(65536 - around, 'x')}})
+        << "argument [json]: longer than a frame can tell";
     QTest::newRow("limit 0") << "timeout_ms" << QVariant(0)
                              << "argument [timeout_ms]: not in 1 to 120000";
     QTest::newRow("limit 120000") << "timeout_ms" << QVariant(120000) << "";
@@ -120,6 +128,28 @@ void tst_PeerRequest::silenceIsAnError()
 
     QCOMPARE(answer.code(), int(ky::kPeerSilent));
     QCOMPARE(answer.errorText(), QString("Tcp requst timeout"));
+}
+
+void tst_PeerRequest::largestReplyIsPassedOn()
+{
+    ky::PeerResult result;
+    result.data = QByteArray(ky::kLargestReply, 'x');
+
+    const ky::Answer answer = ky::peerAnswer(result);
+
+    QCOMPARE(answer.code(), 0);
+    QCOMPARE(answer.values().value("text").toString().size(), ky::kLargestReply);
+}
+
+void tst_PeerRequest::largerReplyIsAnError()
+{
+    ky::PeerResult result;
+    result.data = QByteArray(ky::kLargestReply + 1, 'x');
+
+    const ky::Answer answer = ky::peerAnswer(result);
+
+    QCOMPARE(answer.code(), int(ky::kReplyTooLarge));
+    QCOMPARE(answer.errorText(), QString("reply [16777217 bytes]: more than 16777216"));
 }
 
 QTEST_GUILESS_MAIN(tst_PeerRequest)

@@ -7,6 +7,7 @@
 #include <QTest>
 #include <QThread>
 
+#include <limits>
 #include <memory>
 
 class tst_Relay : public QObject
@@ -19,6 +20,7 @@ private slots:
     void rowIsFoundByNumberWhateverTheName();
     void areasAreAnsweredAsTheyCame();
     void failureCarriesCodeAndText();
+    void answerThatNoFrameHoldsIsAnError();
     void unknownCommandIsAnswered();
     void typeIsReadModulo65536();
     void argumentsComeFromEitherArea_data();
@@ -98,6 +100,21 @@ void tst_Relay::areasAreAnsweredAsTheyCame()
 
     QCOMPARE(_sink.sent.value(0).jsonSize(), 2);
     QCOMPARE(_sink.sent.value(0).body, QByteArray("{}a\0b", 5));
+}
+
+void tst_Relay::answerThatNoFrameHoldsIsAnError()
+{
+    // Never read: it is its size alone that does not fit.
+    const QByteArray huge = QByteArray::fromRawData("x", std::numeric_limits<int>::max() - 16);
+    _relay->addCommand("one", [&](const ky::Request&) { return ky::Answer::areas({}, huge); });
+
+    ask(2001);
+
+    QCOMPARE(_sink.sent.size(), 1);
+    QCOMPARE(_sink.sent.first().type(), 12001);
+    QCOMPARE(_sink.sent.first().map().value("ret_code").toInt(), 40004);
+    QCOMPARE(_sink.sent.first().map().value("err_msg").toString(),
+             QString("answer: more than one frame can hold"));
 }
 
 void tst_Relay::failureCarriesCodeAndText()
