@@ -10,7 +10,10 @@
 namespace {
 
 constexpr int kWifiStatus = 2351;
+constexpr int kSupervisionSet = 2357;
 constexpr int kSupervisionPause = 2359;
+constexpr int kSubscribe = 2003;
+constexpr int kLinkEvent = 2900;
 
 } // namespace
 
@@ -28,6 +31,7 @@ private slots:
     void cardIsSwitchedByNumber();
     void pauseWaitsItsTurnOnTheNetworkThread();
     void statusTellsWhatIsInForce();
+    void reportOfALostLinkReachesWhoAskedForIt();
 
 private:
     ProgramResult call(const QString& command, const QString& json = QStringLiteral("{}"))
@@ -144,6 +148,31 @@ void tst_DaemonRoaming::statusTellsWhatIsInForce()
     QCOMPARE(after.value("is_roaming").toBool(), true);
     QCOMPARE(after.value("is_reporting").toBool(), true);
     QCOMPARE(after.value("method").toInt(), 2);
+}
+
+// The whole road: a cycle of supervision, its frame by the courier to the port where the daemon
+// itself listens for it, and from there to everybody who subscribed.
+void tst_DaemonRoaming::reportOfALostLinkReachesWhoAskedForIt()
+{
+    DaemonFixture daemon;
+    SimulatedHost host;
+    daemon.runUnder({programPath("hostsim"), "run", "--state", host.folder(), "--"});
+    QVERIFY2(daemon.start("autoConnectEnabled=true"), qPrintable(daemon.errorText()));
+    QFile file(daemon.home() + "/appInfo/setting/WirelessCard.ini");
+    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    file.write("[WirelessCard]\nautoConnectWaitTime=5000\nisDisconnectionSendError=true\n"
+               "DisconnectionMethod=1\nPingIP=203.0.113.9\n");
+    file.close();
+    QCOMPARE(daemon.kyctl({"net", "settings", "--reload"}).status, 0);
+    FrameClient client(daemon.port());
+    QCOMPARE(client.ask(kSubscribe, {}, R"({"events":["event_link"]})").code(), 0);
+
+    QCOMPARE(client.ask(kSupervisionSet, R"({"on":true})").code(), 0);
+
+    const WireFrame event = client.receive(20000);
+    QCOMPARE(event.type, kLinkEvent);
+    QCOMPARE(event.map().value("state").toString(), QString("lost"));
+    QCOMPARE(host.lines().filter("ping -c 1 203.0.113.9").size(), 1);
 }
 
 QTEST_GUILESS_MAIN(tst_DaemonRoaming)
