@@ -3,6 +3,8 @@
 #include "cli/Table.h"
 #include "support/JsonText.h"
 
+#include <unistd.h>
+
 #include <cstdio>
 
 namespace ky {
@@ -24,16 +26,21 @@ QString errorSentence(const PeerReply& reply)
                : QStringLiteral("the peer answered with error %1: %2").arg(reply.code).arg(text);
 }
 
-/// The areas of an answer as they came, a line for each that is not empty.
-QByteArray bodyOf(const PeerReply& reply)
+/// What an answer says must not steer a person's terminal; a file or a pipe gets every byte.
+void printBody(const PeerReply& reply)
+{
+    printOut(bodyText(reply, ::isatty(STDOUT_FILENO) == 1));
+}
+
+} // namespace
+
+QByteArray bodyText(const PeerReply& reply, bool isForTerminal)
 {
     QByteArray text;
     for (const QByteArray& area : {jsonText(reply.json, QJsonDocument::Compact), reply.data})
         text += area.isEmpty() || area.endsWith('\n') ? area : area + '\n';
-    return text;
+    return isForTerminal ? printableText(QString::fromUtf8(text)).toUtf8() : text;
 }
-
-} // namespace
 
 Invocation::Invocation(const CommandLine& line)
     : _line(withVerbTimeout(line))
@@ -42,7 +49,8 @@ Invocation::Invocation(const CommandLine& line)
 
 int Invocation::ask(const char* command, const QVariantMap& json, const Printer& print)
 {
-    return show(_peer.ask(QLatin1String(command), json), print);
+    const QVariant area = json.isEmpty() ? QVariant() : QVariant(json);
+    return show(_peer.ask(QLatin1String(command), area), print);
 }
 
 int Invocation::show(const PeerReply& reply, const Printer& printMap)
@@ -55,11 +63,11 @@ int Invocation::show(const PeerReply& reply, const Printer& printMap)
     if (isError && (!_line.global.isJson || reply.map.isEmpty()))
         complain(errorSentence(reply));
     else if (_line.global.isJson)
-        printOut(bodyOf(reply));
+        printBody(reply);
     else if (printMap)
         printMap(reply.map);
     else if (reply.map.isEmpty() || reply.json.isValid())
-        printOut(bodyOf(reply));
+        printBody(reply);
     else
         print(mapText(reply.map));
     return isError ? kPeerError : kDone;

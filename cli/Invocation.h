@@ -43,6 +43,10 @@ private:
     Peer _peer;
 };
 
+/// The areas of an answer as they came, a line for each that is not empty; for a terminal with "?"
+/// in the place of control characters.
+QByteArray bodyText(const PeerReply& reply, bool isForTerminal);
+
 /// Sends text to standard output at once.
 void printOut(const QByteArray& text);
 

@@ -6,12 +6,10 @@
 #include "support/JsonText.h"
 
 #include <QAbstractSocket>
-#include <QFile>
-#include <QHostInfo>
+#include <QHostAddress>
 #include <QTimer>
 
 #include <limits>
-#include <utility>
 
 namespace ky {
 
@@ -57,22 +55,18 @@ PeerReply unanswered(const QString& sentence)
 
 } // namespace
 
-QString addressOf(const QString& host)
+QString resolvePeer(const GlobalOptions& options, QString* address, const LookUp& lookUp)
 {
     // The client compares the peer's address with what it was told, so it is told an address.
-    if (!QHostAddress(host).isNull())
-        return host;
-    const QList<QHostAddress> addresses = QHostInfo::fromName(host).addresses();
-    for (const QHostAddress& address : addresses) {
-        if (address.protocol() == QAbstractSocket::IPv4Protocol)
-            return address.toString();
-    }
-    return {};
-}
-
-QString noSuchHostSentence(const GlobalOptions& options)
-{
-    return QStringLiteral("no answer from %1: no such host").arg(peerName(options));
+    const bool isAddress = !QHostAddress(options.host).isNull();
+    const std::optional<QString> found =
+        isAddress ? options.host : lookUpWithin(options.timeoutMs, options.host, lookUp);
+    if (!found)
+        return noAnswerSentence(QString(), options);
+    *address = *found;
+    return address->isEmpty()
+               ? QStringLiteral("no answer from %1: no such host").arg(peerName(options))
+               : QString();
 }
 
 QString noAnswerSentence(const QString& clientError, const GlobalOptions& options)
@@ -83,6 +77,11 @@ QString noAnswerSentence(const QString& clientError, const GlobalOptions& option
             .arg(peerName(options))
             .arg(options.timeoutMs);
     return line.arg(reasonOf(clientError));
+}
+
+bool fitsJsonArea(const QVariant& json)
+{
+    return jsonText(json, QJsonDocument::Compact).size() <= 0xffff;
 }
 
 PeerReply readReply(const QByteArray& data, const QVariantMap& result)
@@ -105,7 +104,7 @@ Peer::Peer(const GlobalOptions& options)
 
 Peer::~Peer() = default;
 
-PeerReply Peer::ask(const QString& command, const QVariantMap& json, const QByteArray& data)
+PeerReply Peer::ask(const QString& command, const QVariant& json, const QByteArray& data)
 {
     PeerReply failure;
     const std::optional<int> number = numberOf(command, &failure);
@@ -125,6 +124,7 @@ std::optional<int> Peer::numberOf(const QString& command, PeerReply* failure)
     }
     if (_numbers.contains(command))
         return _numbers.value(command);
+    *failure = PeerReply();
     failure->isAnswered = true;
     failure->code = -1;
     failure->errorText = QStringLiteral("the peer has no command '%1'").arg(command);
@@ -146,22 +146,22 @@ QString Peer::connectClient()
 {
     if (_client)
         return {};
-    const QString address = addressOf(_options.host);
-    if (address.isEmpty())
-        return noSuchHostSentence(_options);
+    QString address;
+    const QString problem = resolvePeer(_options, &address);
+    if (!problem.isEmpty())
+        return problem;
     _client = std::make_unique<BlockTcpObject>();
     _client->init(address, _options.port);
     return {};
 }
 
-PeerReply Peer::exchange(int number, const QVariantMap& json, const QByteArray& data)
+PeerReply Peer::exchange(int number, const QVariant& json, const QByteArray& data)
 {
     const QString problem = connectClient();
     if (!problem.isEmpty())
         return unanswered(problem);
     _client->setWaitTimeout(_options.timeoutMs);
-    const QVariant jsonArea = json.isEmpty() ? QVariant() : QVariant(json);
-    if (!_client->sendData(number, data, nextNumber(), jsonArea))
+    if (!_client->sendData(number, data, nextNumber(), json))
         return unanswered(noAnswerSentence(_client->lastError(), _options));
     return takeReply();
 }
@@ -196,11 +196,6 @@ PeerReply Peer::upload(const QByteArray& content, const std::function<void(qint6
         return unanswered(noAnswerSentence(
             isStalled ? QLatin1String(kTimeoutText) : _client->lastError(), _options));
     return takeReply();
-}
-
-void Peer::keep(std::unique_ptr<QFile> file)
-{
-    _file = std::move(file);
 }
 
 int Peer::nextNumber()

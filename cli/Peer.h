@@ -1,6 +1,7 @@
 #pragma once
 
 #include "cli/CommandLine.h"
+#include "cli/HostName.h"
 
 #include <QMap>
 #include <QVariantMap>
@@ -10,7 +11,6 @@
 #include <optional>
 
 class BlockTcpObject;
-class QFile;
 
 namespace ky {
 
@@ -38,16 +38,12 @@ public:
     Peer& operator=(const Peer&) = delete;
 
     /// Sends one request and waits for its answer. `command` is a number or a name.
-    PeerReply ask(const QString& command, const QVariantMap& json = {},
-                  const QByteArray& data = {});
+    /// A valid `json` goes out as JSON area, an empty map, too.
+    PeerReply ask(const QString& command, const QVariant& json = {}, const QByteArray& data = {});
 
     /// Sends a file's content, in pieces. `onSent` hears how many bytes of it are on their way. The
     /// time limit counts from the last piece that went out.
     PeerReply upload(const QByteArray& content, const std::function<void(qint64)>& onSent);
-
-    /// Keeps the file that an upload's content is a view of. The client may still read that after
-    /// the time limit has passed, until it ends with this object.
-    void keep(std::unique_ptr<QFile> file);
 
     /// The number behind a name or a number in text. If there is none, `failure` holds the reply
     /// that tells why.
@@ -63,10 +59,9 @@ private:
     QString connectClient();
     int nextNumber();
     PeerReply takeReply() const;
-    PeerReply exchange(int number, const QVariantMap& json, const QByteArray& data);
+    PeerReply exchange(int number, const QVariant& json, const QByteArray& data);
 
     GlobalOptions _options;
-    std::unique_ptr<QFile> _file; ///< in front of the client, whose end waits for its thread
     std::unique_ptr<BlockTcpObject> _client;
     QMap<QString, int> _numbers;
     int _lastNumber = 0;
@@ -76,13 +71,18 @@ private:
 constexpr int kCommandsNumber = 2001;
 constexpr int kUploadNumber = 5104;
 
-/// The IPv4 address of a host name; empty if there is none. An address stands for itself.
-QString addressOf(const QString& host);
-QString noSuchHostSentence(const GlobalOptions& options);
+/// The address of the peer, within its time limit; an address stands for itself. Empty on success,
+/// else the sentence that tells why there is nobody to ask.
+QString resolvePeer(const GlobalOptions& options, QString* address,
+                    const LookUp& lookUp = ipv4AddressOf);
 
 /// What kyctl says when the peer's answer did not come, from the words of the client. No words:
 /// it did not come in time.
 QString noAnswerSentence(const QString& clientError, const GlobalOptions& options);
+
+/// Whether a frame can tell the length of this JSON area, which it does in 16 bits.
+bool fitsJsonArea(const QVariant& json);
+constexpr char kJsonAreaRule[] = "the JSON is longer than a frame can tell";
 
 /// Reads the areas of an answer.
 PeerReply readReply(const QByteArray& data, const QVariantMap& result);

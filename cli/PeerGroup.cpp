@@ -23,6 +23,8 @@ int runCall(Invocation& call)
             return call.wrong(QStringLiteral("'%1' is not a JSON object").arg(call.argument(3)));
         request.insert(QStringLiteral("json"), json);
     }
+    if (!fitsJsonArea(request))
+        return call.wrong(QLatin1String(kJsonAreaRule));
     const int longestMs = std::numeric_limits<int>::max() - kSlackMs;
     call.peer().setTimeoutMs(qMin(call.global().timeoutMs, longestMs) + kSlackMs);
     const PeerReply reply = call.peer().ask(QStringLiteral("peer_call"), request);

@@ -9,19 +9,16 @@ namespace ky {
 
 namespace {
 
-constexpr int kLargestJsonArea = 0xffff;
-
 int runCall(Invocation& call)
 {
-    QVariantMap json;
+    QVariant json;
     const QString text = call.argument(1);
     if (!text.isEmpty()) {
-        const QVariant value = parseJson(text.toUtf8());
-        if (value.type() != QVariant::Map)
+        json = parseJson(text.toUtf8());
+        if (json.type() != QVariant::Map)
             return call.wrong(QStringLiteral("'%1' is not a JSON object").arg(text));
-        if (jsonText(value, QJsonDocument::Compact).size() > kLargestJsonArea)
-            return call.wrong(QStringLiteral("the JSON is longer than a frame can tell"));
-        json = value.toMap();
+        if (!fitsJsonArea(json))
+            return call.wrong(QLatin1String(kJsonAreaRule));
     }
     QByteArray data;
     if (call.has("--data")) {

@@ -22,9 +22,10 @@ int StatusProbe::remainingMs() const
 
 QString StatusProbe::connectPeer()
 {
-    const QString address = addressOf(_options.host);
-    if (address.isEmpty())
-        return noSuchHostSentence(_options);
+    QString address;
+    const QString problem = resolvePeer(_options, &address);
+    if (!problem.isEmpty())
+        return problem;
     _client->connectHost(address, _options.port);
     if (_client->tcpSocket()->waitForConnected(remainingMs()))
         return {};

@@ -77,7 +77,15 @@ int runSend(Invocation& call)
     RobotUdpClient udp;
     udp.connectUdpSocket(host.toString(), port, 0);
     udp.sendData(call.argument(2).toUtf8(), host, port);
-    return kDone;
+    // The endpoint keeps a failed write to its log, but its socket knows.
+    const auto* socket = udp.findChild<QUdpSocket*>();
+    if (socket && socket->error() == QAbstractSocket::UnknownSocketError)
+        return kDone;
+    call.complain(QStringLiteral("nothing was sent to %1 port %2: %3")
+                      .arg(host.toString())
+                      .arg(port)
+                      .arg(socket ? socket->errorString() : QString()));
+    return kNoAnswer;
 }
 
 } // namespace

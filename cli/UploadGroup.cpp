@@ -1,16 +1,17 @@
 #include "cli/Groups.h"
 #include "cli/Invocation.h"
 #include "cli/Progress.h"
+#include "cli/Table.h"
 
 #include <QCryptographicHash>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
 
-#include <memory>
-#include <utility>
-
 #include <unistd.h>
+
+#include <new>
+#include <optional>
 
 namespace ky {
 
@@ -19,12 +20,22 @@ namespace {
 // A frame is one block of memory.
 constexpr qint64 kLargestUpload = 0x7fff0000;
 
-QByteArray contentOf(QFile& file)
+/// Nothing, with the reason, if the file cannot be read or is not what its size says. A view of the
+/// file would cost no memory, but end this program if somebody shortened the file meanwhile.
+std::optional<QByteArray> contentOf(QFile& file, QString* problem)
 {
-    // Mapped, a file costs no memory of its own beside the frame.
-    if (const uchar* bytes = file.size() > 0 ? file.map(0, file.size()) : nullptr)
-        return QByteArray::fromRawData(reinterpret_cast<const char*>(bytes), int(file.size()));
-    return file.readAll();
+    try {
+        const qint64 size = file.size();
+        // Files without a size, as the kernel makes them, are read to their end.
+        QByteArray content = size > 0 ? file.read(size) : file.readAll();
+        if (content.size() >= size)
+            return content;
+        *problem = file.error() == QFileDevice::NoError ? QStringLiteral("it was shortened")
+                                                        : file.errorString();
+    } catch (const std::bad_alloc&) {
+        *problem = QStringLiteral("no memory for it");
+    }
+    return {};
 }
 
 int compare(Invocation& call, const PeerReply& reply, const QByteArray& content)
@@ -34,7 +45,7 @@ int compare(Invocation& call, const PeerReply& reply, const QByteArray& content)
     if (theirs.isEmpty() || theirs == ours)
         return kDone;
     call.complain(QStringLiteral("the file differs over there: SHA-256 %1, here %2")
-                      .arg(QString::fromLatin1(theirs), QString::fromLatin1(ours)));
+                      .arg(valueText(QString::fromUtf8(theirs)), QString::fromLatin1(ours)));
     return kPeerError;
 }
 
@@ -51,8 +62,7 @@ PeerReply send(Invocation& call, const QByteArray& content)
 
 int runUpload(Invocation& call)
 {
-    auto opened = std::make_unique<QFile>(call.argument(0));
-    QFile& file = *opened;
+    QFile file(call.argument(0));
     // Opening a folder or a pipe would succeed and tell no size.
     if (QFileInfo(file).exists() && !QFileInfo(file).isFile())
         return call.wrong(QStringLiteral("file [%1]: not a file").arg(file.fileName()));
@@ -63,11 +73,13 @@ int runUpload(Invocation& call)
             QStringLiteral("file [%1]: %2 is more than one frame of this client "
                            "takes (%3)")
                 .arg(file.fileName(), sizeText(file.size()), sizeText(kLargestUpload)));
-    const QByteArray content = contentOf(file);
-    call.peer().keep(std::move(opened));
-    const PeerReply reply = send(call, content);
+    QString problem;
+    const std::optional<QByteArray> content = contentOf(file, &problem);
+    if (!content)
+        return call.wrong(QStringLiteral("file [%1]: %2").arg(file.fileName(), problem));
+    const PeerReply reply = send(call, *content);
     const int status = call.show(reply);
-    return status == kDone ? compare(call, reply, content) : status;
+    return status == kDone ? compare(call, reply, *content) : status;
 }
 
 } // namespace

@@ -27,6 +27,10 @@ private slots:
     void callShowsTheAnswer();
     void callByNumberNeedsNoTable();
     void callSendsAFile();
+    void emptyMapIsSentAsJsonArea();
+    void unknownNameIsNoTableAsJson();
+    void jsonThatNoFrameTellsIsStatus2_data();
+    void jsonThatNoFrameTellsIsStatus2();
     void errorOfThePeerIsStatus1_data();
     void errorOfThePeerIsStatus1();
     void jsonIsOneLine();
@@ -42,6 +46,7 @@ private slots:
     void watchTellsThatThePeerHasGone();
     void udpTextArrives();
     void udpPortInUseIsStatus3();
+    void udpTextThatIsNotSentIsStatus3();
 
     void uploadIsComparedWithTheDisk();
     void uploadPrintsPlainLinesWithoutATerminal();
@@ -49,6 +54,9 @@ private slots:
     void uploadOfWhatIsNoFileIsStatus2();
     void uploadToAPeerThatStopsReadingIsStatus3();
     void uploadThatDiffersOverThereIsStatus1();
+    void uploadMasksWhatWouldSteerTheTerminal();
+    void uploadOfAFileThatIsShortenedIsWhole();
+    void uploadOfAFileWithoutASizeIsReadToItsEnd();
 
     void deadPortIsStatus3_data();
     void deadPortIsStatus3();
@@ -203,6 +211,52 @@ void tst_Kyctl::callSendsAFile()
     const ProgramResult result = _daemon.kyctl({"call", "echo", "--data", file.fileName()});
 
     QCOMPARE(result.output, QByteArray("from the file\n"));
+}
+
+void tst_Kyctl::emptyMapIsSentAsJsonArea()
+{
+    QByteArray received;
+    const auto takeIn = [&received](QTcpSocket& socket) {
+        received += socket.readAll();
+        if (received.size() >= 16)
+            socket.write(FrameClient::frame(12000, 1, {}, "{}"));
+    };
+    runAgainst(
+        {"call", "2000", "{}"}, [](QTcpSocket&) {}, takeIn);
+    QCOMPARE(received.mid(16), QByteArray("{}"));
+    QCOMPARE(received.mid(12, 2), QByteArray("\0\2", 2));
+
+    received.clear();
+    runAgainst(
+        {"call", "2000"}, [](QTcpSocket&) {}, takeIn);
+    QCOMPARE(received.size(), 16);
+}
+
+void tst_Kyctl::unknownNameIsNoTableAsJson()
+{
+    const ProgramResult result = _daemon.kyctl({"--json", "call", "dance"});
+
+    QCOMPARE(result.status, 1);
+    QCOMPARE(result.output, QByteArray());
+    QCOMPARE(result.errors, QByteArray("kyctl: the peer has no command 'dance'\n"));
+}
+
+void tst_Kyctl::jsonThatNoFrameTellsIsStatus2_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    const QString json = QStringLiteral("{\"a\":\"%1\"}").arg(QString(65536, 'x'));
+    QTest::newRow("call") << QStringList{"call", "2000", json};
+    QTest::newRow("peer call") << QStringList{"peer", "call", "127.0.0.1", "19208", "2000", json};
+}
+
+void tst_Kyctl::jsonThatNoFrameTellsIsStatus2()
+{
+    QFETCH(QStringList, arguments);
+
+    const ProgramResult result = _daemon.kyctl(arguments);
+
+    QCOMPARE(result.status, 2);
+    QCOMPARE(result.errors, QByteArray("kyctl: the JSON is longer than a frame can tell\n"));
 }
 
 void tst_Kyctl::errorOfThePeerIsStatus1_data()
@@ -401,6 +455,17 @@ void tst_Kyctl::udpPortInUseIsStatus3()
     QVERIFY(result.errors.startsWith("kyctl: port "));
 }
 
+void tst_Kyctl::udpTextThatIsNotSentIsStatus3()
+{
+    // One byte more than a datagram holds.
+    const ProgramResult result =
+        runProgram("kyctl", {"udp", "send", "127.0.0.1", "9", QString(65508, 'x')});
+
+    QCOMPARE(result.status, 3);
+    QVERIFY2(result.errors.startsWith("kyctl: nothing was sent to 127.0.0.1 port 9: "),
+             result.errors.constData());
+}
+
 void tst_Kyctl::uploadIsComparedWithTheDisk()
 {
     QFile file(_folder.filePath("upgrade.zip"));
@@ -487,6 +552,67 @@ void tst_Kyctl::uploadThatDiffersOverThereIsStatus1()
 
     QCOMPARE(result.status, 1);
     QVERIFY(result.errors.contains("the file differs over there"));
+}
+
+void tst_Kyctl::uploadMasksWhatWouldSteerTheTerminal()
+{
+    QFile file(_folder.filePath("masked.zip"));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write("content");
+    file.close();
+    const QByteArray answer = FrameClient::frame(
+        15104, 1, {}, "{\"ret_code\":0,\"err_msg\":\"\",\"sha256\":\"\\u001b]0;x\\u0007\"}");
+
+    const ProgramResult result = runAgainst(
+        {"upload", file.fileName()}, [](QTcpSocket&) {},
+        [&](QTcpSocket& socket) {
+            socket.readAll();
+            socket.write(answer);
+        });
+
+    QCOMPARE(result.status, 1);
+    QVERIFY2(result.errors.contains("SHA-256 ?]0;x?, here "), result.errors.constData());
+    QVERIFY(!result.errors.contains('\x1b'));
+}
+
+void tst_Kyctl::uploadOfAFileThatIsShortenedIsWhole()
+{
+    constexpr int kSize = 64 * 1024 * 1024;
+    QFile file(_folder.filePath("shortened.zip"));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    QVERIFY(file.resize(kSize));
+    file.close();
+    qint64 received = 0;
+
+    const ProgramResult result = runAgainst(
+        {"upload", file.fileName()}, [](QTcpSocket&) {},
+        [&](QTcpSocket& socket) {
+            // The first bytes of the frame are here: kyctl has taken the file.
+            if (received == 0)
+                file.resize(0);
+            received += socket.readAll().size();
+            if (received >= kSize + 16)
+                socket.write(FrameClient::frame(15104, 1, {}, "{\"ret_code\":0}"));
+        });
+
+    QCOMPARE(received, qint64(kSize + 16));
+    QCOMPARE(result.errors.count("kyctl:"), 0);
+    QCOMPARE(result.status, 0);
+}
+
+void tst_Kyctl::uploadOfAFileWithoutASizeIsReadToItsEnd()
+{
+    QByteArray received;
+
+    const ProgramResult result = runAgainst(
+        {"upload", "/proc/self/status"}, [](QTcpSocket&) {},
+        [&](QTcpSocket& socket) {
+            received += socket.readAll();
+            socket.write(FrameClient::frame(15104, 1, {}, "{\"ret_code\":0}"));
+        });
+
+    QCOMPARE(result.status, 0);
+    QVERIFY(received.contains("kyctl"));
 }
 
 void tst_Kyctl::deadPortIsStatus3_data()

@@ -1,7 +1,7 @@
+#include "cli/Invocation.h"
 #include "cli/Peer.h"
 
-#include <QFile>
-#include <QPointer>
+#include <QSemaphore>
 #include <QTest>
 
 #include <memory>
@@ -11,12 +11,15 @@ class tst_PeerWords : public QObject
     Q_OBJECT
 
 private slots:
-    void keptFileLivesAsLongAsThePeer();
     void missingAnswerIsASentence_data();
     void missingAnswerIsASentence();
     void replyIsRead_data();
     void replyIsRead();
     void addressStandsForItself();
+    void unknownNameIsNoSuchHost();
+    void resolverThatHangsIsLeftAfterTheLimit();
+    void jsonAreaOf65535BytesFits();
+    void bodyForATerminalSteersNothing();
 };
 
 void tst_PeerWords::missingAnswerIsASentence_data()
@@ -86,22 +89,66 @@ void tst_PeerWords::replyIsRead()
 
 void tst_PeerWords::addressStandsForItself()
 {
-    QCOMPARE(ky::addressOf("10.1.2.3"), QString("10.1.2.3"));
-    QCOMPARE(ky::addressOf("localhost"), QString("127.0.0.1"));
+    ky::GlobalOptions options;
+    QString address;
+    options.host = "10.1.2.3";
+    QCOMPARE(ky::resolvePeer(options, &address), QString());
+    QCOMPARE(address, QString("10.1.2.3"));
+
+    options.host = "localhost";
+    QCOMPARE(ky::resolvePeer(options, &address), QString());
+    QCOMPARE(address, QString("127.0.0.1"));
 }
 
-void tst_PeerWords::keptFileLivesAsLongAsThePeer()
+void tst_PeerWords::unknownNameIsNoSuchHost()
 {
-    auto file = std::make_unique<QFile>();
-    const QPointer<QFile> watched = file.get();
-    {
-        ky::Peer peer{ky::GlobalOptions()};
+    ky::GlobalOptions options;
+    options.host = "h";
+    options.port = 5;
+    QString address;
 
-        peer.keep(std::move(file));
+    QCOMPARE(ky::resolvePeer(options, &address, [](const QString&) { return QString(); }),
+             QString("no answer from h:5: no such host"));
+}
 
-        QVERIFY(watched);
-    }
-    QVERIFY(!watched);
+void tst_PeerWords::resolverThatHangsIsLeftAfterTheLimit()
+{
+    ky::GlobalOptions options;
+    options.host = "h";
+    options.port = 5;
+    options.timeoutMs = 50;
+    QString address;
+    const auto resolved = std::make_shared<QSemaphore>();
+    const auto left = std::make_shared<QSemaphore>();
+
+    const QString problem = ky::resolvePeer(options, &address, [=](const QString&) {
+        resolved->tryAcquire(1, 10000);
+        left->release();
+        return QString("10.0.0.1");
+    });
+
+    QCOMPARE(problem, QString("no answer from h:5 within 50 ms"));
+    QCOMPARE(address, QString());
+    QCOMPARE(left->available(), 0);
+    resolved->release();
+    QVERIFY(left->tryAcquire(1, 10000));
+}
+
+void tst_PeerWords::jsonAreaOf65535BytesFits()
+{
+    const QString text(65535 - int(qstrlen("{\"a\":\"\"}")), QLatin1Char('x'));
+
+    QVERIFY(ky::fitsJsonArea(QVariantMap{{"a", text}}));
+    QVERIFY(!ky::fitsJsonArea(QVariantMap{{"a", text + QLatin1Char('x')}}));
+}
+
+void tst_PeerWords::bodyForATerminalSteersNothing()
+{
+    ky::PeerReply reply;
+    reply.data = "a\x1b]0;owned\x07\nb\x9b";
+
+    QCOMPARE(ky::bodyText(reply, true), QByteArray("a?]0;owned?\nb\xef\xbf\xbd\n"));
+    QCOMPARE(ky::bodyText(reply, false), reply.data + '\n');
 }
 
 QTEST_GUILESS_MAIN(tst_PeerWords)
