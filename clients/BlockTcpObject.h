@@ -46,7 +46,8 @@ public:
 
     QString lastError() const;
     void setLastError(const QString& text);
-    /// The worker's result map; "ret_code" 404 and "msg" are added after a failure.
+    /// The worker's result map; "ret_code" 404 and "msg" are added after a socket error and after a
+    /// time-out of the call.
     QVariantMap receiveMap() const;
     void setReceiveMap(const QVariantMap& map);
     QByteArray receiveData() const;

@@ -23,7 +23,8 @@ struct Reply;
 /// Thread: all slots run in the worker's thread and belong there. Connecting blocks it for up to
 /// 6 s; nothing else blocks. The accessors may be called from any thread; a result is meant to be
 /// read after sigFinished(), but a peer that answers late or twice may replace it at any time.
-/// Errors: isOk and lastError; transport failures also put "ret_code" 404 and "msg" into the map.
+/// Errors: isOk and lastError; a socket error also puts "ret_code" 404 and "msg" into the map. No
+/// exception leaves it: a reply that memory has no room for ends the connection.
 class Q_DECL_EXPORT BlockThreadTcp : public QObject
 {
     Q_OBJECT
@@ -107,6 +108,8 @@ private:
     void writeChunk();
     qint64 unwritten() const;
     void logSent(int command, int number, int frameSize, const QByteArray& data) const;
+    void takeFrames();
+    void giveUp();
     void dropNoise();
     void reportProgress(const ky::FrameHead& head);
     void takeFrame(const ky::FrameHead& head);

@@ -8,6 +8,8 @@
 #include "host/PublicClass.h"
 #include "service/FrameWriter.h"
 
+#include <new>
+
 namespace {
 
 constexpr quint16 kQuietReply = 11100; ///< answer of the silent command: no progress, no log
@@ -33,12 +35,27 @@ QString shownData(const ky::Reply& reply)
 
 void BlockThreadTcp::resolveTcpReadData(const QByteArray& bytes)
 {
-    if (!_readBuffer.append(bytes)) {
-        const int held = _readBuffer.size();
-        disconnectSocket();
-        fail(QStringLiteral("reply [%1 bytes and more]: no memory").arg(held));
-        return;
+    try {
+        if (_readBuffer.append(bytes))
+            takeFrames();
+        else
+            giveUp();
+    } catch (const std::bad_alloc&) {
+        giveUp();
     }
+}
+
+/// Where there is no memory for what the peer sends only its own connection may suffer. What fits
+/// as bytes may still be too long for a text of it.
+void BlockThreadTcp::giveUp()
+{
+    const int held = _readBuffer.size();
+    disconnectSocket();
+    fail(QStringLiteral("reply [%1 bytes and more]: no memory").arg(held));
+}
+
+void BlockThreadTcp::takeFrames()
+{
     while (!_readBuffer.isEmpty() && !isNeedStop()) {
         // A lone sync byte is dropped, too: the version behind it is not there.
         if (!ky::startsFrame(_readBuffer.data(), _readBuffer.size())) {

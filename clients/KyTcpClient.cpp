@@ -11,6 +11,7 @@
 #include <QTcpSocket>
 
 #include <algorithm>
+#include <new>
 
 namespace {
 
@@ -56,7 +57,13 @@ bool KyTcpClient::sendData(const QVariantMap& map)
     // has run out.
     socket.waitForReadyRead(kWaitMs);
     _lastMessage.clear();
-    return receiveAnswer(socket, deadline);
+    try {
+        return receiveAnswer(socket, deadline);
+    } catch (const std::bad_alloc&) {
+        KY_WARNING << "[no memory for the answer of" << ip << port << "]";
+        _lastMessage.clear();
+        return false;
+    }
 }
 
 bool KyTcpClient::receiveAnswer(QTcpSocket& socket, const QDeadlineTimer& deadline)
@@ -100,10 +107,18 @@ bool KyTcpClient::receiveLast(QTcpSocket& socket)
 
 int KyTcpClient::resolveTcpReadData(const QByteArray& b)
 {
-    if (!ky::appendWithin(_lastMessage, b)) {
-        _lastMessage.clear();
-        return -1;
+    try {
+        if (ky::appendWithin(_lastMessage, b))
+            return takeFrame();
+    } catch (const std::bad_alloc&) {
+        // As below: there is no room for this answer, or for the text that is made of it.
     }
+    _lastMessage.clear();
+    return -1;
+}
+
+int KyTcpClient::takeFrame()
+{
     if (!dropNoise())
         return -1;
     if (_lastMessage.size() < ky::kHeaderSize)

@@ -39,6 +39,7 @@ signals:
 private:
     bool receiveAnswer(QTcpSocket& socket, const QDeadlineTimer& deadline);
     bool receiveLast(QTcpSocket& socket);
+    int takeFrame();
     bool dropNoise();
 
     QByteArray _lastMessage; ///< bytes of the answer so far, within one call

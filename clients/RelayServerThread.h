@@ -13,7 +13,7 @@
 ///
 /// Thread: run() is the thread, without an event loop. Everything else belongs to the owner's
 /// thread. stopThread() and the destructor block until run() has noticed: one pass (about 110 ms),
-/// 3 s in a silent wait, 5 s while a server is being connected.
+/// 3 s in a silent wait, 5 s while a server is being connected for the first time or again.
 class Q_DECL_EXPORT RelayServerThread : public BaseThread
 {
     Q_OBJECT

@@ -18,7 +18,8 @@ public:
     ~RobotUdp() override;
 
     /// Binds `localPort` on all addresses, shared with nobody; the other two values are not used.
-    /// A socket that is bound already stays as it is. Always true.
+    /// A socket that is bound already stays as it is, and so does one that could not be bound: take
+    /// another object then. Always true.
     bool connectUdpSocket(const QString& ip, quint64 port, quint64 localPort);
     /// Sends the text in Latin-1, what that lacks as "?". True whatever came of it; false only
     /// before the first connectUdpSocket().

@@ -9,6 +9,7 @@
 
 #include <QDateTime>
 
+#include <new>
 #include <utility>
 
 namespace {
@@ -74,13 +75,26 @@ bool SCStatusTcp::writeTcpData(quint16 command, const QByteArray& json, const QB
                                      : QStringLiteral("request: no connection");
         return false;
     }
-    KY_DEBUG << "j:" << json;
-    KY_DEBUG << "send:" << ky::textUpToZero(frame) << "  Hex:" << frame.toHex()
-             << "vantData:size:" << frame.size();
-    emit sigPrintInfo(ky::requestReport(getCurrentDateTime(), _port, frame, json, data));
+    try {
+        reportRequest(frame, json, data);
+    } catch (const std::bad_alloc&) {
+        _lastError =
+            QStringLiteral("request [%1 bytes]: no memory for its report").arg(frame.size());
+        return false;
+    }
     _tcpSocket->write(frame);
     KY_DEBUG << "TCP:_timeOut:" << _timeOut;
     return _timeOut == 0 || waitForAnswer();
+}
+
+void SCStatusTcp::reportRequest(const QByteArray& frame, const QByteArray& json,
+                                const QByteArray& data)
+{
+    KY_LOG_DEBUG_AS(kyClientsLog, "writeTcpData") << "j:" << json;
+    KY_LOG_DEBUG_AS(kyClientsLog, "writeTcpData")
+        << "send:" << ky::textUpToZero(frame) << "  Hex:" << ky::hexOf(frame)
+        << "vantData:size:" << frame.size();
+    emit sigPrintInfo(ky::requestReport(getCurrentDateTime(), _port, frame, json, data));
 }
 
 bool SCStatusTcp::waitForAnswer()
@@ -103,11 +117,26 @@ void SCStatusTcp::receiveTcpReadyRead()
     // What is kept always starts with a sync byte, so it is whole again, or part of a frame that
     // has been reported, before the first byte can be dropped.
     QByteArray message = std::exchange(_lastMessage, QByteArray());
-    if (!ky::appendWithin(message, _tcpSocket->readAll())) {
-        _lastError = QStringLiteral("answer [%1 bytes and more]: no memory").arg(message.size());
-        _tcpSocket->abort();
-        return;
+    try {
+        if (ky::appendWithin(message, _tcpSocket->readAll()))
+            takeIn(message);
+        else
+            giveUp(message.size());
+    } catch (const std::bad_alloc&) {
+        giveUp(message.size());
     }
+}
+
+/// Only the connection of the peer that sends so much may suffer.
+void SCStatusTcp::giveUp(int held)
+{
+    _lastMessage.clear();
+    _lastError = QStringLiteral("answer [%1 bytes and more]: no memory").arg(held);
+    _tcpSocket->abort();
+}
+
+void SCStatusTcp::takeIn(QByteArray& message)
+{
     int at = 0;
     while (at < message.size()) {
         if (message[at] != kSync) {
@@ -134,19 +163,18 @@ void SCStatusTcp::receiveTcpReadyRead()
 void SCStatusTcp::reportFrame(const char* frame, int buffered)
 {
     const ky::Reply reply = ky::splitReply(ky::readFrameHead(frame), frame);
+    const QByteArray hex = ky::hexOf(reply.data);
     KY_LOG_DEBUG_AS(kyClientsLog, "receiveTcpReadyRead")
         << ">>>>>>>>>>>>>>>>>>>>>>jsonSize:" << reply.head.jsonSize
         << "tempJsonData:" << QStringLiteral("[%1]").arg(ky::textUpToZero(reply.json));
     KY_LOG_DEBUG_AS(kyClientsLog, "receiveTcpReadyRead")
-        << "jsonData:" << reply.json << "revByteData:" << reply.data
-        << "  Hex:" << reply.data.toHex();
+        << "jsonData:" << reply.json << "revByteData:" << reply.data << "  Hex:" << hex;
     // The notice goes by everything that is buffered, so a short frame in front of a long one
     // gets it, too.
     const QString dataHex = ky::dataHexText(reply.data, buffered);
     emit sigPrintInfo(ky::responseReport(getCurrentDateTime(), QByteArray(frame, ky::kHeaderSize),
                                          reply.json, reply.data, dataHex));
-    emit sigChangedText(true, reply.head.type, reply.data, reply.data.toHex(), reply.head.number,
-                        elapsedMs());
+    emit sigChangedText(true, reply.head.type, reply.data, hex, reply.head.number, elapsedMs());
 }
 
 void SCStatusTcp::releaseTcpSocket()

@@ -63,6 +63,9 @@ private:
     void makeSocket();
     bool waitForAnswer();
     int elapsedMs() const;
+    void takeIn(QByteArray& message);
+    void giveUp(int held);
+    void reportRequest(const QByteArray& frame, const QByteArray& json, const QByteArray& data);
     void reportFrame(const char* frame, int buffered);
 
     QTcpSocket* _tcpSocket = nullptr;

@@ -1,5 +1,8 @@
 #include "clients/Texts.h"
 
+#include <limits>
+#include <new>
+
 namespace ky {
 
 namespace {
@@ -15,6 +18,14 @@ QString textUpToZero(const QByteArray& bytes)
 {
     return QString::fromUtf8(bytes.constData(),
                              int(qstrnlen(bytes.constData(), uint(bytes.size()))));
+}
+
+QByteArray hexOf(const QByteArray& bytes)
+{
+    constexpr int kLongest = (std::numeric_limits<int>::max() - 4096) / 2;
+    if (bytes.size() > kLongest)
+        throw std::bad_alloc();
+    return bytes.toHex();
 }
 
 QString fillPlaces(const QString& text, const QStringList& values)

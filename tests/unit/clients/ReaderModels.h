@@ -108,8 +108,10 @@ private:
 class Stream
 {
 public:
-    explicit Stream(quint32 seed)
+    /// With long frames some have bodies around 2000 bytes, and many reads bring several frames.
+    explicit Stream(quint32 seed, bool hasLongFrames = false)
         : _random(seed)
+        , _hasLongFrames(hasLongFrames)
     {}
 
     QList<QByteArray> reads()
@@ -119,7 +121,9 @@ public:
             bytes += piece();
         QList<QByteArray> reads;
         while (!bytes.isEmpty()) {
-            const int size = upTo(3) == 0 ? 1 + upTo(3) : 1 + upTo(60);
+            const int size = _hasLongFrames ? 1 + upTo(4000)
+                             : upTo(3) == 0 ? 1 + upTo(3)
+                                            : 1 + upTo(60);
             reads += bytes.left(size);
             bytes = bytes.mid(size);
         }
@@ -157,7 +161,9 @@ private:
 
     QByteArray frame()
     {
-        const QByteArray body = upTo(3) == 0 ? QByteArray() : noise(upTo(40));
+        const bool isLong = _hasLongFrames && upTo(2) == 0;
+        const int longest = isLong ? 1900 + upTo(200) : upTo(40);
+        const QByteArray body = !isLong && upTo(3) == 0 ? QByteArray() : noise(longest);
         const int json = upTo(2) == 0 ? upTo(50) : 0;
         QByteArray bytes("\x5A\x01", 2);
         append(bytes, upTo(3), 2);
@@ -175,6 +181,7 @@ private:
     }
 
     std::mt19937 _random;
+    bool _hasLongFrames;
 };
 
 } // namespace model

@@ -8,6 +8,7 @@
 #include <QtTest>
 
 #include <limits>
+#include <new>
 
 namespace {
 
@@ -90,6 +91,9 @@ private slots:
     void errorReplyIsAWarningAlone();
     void announcedFourGigabytesWait();
     void resultMayBeReadWhileItIsReplaced();
+    void stopSetByAListenerDropsTheReplyInHand();
+    void laterReplyWithoutJsonKeepsTheJsonBefore();
+    void replyWithoutMemoryEndsTheExchange();
 };
 
 void tst_BlockThreadTcp::initTestCase()
@@ -627,6 +631,53 @@ void tst_BlockThreadTcp::resultMayBeReadWhileItIsReplaced()
     QLoggingCategory::setFilterRules(QString());
 
     QCOMPARE(waiting.worker.receiveData(), QByteArray("data"));
+}
+
+void tst_BlockThreadTcp::stopSetByAListenerDropsTheReplyInHand()
+{
+    Waiting waiting;
+    connect(&waiting.worker, &BlockThreadTcp::sigShowMessage, &waiting.worker,
+            [&] { waiting.worker.setNeedStop(true); });
+
+    waiting.worker.resolveTcpReadData(rawFrame(15125, kNumber, kCommand, 0, "{}"));
+
+    QCOMPARE(waiting.finished.count(), 0);
+    QCOMPARE(waiting.progress.count(), 0);
+    QVERIFY(waiting.worker.receiveMap().isEmpty());
+    QVERIFY(waiting.worker.receiveData().isEmpty());
+    // It has been taken out of the stream nevertheless: the next one is seen.
+    waiting.worker.setNeedStop(false);
+    waiting.worker.resolveTcpReadData(answer("next"));
+    QCOMPARE(waiting.finished.count(), 1);
+    QCOMPARE(waiting.worker.receiveData(), QByteArray("next"));
+    QCOMPARE(values(waiting.progress), QList<int>{100});
+}
+
+void tst_BlockThreadTcp::laterReplyWithoutJsonKeepsTheJsonBefore()
+{
+    Waiting waiting;
+    waiting.worker.resolveTcpReadData(answer("one", "{\"a\":1}"));
+
+    waiting.worker.resolveTcpReadData(answer("two"));
+
+    QCOMPARE(waiting.worker.receiveData(), QByteArray("two"));
+    QCOMPARE(waiting.worker.receiveJsonVar(), QVariant(QVariantMap{{"a", 1.0}}));
+}
+
+void tst_BlockThreadTcp::replyWithoutMemoryEndsTheExchange()
+{
+    Waiting waiting;
+    // In the place of a text that there is no room for.
+    connect(&waiting.worker, &BlockThreadTcp::sigShowMessage, this, [] { throw std::bad_alloc(); });
+
+    waiting.worker.resolveTcpReadData(rawFrame(15125, 1, 1, 0, "{}") + answer("data"));
+
+    QCOMPARE(waiting.finished.count(), 1);
+    QVERIFY(!waiting.worker.getIsOk());
+    QVERIFY2(waiting.worker.lastError().endsWith(" bytes and more]: no memory"),
+             qPrintable(waiting.worker.lastError()));
+    QCOMPARE(waiting.worker.receiveMap().value("ret_code").toInt(), 404);
+    QVERIFY(waiting.worker.receiveData().isEmpty());
 }
 
 QTEST_GUILESS_MAIN(tst_BlockThreadTcp)

@@ -5,8 +5,11 @@
 #include "Peer.h"
 #include "host/SqliteClass.h"
 
+#include <QNetworkProxy>
+#include <QTcpServer>
 #include <QtTest>
 
+#include <memory>
 #include <mutex>
 
 namespace {
@@ -92,6 +95,16 @@ private slots:
     void chunksOfAThousand();
     void chunkLargerThanTheFrame();
     void nothingWrittenYetIsNoCrash();
+    void unreachablePeerIsToldTwice();
+    void connectComesBeforeTheFrame();
+    void callClearsTheStop();
+    void samePortAtAnotherAddressIsANewConnection();
+    void replyLogNamesTheConnectionOfItsTime();
+    void debugTextTellsTheLastError();
+    void applicationProxyIsUsed();
+    void progressOfTheNextUploadStartsAnew();
+    void disconnectLeavesWhatWasToBeWritten();
+    void destructionTellsNothing();
 };
 
 void tst_BlockThreadTcpNetwork::initTestCase()
@@ -476,6 +489,172 @@ void tst_BlockThreadTcpNetwork::nothingWrittenYetIsNoCrash()
     worker.slotBytesWritten(0);
 
     QCOMPARE(progress(written), Steps({{0, 0}, {100, 100}}));
+}
+
+void tst_BlockThreadTcpNetwork::unreachablePeerIsToldTwice()
+{
+    Client client(19208);
+    // No route leads there with this kind of connection, whatever the machine's network.
+    client.worker.setIp(QStringLiteral("255.255.255.255"));
+
+    client.worker.sendData(2000, QByteArray("data"), 1, QVariant());
+
+    QCOMPARE(client.finished.count(), 2);
+    QVERIFY(!client.worker.getIsOk());
+    QVERIFY2(client.worker.lastError().startsWith("TcpSocket.waitForConnected error:"),
+             qPrintable(client.worker.lastError()));
+    QCOMPARE(client.worker.receiveMap().value("ret_code").toInt(), 404);
+    QVERIFY(client.worker.receiveMap().value("msg").toString().startsWith("socketError:"));
+}
+
+void tst_BlockThreadTcpNetwork::connectComesBeforeTheFrame()
+{
+    Client refused(refusedPort());
+    refused.worker.sendData(QStringLiteral("no such name"), {}, 1, {});
+    QVERIFY(refused.worker.lastError().startsWith("TcpSocket.waitForConnected error:"));
+
+    Peer peer(echo);
+    Client client(peer.port());
+    client.worker.sendData(QStringLiteral("no such name"), {}, 1, {});
+    QVERIFY(!client.worker.getIsOk());
+    QTRY_COMPARE(peer.connections(), 1);
+    QCOMPARE(client.worker.getTcpSocketState(), QAbstractSocket::ConnectedState);
+}
+
+void tst_BlockThreadTcpNetwork::callClearsTheStop()
+{
+    Peer peer(echo);
+    Client client(peer.port());
+    client.worker.setNeedStop(true);
+
+    client.worker.sendData(2000, QByteArray("data"), 1, QVariant());
+
+    QVERIFY(!client.worker.isNeedStop());
+    QVERIFY(client.waitForEnd());
+    QCOMPARE(client.worker.receiveData(), QByteArray("data"));
+}
+
+void tst_BlockThreadTcpNetwork::samePortAtAnotherAddressIsANewConnection()
+{
+    QTcpServer first;
+    QVERIFY(first.listen(QHostAddress(kLoopback)));
+    QTcpServer second;
+    const QString other = QStringLiteral("127.0.0.2");
+    QVERIFY(second.listen(QHostAddress(other), first.serverPort()));
+    Client client(first.serverPort());
+    client.worker.connectSocket(kLoopback, first.serverPort());
+
+    client.worker.connectSocket(other, first.serverPort());
+
+    QCOMPARE(client.disconnected.count(), 1);
+    QCOMPARE(client.worker.getIp(), other);
+    QVERIFY(second.waitForNewConnection(2000));
+    client.worker.connectSocket(other, first.serverPort());
+    QCOMPARE(client.disconnected.count(), 1);
+}
+
+void tst_BlockThreadTcpNetwork::replyLogNamesTheConnectionOfItsTime()
+{
+    Peer peer(echo);
+    Client client(peer.port());
+    QLoggingCategory::setFilterRules(QString());
+    QStringList seen;
+    for (int number = 1; number <= 2; ++number) {
+        LogCapture log;
+        client.finished.clear();
+        client.worker.sendData(2000, QByteArray("data"), number, QVariant());
+        const QString connection = client.worker.getTcpSocketDebug();
+        QVERIFY(client.waitForEnd());
+        const QStringList lines = log.with(" Rev Server:Send:");
+        QCOMPARE(lines.size(), 1);
+        QVERIFY2(lines.first().startsWith("[info][resolveTcpReadData][]" + connection + " Rev "),
+                 qPrintable(lines.first()));
+        seen += connection;
+        client.worker.disconnectSocket();
+    }
+    QLoggingCategory::setFilterRules(QStringLiteral("ky.*.info=false"));
+    QVERIFY(seen.at(0) != seen.at(1));
+}
+
+void tst_BlockThreadTcpNetwork::debugTextTellsTheLastError()
+{
+    const quint16 port = refusedPort();
+    Client client(port);
+
+    client.worker.connectSocket(kLoopback, port);
+
+    QVERIFY2(client.worker.getTcpSocketDebug().endsWith("[Tcp:Connection refused]"),
+             qPrintable(client.worker.getTcpSocketDebug()));
+}
+
+void tst_BlockThreadTcpNetwork::applicationProxyIsUsed()
+{
+    std::mutex mutex;
+    QByteArray greeting;
+    Peer proxy([&](Connection& connection) {
+        const QByteArray bytes = connection.read(3);
+        const std::lock_guard<std::mutex> lock(mutex);
+        greeting = bytes;
+    });
+    QNetworkProxy::setApplicationProxy({QNetworkProxy::Socks5Proxy, kLoopback, proxy.port()});
+    Client client(19208);
+    // Loopback is never asked of a proxy, and to this address no connection is ever made.
+    client.worker.setIp(QStringLiteral("255.255.255.255"));
+
+    client.worker.sendData(2000, QByteArray("data"), 1, QVariant());
+
+    QNetworkProxy::setApplicationProxy(QNetworkProxy::NoProxy);
+    QVERIFY(!client.worker.getIsOk());
+    QCOMPARE(proxy.connections(), 1);
+    const std::lock_guard<std::mutex> lock(mutex);
+    QCOMPARE(greeting.left(1), QByteArray("\x05"));
+}
+
+void tst_BlockThreadTcpNetwork::progressOfTheNextUploadStartsAnew()
+{
+    Peer peer([](Connection& connection) { connection.waitForEnd(); });
+    Client client(peer.port());
+    client.worker.setPayloadSize(1000);
+    // 5016 bytes in all, over the first 1000, times 99.
+    const QPair<qint64, qint64> highest{497, 100};
+    for (int number = 1; number <= 2; ++number) {
+        client.written.clear();
+        client.worker.sendData(2000, QByteArray(5000, 'u'), number, QVariant());
+
+        QTRY_VERIFY(progress(client.written).contains({100, 100}));
+
+        QCOMPARE(progress(client.written).count(highest), 1);
+    }
+}
+
+void tst_BlockThreadTcpNetwork::disconnectLeavesWhatWasToBeWritten()
+{
+    Peer peer([](Connection& connection) { connection.waitForEnd(); });
+    Client client(peer.port());
+    client.worker.setPayloadSize(1000);
+    client.worker.sendData(2000, QByteArray(5000, 'u'), 1, QVariant());
+    client.worker.disconnectSocket();
+    client.written.clear();
+
+    client.worker.slotBytesWritten(0);
+
+    QCOMPARE(progress(client.written).first(), qMakePair(qint64(1000), qint64(5016)));
+}
+
+void tst_BlockThreadTcpNetwork::destructionTellsNothing()
+{
+    Peer peer(echo);
+    QObject context;
+    int told = 0;
+    auto worker = std::make_unique<BlockThreadTcp>();
+    worker->connectSocket(kLoopback, peer.port());
+    QCOMPARE(worker->getTcpSocketState(), QAbstractSocket::ConnectedState);
+    connect(worker.get(), &BlockThreadTcp::sigDisconnected, &context, [&told] { ++told; });
+    connect(worker.get(), &BlockThreadTcp::sigFinished, &context, [&told] { ++told; });
+
+    worker.reset();
+
+    QCOMPARE(told, 0);
 }
 
 QTEST_GUILESS_MAIN(tst_BlockThreadTcpNetwork)

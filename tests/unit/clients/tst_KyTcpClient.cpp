@@ -6,9 +6,11 @@
 #include "Peer.h"
 
 #include <QElapsedTimer>
+#include <QNetworkProxy>
 #include <QtTest>
 
 #include <future>
+#include <new>
 
 namespace {
 
@@ -108,6 +110,11 @@ private slots:
     void resultsOfTheParser_data();
     void resultsOfTheParser();
     void announcedFourGigabytesWait();
+    void nextCallForgetsWhatWasLeft();
+    void noiseInTwoPartsFailsInTheLoop();
+    void command1100IsNotTreatedApart();
+    void applicationProxyIsNotUsed();
+    void answerWithoutMemoryIsNone();
 
 private:
     Outcome _onePiece;
@@ -417,6 +424,93 @@ void tst_KyTcpClient::announcedFourGigabytesWait()
     QCOMPARE(client.resolveTcpReadData(head), 1);
     for (int i = 0; i < 100; ++i)
         QCOMPARE(client.resolveTcpReadData(QByteArray(65536, 'x')), 1);
+}
+
+void tst_KyTcpClient::nextCallForgetsWhatWasLeft()
+{
+    int call = 0;
+    Peer peer(inParts([&call](const QByteArray& frame) {
+        const QByteArray answer = answerTo(frame, {}, "call " + QByteArray::number(++call));
+        // A piece of a next frame, which nobody asked for, stays behind the first answer.
+        return QList{answer.left(10),
+                     answer.mid(10) + (call == 1 ? answer.left(18) : QByteArray())};
+    }));
+    KyTcpClient client;
+    QSignalSpy spy(&client, &KyTcpClient::sigSendWebSocketData);
+
+    QVERIFY(client.sendData(request(peer.port())));
+    QVERIFY(client.sendData(request(peer.port())));
+
+    QCOMPARE(spy.count(), 4);
+    QCOMPARE(spy.at(1).at(1).toMap().value("data").toString(), QStringLiteral("call 1"));
+    QCOMPARE(spy.at(3).at(1).toMap().value("data").toString(), QStringLiteral("call 2"));
+}
+
+void tst_KyTcpClient::noiseInTwoPartsFailsInTheLoop()
+{
+    Peer peer(inParts([](const QByteArray&) { return QList<QByteArray>{"noi", "se"}; }));
+    LogCapture log;
+
+    const Outcome outcome = ask(request(peer.port()));
+
+    QVERIFY(!outcome.isOk);
+    QVERIFY2(outcome.ms < 4000, qPrintable(QString::number(outcome.ms)));
+    QCOMPARE(outcome.keys(), QStringList(kConnected));
+    QCOMPARE(log.with("无法解析包"),
+             QStringList("[warning][sendData][无法解析包1: noise _lastMessage:  ]"));
+}
+
+void tst_KyTcpClient::command1100IsNotTreatedApart()
+{
+    QByteArray received;
+    Peer peer(inParts([&received](const QByteArray& frame) {
+        received = frame;
+        const QByteArray answer = answerTo(frame, {}, "alive");
+        return QList{answer.left(2), answer.mid(2)};
+    }));
+    QVariantMap map = request(peer.port());
+    map["type"] = 1100;
+
+    const Outcome outcome = ask(map);
+
+    QVERIFY(outcome.isOk);
+    QCOMPARE(received, rawFrame(1100, 7, quint16(1100 - 10000), 0, "{\"a\":1}"));
+    QCOMPARE(outcome.keys(), QStringList({kConnected, kMessage}));
+    QCOMPARE(outcome.signalled.last().second.value("revCommand").toInt(), 11100);
+    QCOMPARE(outcome.signalled.last().second.value("data").toString(), QStringLiteral("alive"));
+}
+
+void tst_KyTcpClient::applicationProxyIsNotUsed()
+{
+    Peer proxy([](Connection& connection) { connection.read(3); });
+    QNetworkProxy::setApplicationProxy({QNetworkProxy::Socks5Proxy, kLoopback, proxy.port()});
+    QVariantMap map = request(19208);
+    // Loopback is never asked of a proxy, and to this address no connection is ever made.
+    map["ip"] = QStringLiteral("255.255.255.255");
+
+    const Outcome outcome = ask(map);
+
+    QNetworkProxy::setApplicationProxy(QNetworkProxy::NoProxy);
+    QVERIFY(!outcome.isOk);
+    QCOMPARE(proxy.connections(), 0);
+}
+
+void tst_KyTcpClient::answerWithoutMemoryIsNone()
+{
+    KyTcpClient client;
+    const QByteArray answer = rawFrame(12000, 7, 2000, 0, "data");
+    int deliveries = 0;
+    // In the place of a text that there is no room for.
+    connect(&client, &KyTcpClient::sigSendWebSocketData, this, [&deliveries] {
+        if (++deliveries == 1)
+            throw std::bad_alloc();
+    });
+
+    QCOMPARE(client.resolveTcpReadData(answer + "rest"), -1);
+
+    // Nothing is left of it.
+    QCOMPARE(client.resolveTcpReadData(answer), 0);
+    QCOMPARE(deliveries, 2);
 }
 
 QTEST_GUILESS_MAIN(tst_KyTcpClient)

@@ -52,6 +52,17 @@ public slots:
     void receiveTcpError(QAbstractSocket::SocketError) {}
 };
 
+const QString kNotice =
+    QStringLiteral("If the data region length is larger than 2048 bytes, it will not be printed");
+
+/// What a report of an answer says behind "Data hex".
+QString shownHex(const QString& report)
+{
+    const QString front = QStringLiteral("\nData hex: ");
+    const int start = report.indexOf(front) + front.size();
+    return report.mid(start, report.indexOf(QStringLiteral(" \nJSON[size:"), start) - start);
+}
+
 QByteArray seedText(quint32 seed)
 {
     return "seed " + QByteArray::number(seed);
@@ -159,6 +170,7 @@ void tst_ReaderModels::statusClient()
     QVERIFY(server.listen(QHostAddress::LocalHost));
     int frames = 0;
     int losses = 0;
+    int notices = 0;
     for (quint32 seed = 1; seed <= kSocketStreams; ++seed) {
         Owner owner;
         auto* client = new SCStatusTcp(&owner);
@@ -169,8 +181,9 @@ void tst_ReaderModels::statusClient()
         peer->setSocketOption(QAbstractSocket::LowDelayOption, 1);
 
         QStringList seen;
-        int reports = 0;
-        connect(client, &SCStatusTcp::sigPrintInfo, this, [&] { ++reports; });
+        QStringList hexes;
+        connect(client, &SCStatusTcp::sigPrintInfo, this,
+                [&](const QString& report) { hexes += shownHex(report); });
         connect(
             client, &SCStatusTcp::sigChangedText, this,
             [&](bool ok, int command, const QByteArray& data, const QByteArray& hex, int number) {
@@ -182,13 +195,15 @@ void tst_ReaderModels::statusClient()
             });
         model::Reader reader(false, false);
         int delivered = 0;
-        for (const QByteArray& read : model::Stream(seed).reads()) {
+        for (const QByteArray& read : model::Stream(seed, seed % 4 == 0).reads()) {
             seen.clear();
+            hexes.clear();
             QCOMPARE(peer->write(read), qint64(read.size()));
             QVERIFY(peer->flush());
             QVERIFY(client->tcpSocket()->waitForReadyRead(2000));
 
             QStringList expected;
+            QStringList expectedHexes;
             for (const model::Event& event : reader.feed(read)) {
                 const bool isFrame = event.kind == model::Event::Frame;
                 (isFrame ? delivered : losses) += 1;
@@ -198,14 +213,21 @@ void tst_ReaderModels::statusClient()
                                                QString::fromLatin1(event.data.toHex()))
                                           .arg(event.number)
                                     : QString("0 0   0");
+                if (!isFrame)
+                    continue;
+                const bool isLong = event.buffered > 2048;
+                notices += isLong;
+                expectedHexes +=
+                    isLong ? kNotice : QString::fromLatin1(event.data.toHex().toUpper());
             }
             QVERIFY2(seen == expected, seedText(seed));
+            QVERIFY2(hexes == expectedHexes, seedText(seed));
         }
-        QVERIFY2(reports == delivered, seedText(seed));
         frames += delivered;
     }
     QVERIFY(frames > kSocketStreams);
-    QVERIFY(losses > kSocketStreams);
+    QVERIFY(losses > kSocketStreams / 2);
+    QVERIFY2(notices > 25, QByteArray::number(notices));
 }
 
 QTEST_GUILESS_MAIN(tst_ReaderModels)

@@ -10,6 +10,8 @@
 #include <QTcpServer>
 #include <QtTest>
 
+#include <memory>
+
 namespace {
 
 const QString kLoopback = QStringLiteral("127.0.0.1");
@@ -96,6 +98,9 @@ private slots:
     void silentClientIsDroppedBehindThreeSeconds();
     void lostServerIsConnectedAgain();
     void stopEndsTheRelay();
+    void clientMaySpeakAfterItsFirstSilentWait();
+    void dataSetTheIdleCountTo1();
+    void failedReconnectIsFollowedByAPause();
 };
 
 void tst_RelayPump::bytesGoBothWays()
@@ -237,6 +242,68 @@ void tst_RelayPump::stopEndsTheRelay()
     relay.stopThread();
 
     QVERIFY(timer.elapsed() < 1500);
+}
+
+void tst_RelayPump::clientMaySpeakAfterItsFirstSilentWait()
+{
+    Peer server([](Connection& connection) {
+        connection.write(connection.read(5));
+        connection.waitForEnd();
+    });
+    Client client;
+    LogCapture log;
+    Relay relay(client.door.accepted, server.port());
+    relay.start();
+    QTRY_COMPARE(log.with("[debug][run][ false b: 0 ]").size(), 1);
+
+    client.write("hello");
+
+    QByteArray answer = client.read(5);
+    answer += client.read(5 - answer.size());
+    QCOMPARE(answer, QByteArray("hello"));
+    relay.stopThread();
+    QCOMPARE(log.with("[debug][run][ false b:"),
+             QStringList({"[debug][run][ false b: 0 ]", "[debug][run][ false b: 5 ]"}));
+    QVERIFY(log.with("isWaitAuth").isEmpty());
+}
+
+void tst_RelayPump::dataSetTheIdleCountTo1()
+{
+    Peer server([](Connection& connection) { connection.waitForEnd(); });
+    Client client;
+    LogCapture log;
+    Relay relay(client.door.accepted, server.port());
+    client.write("hello");
+    relay.start();
+    QTRY_VERIFY(!log.with("[usr:").isEmpty());
+
+    client.write("more");
+    client.socket.disconnectFromHost();
+
+    QVERIFY(relay.wait(3000));
+    QCOMPARE(log.with("[b: 4 ]").size(), 1);
+    QCOMPARE(log.with("客户端断开了"), QStringList("[warning][run][客户端断开了: 127.0.0.1 1 ]"));
+}
+
+void tst_RelayPump::failedReconnectIsFollowedByAPause()
+{
+    auto server = std::make_unique<Peer>([](Connection& connection) { connection.read(5); });
+    Client client;
+    LogCapture log;
+    Relay relay(client.door.accepted, server->port());
+    client.write("hello");
+    relay.start();
+    QTRY_VERIFY(!log.with("[usr:").isEmpty());
+    server.reset();
+    QTRY_VERIFY_WITH_TIMEOUT(log.with("重新连接失败").size() >= 1, 8000);
+    const int failures = log.with("重新连接失败").size();
+    QElapsedTimer timer;
+    timer.start();
+
+    QTRY_VERIFY_WITH_TIMEOUT(log.with("重新连接失败").size() >= failures + 2, 20000);
+
+    // Two pauses of a second, less the time that the first failure waited to be seen.
+    QVERIFY2(timer.elapsed() >= 1800, qPrintable(QString::number(timer.elapsed())));
 }
 
 QTEST_GUILESS_MAIN(tst_RelayPump)

@@ -8,6 +8,7 @@
 #include <QtTest>
 
 #include <limits>
+#include <new>
 
 namespace {
 
@@ -55,6 +56,7 @@ private slots:
     void textEndsAtTheFirstZero();
     void bufferKeepsWhatWasNotDropped();
     void bufferRefusesWhatItCannotHold();
+    void hexThatNoArrayHoldsIsRefused();
 };
 
 void tst_Reply::initTestCase()
@@ -331,6 +333,15 @@ void tst_Reply::bufferRefusesWhatItCannotHold()
     QVERIFY(!ky::appendWithin(buffer, huge));
 
     QCOMPARE(buffer, QByteArray("kept"));
+}
+
+void tst_Reply::hexThatNoArrayHoldsIsRefused()
+{
+    // Never read: it is its size alone that does not fit.
+    const QByteArray huge = QByteArray::fromRawData("x", 1 << 30);
+
+    QVERIFY_EXCEPTION_THROWN(ky::hexOf(huge), std::bad_alloc);
+    QCOMPARE(ky::hexOf("\x5A\xff"), QByteArray("5aff"));
 }
 
 QTEST_GUILESS_MAIN(tst_Reply)

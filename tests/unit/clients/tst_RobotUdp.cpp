@@ -1,10 +1,13 @@
 #include "LogCapture.h"
+#include "Peer.h"
 #include "clients/RobotUdp.h"
 #include "clients/RobotUdpClient.h"
 
 #include <QNetworkProxy>
 #include <QUdpSocket>
 #include <QtTest>
+
+#include <memory>
 
 namespace {
 
@@ -77,6 +80,9 @@ private slots:
     void abortedClientHearsNothing();
     void peerThatIsNotThereIsNoCrash();
     void peerThatRefusedIsHeardLater();
+    void endpointThatCouldNotBeBoundStaysUnbound();
+    void boundPortIsNotShared();
+    void applicationProxyIsNotUsedByTheClient();
 };
 
 void tst_RobotUdp::endpointReceivesOnItsPort()
@@ -351,6 +357,54 @@ void tst_RobotUdp::peerThatRefusedIsHeardLater()
     peer.send("", peer.senderPort);
 
     QTRY_COMPARE(heard.list, Datagrams({{0, "answer"}, {0, ""}}));
+}
+
+void tst_RobotUdp::endpointThatCouldNotBeBoundStaysUnbound()
+{
+    auto holder = std::make_unique<QUdpSocket>();
+    QVERIFY(holder->bind(0, QUdpSocket::DontShareAddress));
+    const quint16 port = holder->localPort();
+    RobotUdp endpoint;
+    QVERIFY(endpoint.connectUdpSocket(QString(), 0, port));
+    holder.reset();
+    LogCapture log;
+
+    // Its socket is valid all the same, and a valid one is left as it is.
+    QVERIFY(endpoint.connectUdpSocket(QString(), 0, port));
+
+    QVERIFY(!endpoint.isOpened());
+    QCOMPARE(log.lines(), QStringList());
+    RobotUdp another;
+    QVERIFY(another.connectUdpSocket(QString(), 0, port));
+    QVERIFY(another.isOpened());
+}
+
+void tst_RobotUdp::boundPortIsNotShared()
+{
+    const quint16 port = freePort();
+    RobotUdp endpoint;
+    QVERIFY(endpoint.connectUdpSocket(QString(), 0, port));
+    QVERIFY(endpoint.isOpened());
+
+    QUdpSocket second;
+
+    QVERIFY(!second.bind(port, QUdpSocket::ShareAddress | QUdpSocket::ReuseAddressHint));
+}
+
+void tst_RobotUdp::applicationProxyIsNotUsedByTheClient()
+{
+    Peer proxy([](Connection& connection) { connection.read(3); });
+    QNetworkProxy::setApplicationProxy(
+        {QNetworkProxy::Socks5Proxy, QStringLiteral("127.0.0.1"), proxy.port()});
+    RobotUdpClient client;
+    // Loopback is never asked of a proxy, and to this address nothing is ever sent.
+    const QHostAddress nobody(QHostAddress::Broadcast);
+
+    client.connectUdpSocket(nobody.toString(), 9, 0);
+    const bool isAsked = QTest::qWaitFor([&] { return proxy.connections() > 0; }, 300);
+
+    QNetworkProxy::setApplicationProxy(QNetworkProxy::NoProxy);
+    QVERIFY(!isAsked);
 }
 
 QTEST_GUILESS_MAIN(tst_RobotUdp)

@@ -6,6 +6,8 @@
 
 #include <QtTest>
 
+#include <new>
+
 namespace {
 
 const QString kLoopback = QStringLiteral("127.0.0.1");
@@ -98,6 +100,7 @@ private slots:
     void writingBeforeConnectingFails();
     void linesOfASendAndAnAnswer();
     void helpers();
+    void answerWithoutMemoryDropsTheConnection();
 };
 
 void tst_SCStatusTcp::initTestCase()
@@ -526,6 +529,23 @@ void tst_SCStatusTcp::helpers()
                 .match(status.getCurrentDateTime())
                 .hasMatch());
     QVERIFY(status.time().isNull());
+}
+
+void tst_SCStatusTcp::answerWithoutMemoryDropsTheConnection()
+{
+    Peer peer(answering([](const QByteArray& request) { return answerTo(request, {}, "data"); }));
+    Client client(peer.port());
+    // In the place of a text that there is no room for.
+    connect(client.status, &SCStatusTcp::sigPrintInfo, this, [](const QString& report) {
+        if (report.contains("[Response]"))
+            throw std::bad_alloc();
+    });
+
+    client.send();
+
+    QTRY_COMPARE(client.status->tcpSocket()->state(), QAbstractSocket::UnconnectedState);
+    QCOMPARE(client.status->lastError().section(' ', 1), QString("[20 bytes and more]: no memory"));
+    QCOMPARE(client.results.count(), 0);
 }
 
 QTEST_GUILESS_MAIN(tst_SCStatusTcp)
