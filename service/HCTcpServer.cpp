@@ -11,6 +11,7 @@
 #include <QTimer>
 
 #include <atomic>
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace {
@@ -107,7 +108,25 @@ void HCTcpServer::KickAllClients()
 void HCTcpServer::resumeLater(QAbstractSocket::SocketError error)
 {
     KY_WARNING << "[accept:" << error << "]";
-    QTimer::singleShot(kAcceptAgainMs, this, [this] { resumeAccepting(); });
+    QTimer::singleShot(kAcceptAgainMs, this, &HCTcpServer::resume);
+}
+
+/// Qt keeps the first error of a listening socket and would stop at every client from now on, so
+/// it gets the same socket, with the clients that wait there, as a new one.
+void HCTcpServer::resume()
+{
+    if (!isListening())
+        return;
+    const int listener = fcntl(int(socketDescriptor()), F_DUPFD_CLOEXEC, 0);
+    if (listener < 0) {
+        QTimer::singleShot(kAcceptAgainMs, this, &HCTcpServer::resume);
+        return;
+    }
+    close();
+    if (!setSocketDescriptor(listener)) {
+        KY_WARNING << "[listen:" << QTcpServer::errorString() << "]";
+        ::close(listener);
+    }
 }
 
 void HCTcpServer::forget(qintptr handle)

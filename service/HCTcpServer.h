@@ -75,6 +75,7 @@ private:
     void enterWaiting(qintptr handle, Turn turn);
     void tearDown(qintptr handle);
     void resumeLater(QAbstractSocket::SocketError error);
+    void resume();
     void forget(qintptr handle);
 
     QMap<qintptr, TcpSocket*> _tcpSocketMap;

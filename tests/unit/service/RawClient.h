@@ -5,6 +5,7 @@
 
 #include <arpa/inet.h>
 #include <cerrno>
+#include <fcntl.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
@@ -36,6 +37,16 @@ public:
         setsockopt(_fd, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
         setsockopt(_fd, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
         return bind(_fd, reinterpret_cast<sockaddr*>(&local), sizeof local) == 0;
+    }
+
+    /// The same, with a number from 500 on: those that it frees later are not the next to be given.
+    bool prepareFarAway()
+    {
+        const bool isReady = prepare();
+        const int moved = fcntl(_fd, F_DUPFD_CLOEXEC, 500);
+        ::close(_fd);
+        _fd = moved;
+        return isReady && moved >= 0;
     }
 
     bool connectTo(quint16 port, int source = 1)

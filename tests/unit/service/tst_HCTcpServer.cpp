@@ -1,12 +1,9 @@
 #include "EchoService.h"
-#include "RawClient.h"
-#include "RelayRecorder.h"
+#include "ListenerTools.h"
 
 #include "service/TcpSocket.h"
 
-#include <fcntl.h>
 #include <memory>
-#include <sys/resource.h>
 
 using ky::buildFrame;
 
@@ -35,15 +32,10 @@ private slots:
     void stopCutsEveryClientAndEndsTheirThreads();
     void lateNoticesAfterStopMeetNothing();
     void destructorUnderLoadLeavesNoThread();
-    void closedNumberServesTheNextClient();
     void clientsThatVanishInMidFrameLeaveNothing();
     void clientsThatVanishInMidAnswerLeaveNothing();
     void countsInTheLogFollowTheConnections();
     void listeningAndStoppingAreLogged();
-    void lateAnswerReachesTheNextOwnerOfTheNumber();
-    void waitingWriteToAConnectionInTeardownReturns();
-    void descriptorsRunningOutOnlyTurnsNewClientsAway_data();
-    void descriptorsRunningOutOnlyTurnsNewClientsAway();
     void waitingWriteTellsItsEndAndItsText();
     void bothWritesReachThePeer();
     void socketErrorIsLoggedAndLeavesTheConnection();
@@ -51,110 +43,6 @@ private slots:
 private:
     int _threadsAtRest = 0;
 };
-
-namespace {
-
-QStringList logged;
-
-void keepLog(QtMsgType, const QMessageLogContext&, const QString& text)
-{
-    static QMutex mutex;
-    const QMutexLocker locker(&mutex);
-    logged << text;
-}
-
-int warningsOfQt()
-{
-    return logged.filter(QStringLiteral("notifier")).size() +
-           logged.filter(QStringLiteral("another thread")).size() +
-           logged.filter(QStringLiteral("QThread")).size();
-}
-
-class LogKeeper
-{
-public:
-    LogKeeper()
-    {
-        logged.clear();
-        _before = qInstallMessageHandler(keepLog);
-    }
-    ~LogKeeper() { qInstallMessageHandler(_before); }
-
-private:
-    QtMessageHandler _before;
-};
-
-class OpenServer : public HCTcpServer
-{
-public:
-    OpenServer()
-        : HCTcpServer(nullptr)
-    {}
-    using HCTcpServer::incomingConnection;
-};
-
-bool isClosedSoon(qintptr handle)
-{
-    const QDeadlineTimer limit(5000);
-    while (fcntl(int(handle), F_GETFD) != -1 && !limit.hasExpired())
-        std::this_thread::yield();
-    return fcntl(int(handle), F_GETFD) == -1;
-}
-
-/// The limit under which this process can open just so many more descriptors.
-rlim_t limitThatLeaves(int free)
-{
-    int fd = 0;
-    for (; free > 0; ++fd) {
-        if (fcntl(fd, F_GETFD) == -1)
-            --free;
-    }
-    return rlim_t(fd);
-}
-
-/// A number far from those that the test is about.
-int moveAway(int fd)
-{
-    const int moved = fcntl(fd, F_DUPFD_CLOEXEC, 500);
-    close(fd);
-    return moved;
-}
-
-/// Connects the client to a listener of its own and moves the accepted end to `number`.
-void giveNumberTo(RawClient& client, int number)
-{
-    const int listener = moveAway(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    bind(listener, reinterpret_cast<sockaddr*>(&address), size);
-    listen(listener, 1);
-    getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size);
-    client.connectTo(ntohs(address.sin_port));
-    const int accepted = moveAway(accept(listener, nullptr, nullptr));
-    QCOMPARE(dup2(accepted, number), number);
-    close(accepted);
-    close(listener);
-}
-
-/// Lets a connection in that lines up behind the end of its number's former owner: once in turn,
-/// and once more when that end had not been told yet.
-void letIn()
-{
-    for (int pass = 0; pass < 3; ++pass)
-        QCoreApplication::processEvents();
-}
-
-QVector<qintptr> seenHandles(const RelayRecorder& relay)
-{
-    QVector<qintptr> handles;
-    for (const auto& request : relay.requests)
-        handles << request.handle;
-    return handles;
-}
-
-} // namespace
 
 void tst_HCTcpServer::initTestCase()
 {
@@ -225,15 +113,15 @@ void tst_HCTcpServer::logsCountsWhenAClientComesAndGoes()
         {
             RawClient client;
             QVERIFY(client.connectTo(service.port()));
-            QTRY_COMPARE(logged.filter(QStringLiteral("[incomingConnection]")).size(), i + 1);
+            QTRY_COMPARE(LogKeeper::linesWith("[incomingConnection]").size(), i + 1);
         }
-        QTRY_COMPARE(logged.filter(QStringLiteral("[disconnected:hand:")).size(), i + 1);
+        QTRY_COMPARE(LogKeeper::linesWith("[disconnected:hand:").size(), i + 1);
     }
     QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false"));
 
-    const QString come = logged.filter(QStringLiteral("[incomingConnection]")).last();
-    const QString gone = logged.filter(QStringLiteral("[disconnected:hand:")).last();
-    const QString peer = logged.filter(QStringLiteral("[disconnected][handle:")).last();
+    const QString come = LogKeeper::linesWith("[incomingConnection]").last();
+    const QString gone = LogKeeper::linesWith("[disconnected:hand:").last();
+    const QString peer = LogKeeper::linesWith("[disconnected][handle:").last();
     QVERIFY2(come.endsWith(QStringLiteral("count: 0 ]")), qPrintable(come));
     QVERIFY2(gone.endsWith(QStringLiteral("count: 0 ]")), qPrintable(gone));
     QVERIFY2(peer.contains(QStringLiteral("][IP:127.0.0.1][port:")), qPrintable(peer));
@@ -249,7 +137,7 @@ void tst_HCTcpServer::sendToAnUnknownHandleIsRefusedWithItsText()
 
     QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false"));
     QCOMPARE(server.errorString(), QStringLiteral("[Tcpsocket[handle:4711] is null]"));
-    QCOMPARE(logged.last(),
+    QCOMPARE(LogKeeper::last(),
              QStringLiteral("[warning][sendDataToClient][Tcpsocket[handle:4711] is null]"));
 }
 
@@ -365,7 +253,7 @@ void tst_HCTcpServer::kickDisconnectsEveryClientAndEntriesLeave()
         QVERIFY(client->isEndedByPeer());
     for (qintptr handle : seenHandles(relay))
         QTRY_VERIFY(!server.sendDataToClient(handle, "x"));
-    QCOMPARE(warningsOfQt(), 0);
+    QCOMPARE(LogKeeper::warningsOfQt(), 0);
 }
 
 void tst_HCTcpServer::kickedClientStillGetsWhatWasWritten()
@@ -426,7 +314,7 @@ void tst_HCTcpServer::stopCutsEveryClientAndEndsTheirThreads()
     for (const auto& client : clients)
         QVERIFY(client->isEndedByPeer());
     QTRY_COMPARE(threadCount(), _threadsAtRest);
-    QCOMPARE(warningsOfQt(), 0);
+    QCOMPARE(LogKeeper::warningsOfQt(), 0);
 }
 
 void tst_HCTcpServer::lateNoticesAfterStopMeetNothing()
@@ -474,34 +362,7 @@ void tst_HCTcpServer::destructorUnderLoadLeavesNoThread()
 
     QTRY_COMPARE(ended.load(), 8);
     QTRY_COMPARE(threadCount(), _threadsAtRest);
-    QCOMPARE(warningsOfQt(), 0);
-}
-
-void tst_HCTcpServer::closedNumberServesTheNextClient()
-{
-    RelayRecorder relay;
-    OpenServer server;
-    server.setRelayObject(&relay);
-    QVERIFY(server.startListen(0));
-    RawClient first;
-    QVERIFY(first.connectTo(server.serverPort()));
-    first.send(buildFrame(2000, 1, {}, {}));
-    QTRY_COMPARE(relay.requests.size(), size_t(1));
-    const qintptr handle = relay.requests[0].handle;
-
-    first.reset();
-    QVERIFY(isClosedSoon(handle));
-    // The end of the first connection is queued; its number now serves another connection.
-    RawClient second;
-    giveNumberTo(second, int(handle));
-    QVERIFY(fcntl(int(handle), F_GETFD) != -1);
-    server.incomingConnection(handle);
-    second.send(buildFrame(2000, 2, {}, {}));
-    QTRY_COMPARE(relay.requests.size(), size_t(2));
-    QCoreApplication::processEvents();
-
-    QVERIFY(server.sendDataToClient(handle, buildFrame(12000, 2, {}, "two")));
-    QCOMPARE(second.receiveFrame(), buildFrame(12000, 2, {}, "two"));
+    QCOMPARE(LogKeeper::warningsOfQt(), 0);
 }
 
 void tst_HCTcpServer::clientsThatVanishInMidFrameLeaveNothing()
@@ -550,17 +411,17 @@ void tst_HCTcpServer::countsInTheLogFollowTheConnections()
     RawClient second;
 
     QVERIFY(first.connectTo(service.port()));
-    QTRY_COMPARE(logged.filter(QStringLiteral("[incomingConnection]")).size(), 1);
+    QTRY_COMPARE(LogKeeper::linesWith("[incomingConnection]").size(), 1);
     QVERIFY(second.connectTo(service.port()));
-    QTRY_COMPARE(logged.filter(QStringLiteral("[incomingConnection]")).size(), 2);
+    QTRY_COMPARE(LogKeeper::linesWith("[incomingConnection]").size(), 2);
     first.close();
-    QTRY_COMPARE(logged.filter(QStringLiteral("[disconnected:hand:")).size(), 1);
+    QTRY_COMPARE(LogKeeper::linesWith("[disconnected:hand:").size(), 1);
     QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false"));
 
-    const QStringList come = logged.filter(QStringLiteral("[incomingConnection]"));
+    const QStringList come = LogKeeper::linesWith("[incomingConnection]");
     QVERIFY2(come.at(0).endsWith(QStringLiteral("count: 0 ]")), qPrintable(come.at(0)));
     QVERIFY2(come.at(1).endsWith(QStringLiteral("count: 1 ]")), qPrintable(come.at(1)));
-    const QString gone = logged.filter(QStringLiteral("[disconnected:hand:")).at(0);
+    const QString gone = LogKeeper::linesWith("[disconnected:hand:").at(0);
     QVERIFY2(gone.endsWith(QStringLiteral("count: 1 ]")), qPrintable(gone));
 }
 
@@ -573,135 +434,10 @@ void tst_HCTcpServer::listeningAndStoppingAreLogged()
     server.stopListen();
     QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false"));
 
-    QCOMPARE(logged.value(0), QStringLiteral("[debug][startListen][listen:0 is listenning now]"));
-    QCOMPARE(logged.value(1), QStringLiteral("[debug][stopListen][_tcpSocketMap.keys.size: 0 ]"));
-}
-
-void tst_HCTcpServer::lateAnswerReachesTheNextOwnerOfTheNumber()
-{
-    RelayRecorder relay;
-    OpenServer server;
-    server.setRelayObject(&relay);
-    QVERIFY(server.startListen(0));
-    RawClient first;
-    QVERIFY(first.connectTo(server.serverPort()));
-    first.send(buildFrame(2000, 1, {}, {}));
-    QTRY_COMPARE(relay.requests.size(), size_t(1));
-    const qintptr handle = relay.requests[0].handle;
-    first.reset();
-    QVERIFY(isClosedSoon(handle));
-    RawClient second;
-    giveNumberTo(second, int(handle));
-    server.incomingConnection(handle);
-    letIn();
-
-    // The daemon cannot tell the two apart: the handle is all that it has.
-    QVERIFY(server.sendDataToClient(relay.requests[0].handle, "answer to the first"));
-
-    QCOMPARE(second.receive(19), QByteArray("answer to the first"));
-}
-
-namespace {
-
-/// Answers by waiting until the bytes have gone.
-class WaitingRelay : public QObject
-{
-    Q_OBJECT
-
-public:
-    explicit WaitingRelay(HCTcpServer& server)
-        : _server(server)
-    {}
-    int answered = 0;
-    qintptr handle = -1;
-
-public slots:
-    void slotRevInterface(QString, qintptr from, quint16, quint16, QByteArray, QVariant)
-    {
-        handle = from;
-        _server.waitWrite2Client(handle, "answer");
-        ++answered;
-    }
-
-private:
-    HCTcpServer& _server;
-};
-
-} // namespace
-
-void tst_HCTcpServer::waitingWriteToAConnectionInTeardownReturns()
-{
-    OpenServer server;
-    WaitingRelay relay(server);
-    server.setRelayObject(&relay);
-    QVERIFY(server.startListen(0));
-    RawClient first;
-    QVERIFY(first.connectTo(server.serverPort()));
-    first.send(buildFrame(2000, 1, {}, {}));
-    QTRY_COMPARE(relay.answered, 1);
-    QCOMPARE(first.receive(6), QByteArray("answer"));
-    const qintptr handle = relay.handle;
-
-    // A request and the end of its connection are both still queued here when the number comes
-    // back.
-    first.send(buildFrame(2000, 2, {}, {}));
-    QThread::msleep(50);
-    first.reset();
-    QVERIFY(isClosedSoon(handle));
-    RawClient second;
-    giveNumberTo(second, int(handle));
-    server.incomingConnection(handle);
-    letIn();
-
-    QCOMPARE(relay.answered, 2);
-    QVERIFY(server.sendDataToClient(handle, "hello"));
-    QCOMPARE(second.receive(5), QByteArray("hello"));
-}
-
-void tst_HCTcpServer::descriptorsRunningOutOnlyTurnsNewClientsAway_data()
-{
-    // The last descriptor may be wanted by an accept or by a thread that starts.
-    QTest::addColumn<int>("spare");
-    for (int spare = 40; spare < 48; ++spare)
-        QTest::newRow(qPrintable(QString::number(spare))) << spare;
-}
-
-void tst_HCTcpServer::descriptorsRunningOutOnlyTurnsNewClientsAway()
-{
-    QFETCH(int, spare);
-    EchoService service;
-    RawClient first;
-    QVERIFY(first.connectTo(service.port()));
-    first.send(buildFrame(2000, 1, {}, "first"));
-    QTRY_COMPARE(service.requests, qint64(1));
-    QCOMPARE(first.receiveFrame(), buildFrame(12000, 1, {}, "first"));
-    rlimit before = {};
-    getrlimit(RLIMIT_NOFILE, &before);
-    {
-        // The clients' own descriptors are there beforehand: only the service runs out.
-        std::vector<std::unique_ptr<RawClient>> clients;
-        for (int i = 0; i < 45; ++i) {
-            clients.push_back(std::make_unique<RawClient>());
-            QVERIFY(clients.back()->prepare());
-        }
-        const rlimit tight = {limitThatLeaves(spare), before.rlim_max};
-        setrlimit(RLIMIT_NOFILE, &tight);
-        // All of them wait in the backlog, so they are accepted before a thread of theirs has run.
-        for (const auto& client : clients)
-            client->connectTo(service.port());
-        QTest::qWait(300);
-        first.send(buildFrame(2000, 2, {}, "still served"));
-        QTRY_COMPARE(service.requests, qint64(2));
-        QCOMPARE(first.receiveFrame(), buildFrame(12000, 2, {}, "still served"));
-    }
-    setrlimit(RLIMIT_NOFILE, &before);
-
-    QTest::qWait(500);
-    RawClient next;
-    QVERIFY(next.connectTo(service.port()));
-    next.send(buildFrame(2000, 3, {}, "next"));
-    QTRY_COMPARE(service.requests, qint64(3));
-    QCOMPARE(next.receiveFrame(), buildFrame(12000, 3, {}, "next"));
+    QCOMPARE(LogKeeper::lines().value(0),
+             QStringLiteral("[debug][startListen][listen:0 is listenning now]"));
+    QCOMPARE(LogKeeper::lines().value(1),
+             QStringLiteral("[debug][stopListen][_tcpSocketMap.keys.size: 0 ]"));
 }
 
 void tst_HCTcpServer::waitingWriteTellsItsEndAndItsText()
@@ -752,8 +488,8 @@ void tst_HCTcpServer::socketErrorIsLoggedAndLeavesTheConnection()
     socket.slotError(QAbstractSocket::NetworkError);
 
     QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false"));
-    QCOMPARE(logged.last(), QStringLiteral("[warning][slotError][socket_id: 77 socketError: "
-                                           "QAbstractSocket::NetworkError ]"));
+    QCOMPARE(LogKeeper::last(), QStringLiteral("[warning][slotError][socket_id: 77 socketError: "
+                                               "QAbstractSocket::NetworkError ]"));
 }
 
 QTEST_GUILESS_MAIN(tst_HCTcpServer)

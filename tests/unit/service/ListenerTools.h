@@ -1,0 +1,154 @@
+#pragma once
+
+#include "RawClient.h"
+#include "RelayRecorder.h"
+
+#include "service/HCTcpServer.h"
+
+#include <QDeadlineTimer>
+#include <QMutex>
+#include <QStringList>
+#include <QVector>
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <thread>
+
+/// Keeps every log line, from whatever thread, for as long as it lives.
+class LogKeeper
+{
+public:
+    LogKeeper()
+    {
+        const QMutexLocker locker(&mutex());
+        kept().clear();
+        _before = qInstallMessageHandler(keep);
+    }
+    ~LogKeeper() { qInstallMessageHandler(_before); }
+    LogKeeper(const LogKeeper&) = delete;
+    LogKeeper& operator=(const LogKeeper&) = delete;
+
+    static QStringList lines()
+    {
+        const QMutexLocker locker(&mutex());
+        return kept();
+    }
+    static QStringList linesWith(const char* text)
+    {
+        return lines().filter(QString::fromUtf8(text));
+    }
+    static QString last() { return lines().value(lines().size() - 1); }
+    /// What Qt says when a socket is touched from a thread that is not its own.
+    static int warningsOfQt()
+    {
+        return linesWith("notifier").size() + linesWith("another thread").size() +
+               linesWith("QThread").size();
+    }
+
+private:
+    static QMutex& mutex()
+    {
+        static QMutex instance;
+        return instance;
+    }
+    static QStringList& kept()
+    {
+        static QStringList instance;
+        return instance;
+    }
+    static void keep(QtMsgType, const QMessageLogContext&, const QString& text)
+    {
+        const QMutexLocker locker(&mutex());
+        kept() << text;
+    }
+
+    QtMessageHandler _before;
+};
+
+/// A listener whose connections can be given to it directly.
+class OpenServer : public HCTcpServer
+{
+public:
+    OpenServer()
+        : HCTcpServer(nullptr)
+    {}
+    using HCTcpServer::incomingConnection;
+};
+
+inline bool isOpen(qintptr handle)
+{
+    return fcntl(int(handle), F_GETFD) != -1;
+}
+
+inline bool isClosedSoon(qintptr handle)
+{
+    const QDeadlineTimer limit(5000);
+    while (isOpen(handle) && !limit.hasExpired())
+        std::this_thread::yield();
+    return !isOpen(handle);
+}
+
+/// The limit under which this process can open just so many more descriptors.
+inline rlim_t limitThatLeaves(int free)
+{
+    int fd = 0;
+    for (; free > 0; ++fd) {
+        if (!isOpen(fd))
+            --free;
+    }
+    return rlim_t(fd);
+}
+
+/// Lowers the number of descriptors that the process may have, for as long as it lives.
+class DescriptorLimit
+{
+public:
+    explicit DescriptorLimit(rlim_t limit)
+    {
+        getrlimit(RLIMIT_NOFILE, &_before);
+        const rlimit tight = {limit, _before.rlim_max};
+        setrlimit(RLIMIT_NOFILE, &tight);
+    }
+    ~DescriptorLimit() { setrlimit(RLIMIT_NOFILE, &_before); }
+    DescriptorLimit(const DescriptorLimit&) = delete;
+    DescriptorLimit& operator=(const DescriptorLimit&) = delete;
+
+private:
+    rlimit _before = {};
+};
+
+/// Takes every free number below a limit, and lowers the limit to it.
+class FullTable
+{
+public:
+    explicit FullTable(int limit)
+        : _limit(rlim_t(limit))
+    {
+        for (int fd = 0; fd < limit; ++fd) {
+            if (!isOpen(fd) && dup2(STDERR_FILENO, fd) == fd)
+                _taken << fd;
+        }
+    }
+    ~FullTable()
+    {
+        for (int fd : qAsConst(_taken))
+            close(fd);
+    }
+    FullTable(const FullTable&) = delete;
+    FullTable& operator=(const FullTable&) = delete;
+
+    /// False if the number was in use before.
+    bool giveBack(int fd) { return _taken.removeOne(fd) && close(fd) == 0; }
+
+private:
+    DescriptorLimit _limit;
+    QVector<int> _taken;
+};
+
+inline QVector<qintptr> seenHandles(const RelayRecorder& relay)
+{
+    QVector<qintptr> handles;
+    for (const auto& request : relay.requests)
+        handles << request.handle;
+    return handles;
+}

@@ -1,0 +1,295 @@
+#include "EchoService.h"
+#include "ListenerTools.h"
+
+#include <functional>
+#include <memory>
+
+using ky::buildFrame;
+
+/// The kernel hands out a number again as soon as it is closed, while the end of the connection
+/// that had it is still queued here. waitForNewConnection() accepts without serving that queue.
+class tst_DescriptorReuse : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void init();
+
+    void closedNumberServesTheNextClient();
+    void lateAnswerReachesTheNextOwnerOfTheNumber();
+    void waitingWriteToAConnectionInTeardownReturns();
+    void clientThatLeavesWhileItWaitsLeavesNothing();
+    void answersToTheFormerOwnerMissTheNext();
+    void relayMayRunTheEventLoopMeanwhile();
+    void relayMayStopTheListenerMeanwhile();
+    void relayMayDeleteTheListenerMeanwhile();
+
+private:
+    int _threadsAtRest = 0;
+};
+
+namespace {
+
+/// Does with each request what the test says.
+class ActingRelay : public QObject
+{
+    Q_OBJECT
+
+public:
+    std::function<void()> act;
+    int requests = 0;
+    qintptr handle = -1;
+
+public slots:
+    void slotRevInterface(QString, qintptr from, quint16, quint16, QByteArray, QVariant)
+    {
+        handle = from;
+        ++requests;
+        if (act)
+            act();
+    }
+};
+
+/// Connects and asks once; the handle of the connection, or -1.
+template <typename Relay>
+qintptr introduce(RawClient& client, HCTcpServer& server, const Relay& relay)
+{
+    const int before = relay.requests;
+    client.prepareFarAway();
+    client.connectTo(server.serverPort());
+    client.send(buildFrame(2000, 1, {}, {}));
+    return serveUntil([&] { return relay.requests > before; }, 5000) ? relay.handle : -1;
+}
+
+/// Connects, and accepts without an event served. True if the client has that number now.
+bool acceptAs(qintptr handle, RawClient& client, HCTcpServer& server)
+{
+    return !isOpen(handle) && client.connectTo(server.serverPort()) &&
+           server.waitForNewConnection(5000) && isOpen(handle);
+}
+
+/// Leaves in good order. Its end is queued here, behind what it asked.
+bool leave(RawClient& client, qintptr handle)
+{
+    client.close();
+    return isClosedSoon(handle);
+}
+
+/// A request and the end of its connection are both still queued here when this returns.
+bool askAndLeave(RawClient& client, qintptr handle)
+{
+    return client.send(buildFrame(2000, 2, {}, {})) && leave(client, handle);
+}
+
+/// Lets a connection in that lines up behind the end of its number's former owner: once in turn,
+/// and once more when that end had not been told yet.
+void letIn()
+{
+    for (int pass = 0; pass < 3; ++pass)
+        QCoreApplication::processEvents();
+}
+
+bool isServed(RawClient& client, qintptr handle, HCTcpServer& server)
+{
+    return server.sendDataToClient(handle, "hello") && client.receive(5) == "hello";
+}
+
+} // namespace
+
+void tst_DescriptorReuse::initTestCase()
+{
+    QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false"));
+    _threadsAtRest = threadCount();
+}
+
+void tst_DescriptorReuse::init()
+{
+    QTRY_COMPARE(threadCount(), _threadsAtRest);
+}
+
+void tst_DescriptorReuse::closedNumberServesTheNextClient()
+{
+    ActingRelay relay;
+    HCTcpServer server(nullptr);
+    server.setRelayObject(&relay);
+    QVERIFY(server.startListen(0));
+    RawClient first;
+    RawClient second;
+    QVERIFY(second.prepareFarAway());
+    const qintptr handle = introduce(first, server, relay);
+    QVERIFY(handle >= 0);
+
+    first.reset();
+    QVERIFY(isClosedSoon(handle));
+    QVERIFY(acceptAs(handle, second, server));
+    second.send(buildFrame(2000, 2, {}, {}));
+    QTRY_COMPARE(relay.requests, 2);
+    QCoreApplication::processEvents();
+
+    QCOMPARE(relay.handle, handle);
+    QVERIFY(isServed(second, handle, server));
+}
+
+void tst_DescriptorReuse::lateAnswerReachesTheNextOwnerOfTheNumber()
+{
+    ActingRelay relay;
+    HCTcpServer server(nullptr);
+    server.setRelayObject(&relay);
+    QVERIFY(server.startListen(0));
+    RawClient first;
+    RawClient second;
+    QVERIFY(second.prepareFarAway());
+    const qintptr handle = introduce(first, server, relay);
+    first.reset();
+    QVERIFY(isClosedSoon(handle));
+    QVERIFY(acceptAs(handle, second, server));
+    letIn();
+
+    // The daemon cannot tell the two apart: the handle is all that it has.
+    QVERIFY(server.sendDataToClient(handle, "answer to the first"));
+
+    QCOMPARE(second.receive(19), QByteArray("answer to the first"));
+}
+
+void tst_DescriptorReuse::waitingWriteToAConnectionInTeardownReturns()
+{
+    ActingRelay relay;
+    HCTcpServer server(nullptr);
+    server.setRelayObject(&relay);
+    relay.act = [&] { server.waitWrite2Client(relay.handle, "answer"); };
+    QVERIFY(server.startListen(0));
+    RawClient first;
+    RawClient second;
+    QVERIFY(second.prepareFarAway());
+    const qintptr handle = introduce(first, server, relay);
+    QCOMPARE(first.receive(6), QByteArray("answer"));
+
+    QVERIFY(askAndLeave(first, handle));
+    QVERIFY(acceptAs(handle, second, server));
+    letIn();
+
+    QCOMPARE(relay.requests, 2);
+    QVERIFY(isServed(second, handle, server));
+}
+
+void tst_DescriptorReuse::clientThatLeavesWhileItWaitsLeavesNothing()
+{
+    ActingRelay relay;
+    HCTcpServer server(nullptr);
+    server.setRelayObject(&relay);
+    QVERIFY(server.startListen(0));
+    RawClient first;
+    RawClient second;
+    QVERIFY(second.prepareFarAway());
+    const qintptr handle = introduce(first, server, relay);
+
+    QVERIFY(leave(first, handle));
+    QVERIFY(acceptAs(handle, second, server));
+    second.reset();
+    letIn();
+
+    QTRY_VERIFY(!server.sendDataToClient(handle, "x"));
+    QVERIFY(!isOpen(handle));
+    QTRY_COMPARE(threadCount(), _threadsAtRest);
+    RawClient third;
+    QCOMPARE(introduce(third, server, relay), handle);
+    QVERIFY(isServed(third, handle, server));
+}
+
+void tst_DescriptorReuse::answersToTheFormerOwnerMissTheNext()
+{
+    ActingRelay relay;
+    HCTcpServer server(nullptr);
+    server.setRelayObject(&relay);
+    QVERIFY(server.startListen(0));
+    RawClient first;
+    RawClient other;
+    RawClient second;
+    QVERIFY(second.prepareFarAway());
+    const qintptr handle = introduce(first, server, relay);
+    const qintptr otherHandle = introduce(other, server, relay);
+    QVERIFY(handle < otherHandle); // the kernel gives the lower one first
+    relay.act = [&] { server.sendDataToClient(relay.handle, "stale"); };
+
+    QVERIFY(askAndLeave(other, otherHandle));
+    QVERIFY(askAndLeave(first, handle));
+    QVERIFY(acceptAs(handle, second, server));
+    letIn();
+
+    QCOMPARE(relay.requests, 4);
+    QVERIFY(isServed(second, handle, server)); // "hello" is the first that it gets
+    QTRY_VERIFY(!server.sendDataToClient(otherHandle, "x"));
+}
+
+void tst_DescriptorReuse::relayMayRunTheEventLoopMeanwhile()
+{
+    ActingRelay relay;
+    HCTcpServer server(nullptr);
+    server.setRelayObject(&relay);
+    QVERIFY(server.startListen(0));
+    RawClient first;
+    RawClient second;
+    QVERIFY(second.prepareFarAway());
+    const qintptr handle = introduce(first, server, relay);
+    relay.act = &letIn;
+
+    QVERIFY(askAndLeave(first, handle));
+    QVERIFY(acceptAs(handle, second, server));
+    letIn();
+
+    QCOMPARE(relay.requests, 2);
+    QVERIFY(isServed(second, handle, server));
+    QVERIFY(leave(second, handle));
+    QTRY_VERIFY(!server.sendDataToClient(handle, "x"));
+}
+
+void tst_DescriptorReuse::relayMayStopTheListenerMeanwhile()
+{
+    ActingRelay relay;
+    HCTcpServer server(nullptr);
+    server.setRelayObject(&relay);
+    QVERIFY(server.startListen(0));
+    RawClient first;
+    RawClient second;
+    QVERIFY(second.prepareFarAway());
+    const qintptr handle = introduce(first, server, relay);
+    relay.act = [&] { server.stopListen(); };
+
+    QVERIFY(askAndLeave(first, handle));
+    QVERIFY(acceptAs(handle, second, server));
+    letIn();
+
+    QCOMPARE(relay.requests, 2);
+    QVERIFY(!server.isListening());
+    QVERIFY(second.isEndedByPeer());
+    QVERIFY(!isOpen(handle));
+    QVERIFY(!server.sendDataToClient(handle, "x"));
+    QTRY_COMPARE(threadCount(), _threadsAtRest);
+}
+
+void tst_DescriptorReuse::relayMayDeleteTheListenerMeanwhile()
+{
+    ActingRelay relay;
+    auto server = std::make_unique<HCTcpServer>(nullptr);
+    server->setRelayObject(&relay);
+    QVERIFY(server->startListen(0));
+    RawClient first;
+    RawClient second;
+    QVERIFY(second.prepareFarAway());
+    const qintptr handle = introduce(first, *server, relay);
+    relay.act = [&] { server.reset(); };
+
+    QVERIFY(askAndLeave(first, handle));
+    QVERIFY(acceptAs(handle, second, *server));
+    letIn();
+
+    QCOMPARE(relay.requests, 2);
+    QVERIFY(!server);
+    QVERIFY(second.isEndedByPeer());
+    QVERIFY(!isOpen(handle));
+    QTRY_COMPARE(threadCount(), _threadsAtRest);
+}
+
+QTEST_GUILESS_MAIN(tst_DescriptorReuse)
+#include "tst_DescriptorReuse.moc"
