@@ -10,7 +10,10 @@
 #include <QStringList>
 #include <QVector>
 
+#include <chrono>
 #include <fcntl.h>
+#include <linux/sockios.h>
+#include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <thread>
 
@@ -86,6 +89,23 @@ inline bool isClosedSoon(qintptr handle)
     while (isOpen(handle) && !limit.hasExpired())
         std::this_thread::yield();
     return !isOpen(handle);
+}
+
+/// Whether the kernel soon has taken all that it will for a peer that reads nothing. The thread of
+/// the connection may go on writing meanwhile.
+inline bool isStuck(qintptr handle)
+{
+    const QDeadlineTimer limit(10000);
+    int before = 0;
+    int looks = 0;
+    while (looks < 50 && !limit.hasExpired()) {
+        int waiting = 0;
+        ioctl(int(handle), SIOCOUTQ, &waiting);
+        looks = waiting > 0 && waiting == before ? looks + 1 : 0;
+        before = waiting;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return looks == 50;
 }
 
 /// The limit under which this process can open just so many more descriptors.

@@ -39,6 +39,9 @@ private slots:
     void waitingWriteTellsItsEndAndItsText();
     void bothWritesReachThePeer();
     void socketErrorIsLoggedAndLeavesTheConnection();
+    void debugTextCarriesTheLastError();
+    void abortEndsOneClientWithWhatWaits();
+    void abortOfAnUnknownHandleIsRefused();
 
 private:
     int _threadsAtRest = 0;
@@ -490,6 +493,64 @@ void tst_HCTcpServer::socketErrorIsLoggedAndLeavesTheConnection()
     QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false"));
     QCOMPARE(LogKeeper::last(), QStringLiteral("[warning][slotError][socket_id: 77 socketError: "
                                                "QAbstractSocket::NetworkError ]"));
+}
+
+void tst_HCTcpServer::debugTextCarriesTheLastError()
+{
+    QTcpServer taken;
+    QVERIFY(taken.listen(QHostAddress::LocalHost));
+    const quint16 port = taken.serverPort();
+    taken.close();
+    TcpSocket socket;
+
+    socket.connectToHost(QHostAddress::LocalHost, port);
+
+    QVERIFY(!socket.waitForConnected(5000));
+    const QString text = socket.getSocketDebugStr();
+    QVERIFY2(text.endsWith(QStringLiteral(" Tcp:Connection refused")), qPrintable(text));
+}
+
+void tst_HCTcpServer::abortEndsOneClientWithWhatWaits()
+{
+    RelayRecorder relay;
+    HCTcpServer server(nullptr);
+    server.setRelayObject(&relay);
+    QVERIFY(server.startListen(0));
+    RawClient cut;
+    RawClient other;
+    QVERIFY(cut.connectTo(server.serverPort()));
+    cut.send(buildFrame(2000, 1, {}, {}));
+    QTRY_COMPARE(relay.requests.size(), size_t(1));
+    QVERIFY(other.connectTo(server.serverPort()));
+    other.send(buildFrame(2000, 2, {}, {}));
+    QTRY_COMPARE(relay.requests.size(), size_t(2));
+    const qintptr handle = relay.requests[0].handle;
+    const int size = 64 * 1024 * 1024;
+
+    server.sendDataToClient(handle, QByteArray(size, 'z'));
+    QVERIFY(server.abortClient(handle));
+    QTRY_VERIFY(!server.sendDataToClient(handle, "x"));
+
+    QVERIFY(cut.receive(size).size() < size);
+    other.send(buildFrame(2000, 3, {}, {}));
+    QTRY_COMPARE(relay.requests.size(), size_t(3));
+    QVERIFY(server.sendDataToClient(relay.requests[2].handle, "still here"));
+    QCOMPARE(other.receive(10), QByteArray("still here"));
+    QCOMPARE(threadCount(), _threadsAtRest + 1);
+}
+
+void tst_HCTcpServer::abortOfAnUnknownHandleIsRefused()
+{
+    HCTcpServer server(nullptr);
+    const LogKeeper keeper;
+    QLoggingCategory::setFilterRules(QStringLiteral("ky.service.warning=true"));
+
+    QVERIFY(!server.abortClient(4711));
+
+    QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false"));
+    QCOMPARE(server.errorString(), QStringLiteral("[Tcpsocket[handle:4711] is null]"));
+    QCOMPARE(LogKeeper::last(),
+             QStringLiteral("[warning][abortClient][Tcpsocket[handle:4711] is null]"));
 }
 
 QTEST_GUILESS_MAIN(tst_HCTcpServer)

@@ -1,5 +1,4 @@
-#include "RawClient.h"
-#include "RelayRecorder.h"
+#include "ListenerTools.h"
 
 #include "host/PublicClass.h"
 #include "service/FernoProClass.h"
@@ -12,6 +11,9 @@
 #include <QTcpServer>
 #include <QTemporaryDir>
 #include <QtTest>
+
+#include <atomic>
+#include <thread>
 
 using ky::buildFrame;
 
@@ -43,6 +45,8 @@ private slots:
     void portInUseWarnsWithTheStoredText();
     void restartedServiceServesAgain();
     void failedSendSetsTheLastError();
+    void waitingWriteBlocksUntilThePeerReads();
+    void abortEndsTheClientOfTheHandle();
     void processWideStorageIsThereAtLoad();
     void releasedStorageIsNull();
 
@@ -371,6 +375,57 @@ void tst_KyNetworkObject::failedSendSetsTheLastError()
     QCOMPARE(front.getLastError(), QStringLiteral("[Tcpsocket[handle:12] is null]"));
     QVERIFY(!front.waitWrite2Client(13, "x"));
     QCOMPARE(front.getLastError(), QStringLiteral("[Tcpsocket[handle:13] is null]"));
+    QVERIFY(!front.abortClient(14));
+    QCOMPARE(front.getLastError(), QStringLiteral("[Tcpsocket[handle:14] is null]"));
+}
+
+void tst_KyNetworkObject::waitingWriteBlocksUntilThePeerReads()
+{
+    RelayRecorder relay;
+    auto* front = new KyNetworkObject(&relay);
+    const quint16 port = freePort();
+    QVERIFY(front->listenTcp(port, 1, 0, true));
+    RawClient client;
+    QVERIFY(client.connectTo(port));
+    client.send(buildFrame(2000, 1, {}, {}));
+    QTRY_COMPARE(relay.requests.size(), size_t(1));
+    const qintptr handle = relay.requests[0].handle;
+    // More than the kernel holds for a peer that does not read, and no room left.
+    const QByteArray filling(16 * 1024 * 1024, 'f');
+    const QByteArray message(8 * 1024 * 1024, 'm');
+    front->sendDataToClient(handle, filling);
+    QVERIFY(isStuck(handle));
+    std::atomic<bool> isReading{false};
+    QByteArray received;
+
+    std::thread reader([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        isReading = true;
+        received = client.receive(filling.size() + message.size());
+    });
+    const bool isWritten = front->waitWrite2Client(handle, message);
+    const bool hasWaited = isReading;
+    reader.join();
+
+    QVERIFY(isWritten);
+    QVERIFY(hasWaited);
+    QVERIFY(received == filling + message);
+}
+
+void tst_KyNetworkObject::abortEndsTheClientOfTheHandle()
+{
+    RelayRecorder relay;
+    auto* front = new KyNetworkObject(&relay);
+    const quint16 port = freePort();
+    QVERIFY(front->listenTcp(port, 1, 0, true));
+    RawClient client;
+    QVERIFY(client.connectTo(port));
+    client.send(buildFrame(2000, 1, {}, {}));
+    QTRY_COMPARE(relay.requests.size(), size_t(1));
+
+    QVERIFY(front->abortClient(relay.requests[0].handle));
+
+    QVERIFY(client.isEndedByPeer());
 }
 
 void tst_KyNetworkObject::processWideStorageIsThereAtLoad()

@@ -1,0 +1,142 @@
+#include "EchoService.h"
+#include "ListenerTools.h"
+
+#include "service/TcpSocket.h"
+
+#include <memory>
+
+using ky::buildFrame;
+
+#if defined(__SANITIZE_ADDRESS__)
+extern "C" const char* __asan_default_options();
+extern "C" const char* __asan_default_options()
+{
+    return "max_allocation_size_mb=64:allocator_may_return_null=1";
+}
+#endif
+
+/// Frames that announce more than the process can hold.
+class tst_NoMemory : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase() { QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false")); }
+    void announcedSizesSetLittleAside();
+    void frameThatFitsNoMemoryEndsOnlyItsConnection();
+};
+
+namespace {
+
+/// Address space of this process in KiB.
+long virtualKib()
+{
+    QFile status(QStringLiteral("/proc/self/status"));
+    status.open(QIODevice::ReadOnly);
+    for (const QByteArray& line : status.readAll().split('\n')) {
+        if (line.startsWith("VmSize:"))
+            return line.mid(7).trimmed().split(' ').first().toLong();
+    }
+    return -1;
+}
+
+/// The header of a request whose body has that size.
+QByteArray headOf(quint32 bodySize)
+{
+    QByteArray head = buildFrame(2000, 1, {}, {});
+    qToBigEndian(bodySize, head.data() + 4);
+    return head;
+}
+
+/// The process gets so much more memory and then none, for as long as this lives. Under the
+/// address sanitizer a large block cannot be had at any time.
+class MemoryLimit
+{
+public:
+    explicit MemoryLimit(int mebibytes)
+    {
+        getrlimit(RLIMIT_AS, &_before);
+#if !defined(__SANITIZE_ADDRESS__)
+        const rlimit tight = {(rlim_t(virtualKib()) + rlim_t(mebibytes) * 1024) * 1024,
+                              _before.rlim_max};
+        setrlimit(RLIMIT_AS, &tight);
+#else
+        Q_UNUSED(mebibytes)
+#endif
+    }
+    ~MemoryLimit()
+    {
+        setrlimit(RLIMIT_AS, &_before);
+    }
+    MemoryLimit(const MemoryLimit&) = delete;
+    MemoryLimit& operator=(const MemoryLimit&) = delete;
+
+private:
+    rlimit _before = {};
+};
+
+} // namespace
+
+void tst_NoMemory::announcedSizesSetLittleAside()
+{
+    constexpr int kSockets = 64;
+    std::vector<std::unique_ptr<TcpSocket>> sockets;
+    for (int i = 0; i < kSockets; ++i)
+        sockets.push_back(std::make_unique<TcpSocket>());
+    const LogKeeper keeper;
+    QLoggingCategory::setFilterRules(QStringLiteral("ky.service.warning=true"));
+    const long before = virtualKib();
+
+    for (const auto& socket : sockets)
+        socket->resolveTcpReadData(5, headOf(0xffffffffu) + "the first of it");
+    const long grownKib = virtualKib() - before;
+    QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false"));
+
+    // 1 MiB each, and what the allocator needs for itself.
+    QVERIFY2(grownKib < kSockets * 1536L, qPrintable(QString::number(grownKib)));
+    QCOMPARE(LogKeeper::linesWith("no memory"), QStringList());
+}
+
+void tst_NoMemory::frameThatFitsNoMemoryEndsOnlyItsConnection()
+{
+    EchoService service;
+    RawClient other;
+    RawClient greedy;
+    QVERIFY(other.connectTo(service.port()));
+    QVERIFY(greedy.connectTo(service.port()));
+    other.send(buildFrame(2000, 1, {}, "text"));
+    greedy.send(buildFrame(2000, 1, {}, "text"));
+    QTRY_COMPARE(service.requests, qint64(2));
+    const QByteArray answer = buildFrame(12000, 1, {}, "text");
+    QCOMPARE(greedy.receiveFrame(), answer);
+    QCOMPARE(other.receiveFrame(), answer);
+    const QByteArray piece(1024 * 1024, 'g');
+    const LogKeeper keeper;
+    QLoggingCategory::setFilterRules(QStringLiteral("ky.service.warning=true"));
+    {
+        const MemoryLimit limit(200);
+        int sentMib = 0;
+        greedy.send(headOf(1u << 30));
+        while (sentMib < 1024 && greedy.send(piece))
+            ++sentMib;
+
+        QVERIFY2(sentMib < 1024, "the connection was not ended");
+        other.send(buildFrame(2000, 1, {}, "text"));
+        QTRY_COMPARE(service.requests, qint64(3));
+        QCOMPARE(other.receiveFrame(), answer);
+    }
+    QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false"));
+
+    QCOMPARE(LogKeeper::linesWith("[warning][resolveTcpReadData][no memory for a frame of "
+                                  "1073741824 bytes, handle:")
+                 .size(),
+             1);
+    RawClient next;
+    QVERIFY(next.connectTo(service.port()));
+    next.send(buildFrame(2000, 1, {}, "text"));
+    QTRY_COMPARE(service.requests, qint64(4));
+    QCOMPARE(next.receiveFrame(), answer);
+}
+
+QTEST_GUILESS_MAIN(tst_NoMemory)
+#include "tst_NoMemory.moc"
