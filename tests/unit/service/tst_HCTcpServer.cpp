@@ -529,6 +529,7 @@ void tst_HCTcpServer::abortEndsOneClientWithWhatWaits()
 
     server.sendDataToClient(handle, QByteArray(size, 'z'));
     QVERIFY(server.abortClient(handle));
+    QVERIFY(isClosedSoon(handle));
     QTRY_VERIFY(!server.sendDataToClient(handle, "x"));
 
     QVERIFY(cut.receive(size).size() < size);

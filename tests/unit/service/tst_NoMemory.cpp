@@ -8,7 +8,7 @@
 using ky::buildFrame;
 
 #if defined(__SANITIZE_ADDRESS__)
-extern "C" const char* __asan_default_options();
+extern "C" Q_DECL_EXPORT const char* __asan_default_options();
 extern "C" const char* __asan_default_options()
 {
     return "max_allocation_size_mb=64:allocator_may_return_null=1";

@@ -5,9 +5,12 @@
 #include "host/PublicClass.h"
 #include "service/TcpSocket.h"
 
+#include <QDeadlineTimer>
 #include <QTemporaryDir>
 
 #include <memory>
+#include <random>
+#include <sys/ioctl.h>
 
 using ky::buildFrame;
 
@@ -29,6 +32,10 @@ private slots:
     void emptyUploadMakesAnEmptyFile();
     void fileThatCannotBeOpenedLeavesTheFrameInMemory();
     void cutOffUploadLeavesTheNextOneWorking();
+    void bytesKeepTheirOrderAndTheNextFrameIsServed();
+    void bytesPastTheSocketsBufferAreThoseOfItsPeer_data();
+    void bytesPastTheSocketsBufferAreThoseOfItsPeer();
+    void stopDuringAnUploadKeepsWhatArrives();
     void oneGibibyteStaysUnder100MiBOfMemory();
 
 private:
@@ -195,6 +202,130 @@ void tst_Upload::cutOffUploadLeavesTheNextOneWorking()
 
     QCOMPARE(answer, buildFrame(15104, 2, {}, {}));
     QCOMPARE(service.requests, qint64(1));
+}
+
+namespace {
+
+QByteArray noise(int size)
+{
+    std::minstd_rand random(1);
+    QByteArray bytes(size, Qt::Uninitialized);
+    for (char& byte : bytes)
+        byte = char(random() >> 8);
+    return bytes;
+}
+
+/// A client and the service's end of its connection, which lives on the thread of the test.
+class Connection
+{
+public:
+    explicit Connection(TcpSocket& socket)
+    {
+        QTcpServer listener;
+        listener.listen(QHostAddress::LocalHost);
+        client.connectTo(listener.serverPort());
+        accepted = accept(int(listener.socketDescriptor()), nullptr, nullptr);
+        socket.setSocketDescriptor(accepted);
+        socket.setIntptr(accepted);
+    }
+
+    /// Whether all that was sent soon waits in the kernel for the service.
+    bool isWaiting(int size) const
+    {
+        const QDeadlineTimer limit(5000);
+        int waiting = 0;
+        while (waiting < size && !limit.hasExpired())
+            ioctl(accepted, FIONREAD, &waiting);
+        return waiting == size;
+    }
+
+    RawClient client;
+    int accepted = -1;
+};
+
+} // namespace
+
+void tst_Upload::bytesKeepTheirOrderAndTheNextFrameIsServed()
+{
+    EchoService service;
+    const QByteArray data = noise(64 * 1024 * 1024);
+    QByteArray first;
+    QByteArray second;
+    const ClientThreads clients(1, [&](int) {
+        RawClient client;
+        client.connectTo(service.port());
+        client.send(buildFrame(5104, 1, "{}", data));
+        first = client.receiveFrame();
+        client.send(buildFrame(2000, 2, {}, "next"));
+        second = client.receiveFrame();
+    });
+
+    QVERIFY(serveUntil([&] { return clients.areDone(); }, 60000));
+
+    QCOMPARE(first, buildFrame(15104, 1, {}, {}));
+    QCOMPARE(second, buildFrame(12000, 2, {}, "next"));
+    QVERIFY(content() == data);
+}
+
+void tst_Upload::bytesPastTheSocketsBufferAreThoseOfItsPeer_data()
+{
+    // Behind a proxy the descriptor leads to somebody else.
+    QTest::addColumn<bool>("isPeerKnown");
+    QTest::newRow("the descriptor leads to the peer") << true;
+    QTest::newRow("not known to") << false;
+}
+
+void tst_Upload::bytesPastTheSocketsBufferAreThoseOfItsPeer()
+{
+    QFETCH(bool, isPeerKnown);
+    Connection connection(*_socket);
+    if (isPeerKnown)
+        _socket->updatePeerInfo();
+    const QByteArray data = noise(50000);
+    const QByteArray frame = buildFrame(5104, 1, {}, data);
+    connection.client.send(frame.left(16));
+    QTRY_VERIFY(QFile::exists(path()));
+    connection.client.send(frame.mid(16));
+    QVERIFY(connection.isWaiting(data.size()));
+
+    QSignalSpy reads(_socket.get(), &QIODevice::readyRead);
+    while (reads.isEmpty())
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    const qint64 atOnce = QFileInfo(path()).size();
+    QTRY_COMPARE(_relay->requests.size(), size_t(1));
+
+    // One notice brings all of it only to a socket that may read past its own buffer.
+    QVERIFY2((atOnce == data.size()) == isPeerKnown, qPrintable(QString::number(atOnce)));
+    QVERIFY(content() == data);
+}
+
+void tst_Upload::stopDuringAnUploadKeepsWhatArrives()
+{
+    Connection connection(*_socket);
+    _socket->updatePeerInfo();
+    const QByteArray data = noise(90000);
+    const QByteArray frame = buildFrame(5104, 1, {}, data);
+    connection.client.send(frame.left(16));
+    QTRY_VERIFY(QFile::exists(path()));
+    connection.client.send(frame.mid(16, 30000));
+    QTRY_COMPARE(QFileInfo(path()).size(), qint64(30000));
+
+    _socket->setIsNeedStop(true);
+    QSignalSpy reads(_socket.get(), &QIODevice::readyRead);
+    connection.client.send(frame.mid(30016, 10000));
+    QTRY_VERIFY(!reads.isEmpty() && connection.isWaiting(0) && _socket->bytesAvailable() == 0);
+    QCOMPARE(QFileInfo(path()).size(), qint64(30000));
+
+    _socket->setIsNeedStop(false);
+    connection.client.send(frame.mid(40016));
+    QTRY_COMPARE(QFileInfo(path()).size(), qint64(90000));
+    QVERIFY(content() == data);
+    // What came meanwhile has not been counted: the upload ends so many bytes late.
+    QCoreApplication::processEvents();
+    QCOMPARE(_relay->requests.size(), size_t(0));
+    connection.client.send(QByteArray(10000, 'x'));
+    QTRY_COMPARE(_relay->requests.size(), size_t(1));
+    QVERIFY(content() == data + QByteArray(10000, 'x'));
 }
 
 void tst_Upload::oneGibibyteStaysUnder100MiBOfMemory()
