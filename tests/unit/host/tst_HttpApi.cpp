@@ -3,6 +3,7 @@
 #include <QElapsedTimer>
 #include <QProcess>
 #include <QSslCertificate>
+#include <QSslConfiguration>
 #include <QSslKey>
 #include <QSslSocket>
 #include <QTcpServer>
@@ -121,6 +122,38 @@ int run(const QString& program, const QStringList& arguments)
     return process.waitForFinished(20000) ? process.exitCode() : -1;
 }
 
+/// Makes a certificate for that address, signed by itself: cert.pem and key.pem in `folder`.
+bool makeCertificate(const QString& folder, const char* address)
+{
+    const QString subject = QStringLiteral("/CN=%1").arg(QLatin1String(address));
+    const QString name = QStringLiteral("subjectAltName=IP:%1").arg(QLatin1String(address));
+    return run(QStringLiteral("openssl"),
+               {QStringLiteral("req"), QStringLiteral("-x509"), QStringLiteral("-newkey"),
+                QStringLiteral("rsa:2048"), QStringLiteral("-nodes"), QStringLiteral("-days"),
+                QStringLiteral("2"), QStringLiteral("-subj"), subject, QStringLiteral("-addext"),
+                name, QStringLiteral("-keyout"), folder + QStringLiteral("/key.pem"),
+                QStringLiteral("-out"), folder + QStringLiteral("/cert.pem")}) == 0;
+}
+
+/// Lets this process trust the certificate in `folder`, for as long as it lives.
+class Trust
+{
+public:
+    explicit Trust(const QString& folder)
+        : _before(QSslConfiguration::defaultConfiguration())
+    {
+        QSslConfiguration trusting = _before;
+        trusting.setCaCertificates(QSslCertificate::fromPath(folder + QStringLiteral("/cert.pem")));
+        QSslConfiguration::setDefaultConfiguration(trusting);
+    }
+    ~Trust() { QSslConfiguration::setDefaultConfiguration(_before); }
+    Trust(const Trust&) = delete;
+    Trust& operator=(const Trust&) = delete;
+
+private:
+    QSslConfiguration _before;
+};
+
 /// With a certificate of its own making, which no client has reason to trust.
 class HttpsServer : public HttpServer
 {
@@ -162,6 +195,8 @@ private slots:
     void silentServerIsGivenUpAfterFiveSeconds();
     void dripOfBytesIsGivenUpAfterFiveSeconds();
     void eventLoopOfTheCallerDoesNotRun();
+    void trustedServerIsReadOverTls();
+    void certificateOfAnotherHostIsRefused();
     void untrustedCertificateIsRefused();
     void refusedConnectionIsTold();
     void whatIsNoAddressIsRefused_data();
@@ -295,23 +330,38 @@ void tst_HttpApi::eventLoopOfTheCallerDoesNotRun()
     QTRY_VERIFY(hasRun);
 }
 
+void tst_HttpApi::trustedServerIsReadOverTls()
+{
+    QTemporaryDir folder;
+    QVERIFY(makeCertificate(folder.path(), "127.0.0.1"));
+    const Trust trust(folder.path());
+    HttpsServer server(folder.path(),
+                       [](const QByteArray& path) { return page("200 OK", "secret of " + path); });
+
+    const bool isSuccess = get(server.url("/state", "https"));
+
+    QVERIFY2(isSuccess, qPrintable(reply()));
+    QCOMPARE(reply(), QStringLiteral("secret of /state"));
+    QCOMPARE(server.requests(), 1);
+}
+
+void tst_HttpApi::certificateOfAnotherHostIsRefused()
+{
+    QTemporaryDir folder;
+    QVERIFY(makeCertificate(folder.path(), "127.0.0.2"));
+    const Trust trust(folder.path());
+    HttpsServer server(folder.path(), [](const QByteArray&) { return page("200 OK", "secret"); });
+
+    QVERIFY(!get(server.url("/", "https")));
+
+    QVERIFY2(reply().contains(QLatin1String("SSL")), qPrintable(reply()));
+    QCOMPARE(server.requests(), 0);
+}
+
 void tst_HttpApi::untrustedCertificateIsRefused()
 {
     QTemporaryDir folder;
-    const QStringList arguments{QStringLiteral("req"),
-                                QStringLiteral("-x509"),
-                                QStringLiteral("-newkey"),
-                                QStringLiteral("rsa:2048"),
-                                QStringLiteral("-nodes"),
-                                QStringLiteral("-days"),
-                                QStringLiteral("2"),
-                                QStringLiteral("-subj"),
-                                QStringLiteral("/CN=127.0.0.1"),
-                                QStringLiteral("-keyout"),
-                                folder.filePath(QStringLiteral("key.pem")),
-                                QStringLiteral("-out"),
-                                folder.filePath(QStringLiteral("cert.pem"))};
-    QCOMPARE(run(QStringLiteral("openssl"), arguments), 0);
+    QVERIFY(makeCertificate(folder.path(), "127.0.0.1"));
     HttpsServer server(folder.path(), [](const QByteArray&) { return page("200 OK", "secret"); });
 
     QVERIFY(!get(server.url("/", "https")));
