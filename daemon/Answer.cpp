@@ -38,6 +38,11 @@ Answer Answer::missing(const QString& key)
     return error(kBadArgument, QStringLiteral("argument [%1]: missing").arg(key));
 }
 
+Answer Answer::noMemory()
+{
+    return error(kOutOfMemory, QStringLiteral("not enough memory"));
+}
+
 Answer Answer::areas(const QByteArray& json, const QByteArray& data)
 {
     Answer answer;

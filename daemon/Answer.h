@@ -16,6 +16,7 @@ enum ServiceError
     kBadArgument = 40002,
     kUploadFailed = 40003,
     kAnswerTooLarge = 40004,
+    kOutOfMemory = 40005,
 };
 
 /// What a command answers: a map with "ret_code", "err_msg" and "create_on", or two areas as they
@@ -34,6 +35,8 @@ public:
     static Answer of(bool isOk, int code, const BaseObject& failed, const QVariantMap& values = {});
     /// A request without an argument that the command needs.
     static Answer missing(const QString& key);
+    /// A request that needs more memory than there is.
+    static Answer noMemory();
     /// The two areas of the answer frame, nothing added.
     static Answer areas(const QByteArray& json, const QByteArray& data);
 

@@ -6,6 +6,8 @@
 
 #include <QThread>
 
+#include <new>
+
 namespace ky {
 
 void Ticket::answer(const Answer& answer) const
@@ -64,9 +66,28 @@ void Relay::slotRevInterface(QString name, qintptr handle, quint16 answerType, q
         return;
     }
     if (row->atOnce)
-        send(handle, answerType, number, row->atOnce(request));
+        send(handle, answerType, number, attempt(row->atOnce, request));
     else
-        row->later(request, openTicket(request));
+        start(row->later, request);
+}
+
+Answer Relay::attempt(const Handler& handler, const Request& request)
+{
+    try {
+        return handler(request);
+    } catch (const std::bad_alloc&) {
+        return Answer::noMemory();
+    }
+}
+
+void Relay::start(const LateHandler& handler, const Request& request)
+{
+    const Ticket ticket = openTicket(request);
+    try {
+        handler(request, ticket);
+    } catch (const std::bad_alloc&) {
+        ticket.answer(Answer::noMemory());
+    }
 }
 
 Ticket Relay::openTicket(const Request& request)

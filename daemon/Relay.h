@@ -16,6 +16,8 @@ class AnswerSink;
 /// The object that the service hands requests to: finds the row of the command by its number,
 /// runs it, and sends the answer.
 ///
+/// A request may ask for more than there is memory for: it is answered with that error.
+///
 /// Thread: the daemon's. Only Ticket::answer() may come from another one.
 class Relay : public QObject
 {
@@ -35,6 +37,9 @@ public:
     void addCommand(const QString& name, Handler handler);
     void addLateCommand(const QString& name, LateHandler handler);
     bool hasCommand(int number) const { return _rows.contains(quint16(number)); }
+
+    /// What the handler answers, or that there is not enough memory for it. Thread: any.
+    static Answer attempt(const Handler& handler, const Request& request);
 
     /// What is wrong with the rows added so far: a name that the table does not have, a number
     /// that serves twice. Empty when all is well.
@@ -67,6 +72,7 @@ private:
     };
 
     void addRow(const QString& name, Row row);
+    void start(const LateHandler& handler, const Request& request);
     Ticket openTicket(const Request& request);
     void answerTicket(quint64 id, const Answer& answer);
     void send(qintptr handle, quint16 answerType, quint16 number, const Answer& answer);

@@ -19,7 +19,8 @@ void Subsystem::addLateCommand(const char* name, Relay::LateHandler handler)
 void Subsystem::addThreadCommand(OwnThread& thread, const char* name, Relay::Handler handler)
 {
     addLateCommand(name, [&thread, handler](const Request& request, const Ticket& ticket) {
-        thread.post([handler, request, ticket] { ticket.answer(handler(request)); });
+        thread.post(
+            [handler, request, ticket] { ticket.answer(Relay::attempt(handler, request)); });
     });
 }
 

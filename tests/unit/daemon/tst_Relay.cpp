@@ -9,6 +9,7 @@
 
 #include <limits>
 #include <memory>
+#include <new>
 
 class tst_Relay : public QObject
 {
@@ -34,6 +35,8 @@ private slots:
     void ticketOfAClientThatHasGoneAnswersNobody();
     void ticketDoesNotReachTheNextClientOfTheHandle();
     void threadCommandLeavesTheDaemonFree();
+    void commandWithoutMemoryIsAnsweredWithAnError();
+    void lateCommandWithoutMemoryIsAnsweredOnce();
 
 private:
     void ask(int command, const QVariant& json = {}, const QByteArray& data = {});
@@ -306,6 +309,38 @@ void tst_Relay::threadCommandLeavesTheDaemonFree()
     subsystem.gate.release();
     QTRY_COMPARE(_sink.sent.size(), 2);
     QCOMPARE(_sink.sent.value(1).type(), 12001);
+}
+
+void tst_Relay::commandWithoutMemoryIsAnsweredWithAnError()
+{
+    _relay->addCommand("one", [](const ky::Request&) -> ky::Answer { throw std::bad_alloc(); });
+    _relay->addCommand("two", [](const ky::Request&) { return ky::Answer::ok(); });
+
+    ask(2001);
+    ask(2002);
+
+    QCOMPARE(_sink.sent.size(), 2);
+    QCOMPARE(_sink.sent.value(0).type(), 12001);
+    QCOMPARE(_sink.sent.value(0).number(), 42);
+    QCOMPARE(_sink.sent.value(0).map().value("ret_code").toInt(), int(ky::kOutOfMemory));
+    QCOMPARE(_sink.sent.value(0).map().value("err_msg").toString(), QString("not enough memory"));
+    QCOMPARE(_sink.sent.value(1).map().value("ret_code").toInt(), 0);
+}
+
+void tst_Relay::lateCommandWithoutMemoryIsAnsweredOnce()
+{
+    ky::Ticket kept;
+    _relay->addLateCommand("one", [&](const ky::Request&, const ky::Ticket& ticket) {
+        kept = ticket;
+        throw std::bad_alloc();
+    });
+
+    ask(2001);
+    kept.answer(ky::Answer::ok());
+
+    QCOMPARE(_sink.sent.size(), 1);
+    QCOMPARE(_sink.sent.first().type(), 12001);
+    QCOMPARE(_sink.sent.first().map().value("ret_code").toInt(), int(ky::kOutOfMemory));
 }
 
 QTEST_GUILESS_MAIN(tst_Relay)
