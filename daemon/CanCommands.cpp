@@ -21,6 +21,7 @@ enum CanError
     kTooManyCanPorts = 40203,
 };
 
+constexpr char kNoBaudRate[] = "argument [baudRate]: not a number";
 constexpr char kPortFile[] = "appInfo/backupFile/canConfig.json";
 
 // Every name that is opened gets a thread that stays, and every port that is set up takes seconds.
@@ -43,6 +44,12 @@ QVariantMap publicFrame(QVariantMap frame)
     QVariant& data = frame[QStringLiteral("data")];
     data = hexOfBytes(data.toByteArray());
     return frame;
+}
+
+bool isBaudRate(const QVariant& value)
+{
+    bool isNumber = false;
+    return value.toInt(&isNumber) > 0 && isNumber;
 }
 
 } // namespace
@@ -130,11 +137,15 @@ void CanCommands::start(const Request& request, const Ticket& ticket, const QVar
     });
 }
 
-/// The interfaces of the host are few: names that are none must not lock them out.
+/// The interfaces of the host are few: names that are none must not lock them out. The kernel finds
+/// an interface also by its name with more behind a zero byte or a colon.
 bool CanCommands::isAdmitted(const QString& name) const
 {
-    return _openedNames.size() < kMostCanPorts || _openedNames.contains(name) ||
-           ::if_nametoindex(name.toUtf8().constData()) != 0;
+    if (_openedNames.size() < kMostCanPorts || _openedNames.contains(name))
+        return true;
+    char known[IF_NAMESIZE] = {};
+    const unsigned index = ::if_nametoindex(name.toUtf8().constData());
+    return index != 0 && ::if_indextoname(index, known) && name == QString::fromUtf8(known);
 }
 
 void CanCommands::open(const Request& request, const Ticket& ticket)
@@ -173,12 +184,11 @@ Answer CanCommands::config(const Request& request)
     if (!missing.isEmpty())
         return Answer::missing(missing);
     const QVariantMap map = request.arguments();
-    bool isNumber = false;
-    const int baudRate = map.value(QStringLiteral("baudRate")).toInt(&isNumber);
-    if (!isNumber || baudRate <= 0)
-        return Answer::error(kBadArgument, QStringLiteral("argument [baudRate]: not a number"));
-    _setup->config(map.value(QStringLiteral("portName")).toString(), QString::number(baudRate),
-                   PublicClass::init()->tbxName);
+    const QVariant baudRate = map.value(QStringLiteral("baudRate"));
+    if (!isBaudRate(baudRate))
+        return Answer::error(kBadArgument, QLatin1String(kNoBaudRate));
+    _setup->config(map.value(QStringLiteral("portName")).toString(),
+                   QString::number(baudRate.toInt()), PublicClass::init()->tbxName);
     return Answer::ok();
 }
 
@@ -189,8 +199,12 @@ Answer CanCommands::savePorts(const Request& request)
     if (ports.size() > kMostCanPorts)
         return Answer::error(kBadArgument,
                              QStringLiteral("argument [ports]: more than %1").arg(kMostCanPorts));
-    const bool isSaved =
-        _setup->saveCanPortsToFile(ports, map.value(QStringLiteral("applyConfig")).toBool());
+    const bool isApplied = map.value(QStringLiteral("applyConfig")).toBool();
+    for (const QVariant& port : ports) {
+        if (isApplied && !isBaudRate(port.toMap().value(QStringLiteral("baudRate"))))
+            return Answer::error(kBadArgument, QLatin1String(kNoBaudRate));
+    }
+    const bool isSaved = _setup->saveCanPortsToFile(ports, isApplied);
     return Answer::of(isSaved, kCanFileFailed, _setup->lastError());
 }
 

@@ -4,6 +4,8 @@
 
 #include <QTimer>
 
+#include <algorithm>
+
 namespace ky {
 
 QVariantMap DaemonNetwork::supervision() const
@@ -22,12 +24,28 @@ QVariantMap DaemonNetwork::supervision() const
 
 bool DaemonNetwork::findWirelessCard(QString& card)
 {
-    card = _wirelessCardName;
+    card.clear();
     if (!getWirelessCardName(card))
         return false;
+    if (!card.isEmpty())
+        return true;
+    // A known board has a name from the start, whether or not it has a card of that name.
+    card = _wirelessCardName;
     if (card.isEmpty())
         setLastError(QStringLiteral("wireless card: several, and no name is set"));
-    return !card.isEmpty();
+    else if (!isPresent(card))
+        setLastError(QStringLiteral("wireless card: several, and none of them is [%1]").arg(card));
+    else
+        return true;
+    return false;
+}
+
+bool DaemonNetwork::isPresent(const QString& card)
+{
+    const QVariantList interfaces = getAllInterfaces();
+    return std::any_of(interfaces.cbegin(), interfaces.cend(), [&card](const QVariant& entry) {
+        return entry.toMap().value(QStringLiteral("name")) == card;
+    });
 }
 
 } // namespace ky

@@ -20,6 +20,9 @@ public:
     bool findWirelessCard(QString& card);
     /// Empty where neither the settings nor the interface table name one.
     const QString& wiredCardName() const { return _aLXB10NetworkCardName; }
+
+private:
+    bool isPresent(const QString& card);
 };
 
 } // namespace ky

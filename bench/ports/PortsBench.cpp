@@ -16,8 +16,15 @@ constexpr int kBusRate = 16000;
 constexpr int kBusSeconds = 3;
 constexpr int kFloodFrames = 100000;
 constexpr int kRounds = 5;
+constexpr double kLeastShareOfRate = 0.98;
 
 using Measurement = std::function<Figures(int rate, int frames)>;
+
+double median(QVector<double> values)
+{
+    std::sort(values.begin(), values.end());
+    return values.value(values.size() / 2);
+}
 
 QString cell(QVector<double> values)
 {
@@ -26,7 +33,7 @@ QString cell(QVector<double> values)
         return QString::number(value, 'f', value < 1000 ? 1 : 0);
     };
     return QStringLiteral("%1 (%2–%3)")
-        .arg(text(values.value(values.size() / 2)), text(values.first()), text(values.last()));
+        .arg(text(median(values)), text(values.first()), text(values.last()));
 }
 
 /// What the kernel makes of a queue in this process.
@@ -67,7 +74,12 @@ bool printRow(const char* name, int rate, const Measurement& measure)
     std::fflush(stdout);
     if (missing != 0)
         std::fprintf(stderr, "%s: %d frames got in and did not come out\n", name, missing);
-    return missing == 0;
+    if (rate > 0 && refused != 0)
+        std::fprintf(stderr, "%s: %d frames came faster than they were taken\n", name, refused);
+    if (rate > 0 && median(sentPerSecond) < rate * kLeastShareOfRate)
+        std::fprintf(stderr, "%s: the sender fell short of %d frames/s, so the machine was busy\n",
+                     name, rate);
+    return missing == 0 && (rate == 0 || refused == 0);
 }
 
 } // namespace

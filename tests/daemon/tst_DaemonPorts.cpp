@@ -397,6 +397,10 @@ void tst_DaemonPorts::canErrorsAreTold_data()
         {{"ports",
           QVariantList::fromVector(QVector<QVariant>(33, QVariantMap{{"portName", "x"}}))}},
         40002, "argument [ports]: more than 32");
+    row("baud rate of a port to be saved", "can_ports_save",
+        {{"ports", QVariantList{QVariantMap{{"portName", "can0"}, {"baudRate", "fast"}}}},
+         {"applyConfig", true}},
+        40002, "argument [baudRate]: not a number");
     row("list of another type", "can_ports_save", {{"ports", "can0"}}, 40202, "list is empty");
 }
 
@@ -438,6 +442,9 @@ void tst_DaemonPorts::namesTriedOutDoNotTakeAllThreads()
     QVERIFY2(call(daemon, "can_open", {{"portName", "lo"}})["ret_code"].toInt() == 40201,
              "an interface of the host reaches the port, which says that it has no CAN");
     QCOMPARE(call(daemon, "can_open", {{"portName", "7"}})["ret_code"].toInt(), 40201);
+    // The kernel would take either for "lo".
+    for (const QString& name : {QString("lo:1"), QString("lo") + QChar(0) + "1"})
+        QCOMPARE(call(daemon, "can_open", {{"portName", name}})["ret_code"].toInt(), 40203);
     QCOMPARE(daemon.stop(SIGTERM), 0);
 }
 

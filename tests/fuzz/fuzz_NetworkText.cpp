@@ -48,7 +48,7 @@ void readCards(const QString& text)
     check(choice.isFound || choice.name.isEmpty(), "a name of no card");
     check(text.contains(choice.name) && !choice.name.contains(QLatin1Char('\n')),
           "a card that is not in the list");
-    check(isOneWord(ky::wiredDriver(text)), "a driver of several words");
+    check(!ky::wiredDriver(text).contains(QLatin1Char('\n')), "a driver of several lines");
 }
 
 void readNmcli(const QString& text)

@@ -341,18 +341,25 @@ void tst_WifiDaemon::cardWithoutAKnownNameIsRefused_data()
 {
     QTest::addColumn<QStringList>("command");
     QTest::addColumn<QByteArray>("error");
+    QTest::addColumn<QByteArray>("board");
 
     const QByteArray several = "wireless card: several, and no name is set";
-    QTest::newRow("wireless card") << QStringList{"net", "card", "--wifi"} << several;
+    const QByteArray unknown = "hardwareType=-2\n";
+    QTest::newRow("wireless card") << QStringList{"net", "card", "--wifi"} << several << unknown;
     QTest::newRow("wired card") << QStringList{"net", "card", "--wired"}
-                                << QByteArray("wired card: no name is set");
-    QTest::newRow("list") << QStringList{"wifi", "list"} << several;
-    QTest::newRow("status") << QStringList{"wifi", "status"} << several;
-    QTest::newRow("roam") << QStringList{"wifi", "roam", "02:00:00:00:05:00"} << several;
-    QTest::newRow("up") << QStringList{"wifi", "up"} << several;
+                                << QByteArray("wired card: no name is set") << unknown;
+    QTest::newRow("list") << QStringList{"wifi", "list"} << several << unknown;
+    QTest::newRow("status") << QStringList{"wifi", "status"} << several << unknown;
+    QTest::newRow("roam") << QStringList{"wifi", "roam", "02:00:00:00:05:00"} << several << unknown;
+    QTest::newRow("up") << QStringList{"wifi", "up"} << several << unknown;
     QTest::newRow("described network")
-        << QStringList{"call", "wifi_enterprise", R"({"ssid":"RobotNet","dhcp":true})"} << several;
-    QTest::newRow("password in use") << QStringList{"wifi", "password"} << several;
+        << QStringList{"call", "wifi_enterprise", R"({"ssid":"RobotNet","dhcp":true})"} << several
+        << unknown;
+    QTest::newRow("password in use") << QStringList{"wifi", "password"} << several << unknown;
+    QTest::newRow("described network, board with a name for its card")
+        << QStringList{"call", "wifi_enterprise", R"({"ssid":"RobotNet","dhcp":true})"}
+        << QByteArray("wireless card: several, and none of them is [wlp1s0]")
+        << QByteArray("hardwareType=2\n");
 }
 
 // A host of two cards with a w in their names, and a daemon that knows neither.
@@ -360,13 +367,14 @@ void tst_WifiDaemon::cardWithoutAKnownNameIsRefused()
 {
     QFETCH(QStringList, command);
     QFETCH(QByteArray, error);
+    QFETCH(QByteArray, board);
     SimulatedHost host;
     host.set("wlan0.name", "wlx1");
     host.set("cards.+", R"({"name":"wwan0","type":"wifi","mac":"02:00:00:00:06:00"})");
     QCOMPARE(host.run("nmcli device wifi connect RobotNet password robotpass").status, 0);
     DaemonFixture daemon;
     daemon.runUnder({programPath("hostsim"), "run", "--state", host.folder(), "--"});
-    QVERIFY2(daemon.start("hardwareType=-2\n"), qPrintable(daemon.errorText()));
+    QVERIFY2(daemon.start(board), qPrintable(daemon.errorText()));
     host.clearLines();
 
     const ProgramResult result = daemon.kyctl(command);

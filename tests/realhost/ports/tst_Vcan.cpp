@@ -27,6 +27,7 @@ private slots:
     void writeToAnInterfaceThatIsDownFails();
     void interfaceThatGoesDownAndComesBackIsReadAgain();
     void removedInterfaceFailsWrites();
+    void replacedInterfaceIsWrittenButNotRead();
     void twoPortsAtOnce();
     void listsInterfacesWithState();
 
@@ -205,8 +206,7 @@ void tst_Vcan::interfaceThatGoesDownAndComesBackIsReadAgain()
     QCOMPARE(open(can, kFirst), QString("0 "));
     QTRY_VERIFY(can.device(kFirst)->isReading());
     QTest::ignoreMessage(
-        QtWarningMsg,
-        QRegularExpression("\\[warning\\]\\[readFrame\\].*Read error:Network is down"));
+        QtWarningMsg, QRegularExpression("\\[warning\\]\\[readCan\\].*Read error:Network is down"));
 
     QVERIFY(ip("link set " + kFirst + " down"));
     QTest::qWait(200); // one failure, then the read blocks again
@@ -223,11 +223,35 @@ void tst_Vcan::removedInterfaceFailsWrites()
     QCOMPARE(open(can, kFirst), QString("0 "));
     QTRY_VERIFY(can.device(kFirst)->isReading());
 
+    QTest::ignoreMessage(
+        QtWarningMsg, QRegularExpression("\\[warning\\]\\[readCan\\].*Read error:No such device"));
+
     QVERIFY(ip("link del " + kFirst));
 
     const QString answer = write(can, frameTo(kFirst, 1, "x"));
     QVERIFY2(answer.startsWith("-1 Write error[socketId:"), qPrintable(answer));
     QCOMPARE(open(can, kFirst), QString("-1 IOCTL error: No such device"));
+}
+
+void tst_Vcan::replacedInterfaceIsWrittenButNotRead()
+{
+    Manager can;
+    QSignalSpy frames(&can, &CanObject::sigFrame);
+    QCOMPARE(open(can, kFirst), QString("0 "));
+    QTRY_VERIFY(can.device(kFirst)->isReading());
+    QTest::ignoreMessage(
+        QtWarningMsg, QRegularExpression("\\[warning\\]\\[readCan\\].*Read error:No such device"));
+
+    QVERIFY(ip("link del " + kFirst));
+    QTest::qWait(200); // one failure, then the read blocks, on a socket of no interface
+    QVERIFY(ip("link add " + kFirst + " type vcan"));
+    QVERIFY(ip("link set " + kFirst + " up"));
+    QCOMPARE(open(can, kFirst), QString("0 "));
+    QVERIFY(cansend(kFirst, "123#11"));
+
+    QVERIFY(!frames.wait(500));
+    QVERIFY(can.device(kFirst)->isReading());
+    QCOMPARE(write(can, frameTo(kFirst, 1, "x")), QString("0 "));
 }
 
 void tst_Vcan::twoPortsAtOnce()

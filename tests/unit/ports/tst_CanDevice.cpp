@@ -7,6 +7,7 @@
 #include <QThread>
 #include <QtTest>
 
+#include <atomic>
 #include <csignal>
 #include <cstring>
 #include <dlfcn.h>
@@ -20,15 +21,15 @@
 
 namespace {
 
-std::function<void()> onClose; // runs within the next close() of any descriptor
+std::atomic<const std::function<void()>*> onClose{nullptr}; // runs within the next close()
 
 } // namespace
 
 /// Stands before the system's own, in this program and its libraries.
 extern "C" Q_DECL_EXPORT int close(int fd)
 {
-    if (const auto hook = std::exchange(onClose, nullptr))
-        hook();
+    if (const auto* const hook = onClose.exchange(nullptr))
+        (*hook)();
     static const auto real = reinterpret_cast<int (*)(int)>(dlsym(RTLD_NEXT, "close"));
     return real(fd);
 }
@@ -710,10 +711,11 @@ void tst_CanDevice::destructorLetsNoSignalOut()
     can->setSocketId(pair.device);
     QSignalSpy frames(can.get(), &CanDevice::sigReadyRead);
     bool hasClosed = false;
-    onClose = [&hasClosed, device = can.get()] {
+    const std::function<void()> hook = [&hasClosed, device = can.get()] {
         hasClosed = true;
         emit device->sigReadyRead({}); // as a loop may at this moment
     };
+    onClose = &hook;
 
     can.reset();
 
