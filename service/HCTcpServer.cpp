@@ -12,6 +12,7 @@
 
 #include <atomic>
 #include <fcntl.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 namespace {
@@ -102,6 +103,9 @@ void HCTcpServer::KickAllClients()
     for (TcpSocket* socket : qAsConst(_tcpSocketMap))
         QMetaObject::invokeMethod(
             socket, [socket] { endConnection(socket); }, Qt::QueuedConnection);
+    // Those that wait for their number keep it until their turn comes.
+    for (const qintptr handle : qAsConst(_waitingHandles))
+        ::shutdown(int(handle), SHUT_RDWR);
 }
 
 /// A server that runs out of descriptors stops accepting by itself and for good.

@@ -6,6 +6,8 @@
 
 #include <QHostAddress>
 
+#include <new>
+
 namespace {
 
 constexpr int kWaitWriteMs = 15000;
@@ -208,8 +210,7 @@ void TcpSocket::slotError(QAbstractSocket::SocketError socketError)
 
 void TcpSocket::slotWaitWrite(QByteArray message)
 {
-    write(message);
-    flush();
+    keepForWriting(message.constData(), message.size());
     // False also when flush() has left nothing to wait for: the text is then set all the same.
     if (!waitForBytesWritten(kWaitWriteMs))
         setErrorString(QStringLiteral("waitForBytesWritten:timeout:15s"));
@@ -221,8 +222,20 @@ void TcpSocket::slotWaitWrite(QByteArray message)
 void TcpSocket::slotWrite(QByteArray message)
 {
     const int taken = _isDirect ? ky::writeAtOnce(*this, message) : 0;
-    if (taken == message.size())
-        return;
-    write(message.constData() + taken, message.size() - taken);
-    flush();
+    if (taken < message.size())
+        keepForWriting(message.constData() + taken, message.size() - taken);
+}
+
+/// The socket keeps a copy of what the kernel does not take at once. Where there is no memory for
+/// it only this connection may suffer.
+void TcpSocket::keepForWriting(const char* bytes, int size)
+{
+    try {
+        write(bytes, size);
+        flush();
+    } catch (const std::bad_alloc&) {
+        KY_WARNING_AS("slotWrite")
+            << "[no memory for an answer of" << size << "bytes, handle:" << _intptr << "]";
+        abort();
+    }
 }

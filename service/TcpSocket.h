@@ -100,6 +100,7 @@ private:
     void setRelay(QObject* relayObject, const QMetaMethod& method);
     bool callRelay(const QString& name, qintptr handle, quint16 answerType, quint16 number,
                    const QByteArray& data, const QVariant& json);
+    void keepForWriting(const char* bytes, int size);
     bool isStreaming() const;
     bool takeIn(const QByteArray& b);
     void giveUp(qintptr handle);

@@ -21,6 +21,8 @@ private slots:
     void waitingWriteToAConnectionInTeardownReturns();
     void clientThatLeavesWhileItWaitsLeavesNothing();
     void answersToTheFormerOwnerMissTheNext();
+    void closedListenerEndsWhoWaits();
+    void listenerThatWasOffEndsWhoWaits();
     void relayMayRunTheEventLoopMeanwhile();
     void relayMayStopTheListenerMeanwhile();
     void relayMayDeleteTheListenerMeanwhile();
@@ -220,6 +222,51 @@ void tst_DescriptorReuse::answersToTheFormerOwnerMissTheNext()
     QCOMPARE(relay.requests, 4);
     QVERIFY(isServed(second, handle, server)); // "hello" is the first that it gets
     QTRY_VERIFY(!server.sendDataToClient(otherHandle, "x"));
+}
+
+void tst_DescriptorReuse::closedListenerEndsWhoWaits()
+{
+    ActingRelay relay;
+    HCTcpServer server(nullptr);
+    server.setRelayObject(&relay);
+    QVERIFY(server.startListen(0));
+    RawClient first;
+    RawClient second;
+    QVERIFY(second.prepareFarAway());
+    const qintptr handle = introduce(first, server, relay);
+
+    QVERIFY(leave(first, handle));
+    QVERIFY(acceptAs(handle, second, server));
+    server.close();
+    letIn();
+
+    QVERIFY(second.isEndedByPeer());
+    QVERIFY(!isOpen(handle));
+    QVERIFY(!server.sendDataToClient(handle, "x"));
+}
+
+void tst_DescriptorReuse::listenerThatWasOffEndsWhoWaits()
+{
+    ActingRelay relay;
+    HCTcpServer server(nullptr);
+    server.setRelayObject(&relay);
+    QVERIFY(server.startListen(0));
+    RawClient first;
+    RawClient second;
+    QVERIFY(second.prepareFarAway());
+    const qintptr handle = introduce(first, server, relay);
+
+    QVERIFY(leave(first, handle));
+    QVERIFY(acceptAs(handle, second, server));
+    server.KickAllClients();
+    server.close();
+    QVERIFY(server.startListen(0));
+    letIn();
+
+    QVERIFY(second.isEndedByPeer());
+    QTRY_VERIFY(!server.sendDataToClient(handle, "x"));
+    QVERIFY(!isOpen(handle));
+    QTRY_COMPARE(threadCount(), _threadsAtRest);
 }
 
 void tst_DescriptorReuse::relayMayRunTheEventLoopMeanwhile()

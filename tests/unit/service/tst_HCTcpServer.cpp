@@ -30,6 +30,7 @@ private slots:
     void kickedClientStillGetsWhatWasWritten();
     void kickEndsAClientThatKeepsAsking();
     void stopCutsEveryClientAndEndsTheirThreads();
+    void stopDoesNotWaitForABusyConnection();
     void lateNoticesAfterStopMeetNothing();
     void destructorUnderLoadLeavesNoThread();
     void clientsThatVanishInMidFrameLeaveNothing();
@@ -318,6 +319,44 @@ void tst_HCTcpServer::stopCutsEveryClientAndEndsTheirThreads()
         QVERIFY(client->isEndedByPeer());
     QTRY_COMPARE(threadCount(), _threadsAtRest);
     QCOMPARE(LogKeeper::warningsOfQt(), 0);
+}
+
+namespace {
+
+QSemaphore logGate;
+
+/// Holds up whoever tells of a request, which is the thread of its connection.
+void waitAtTheGate(QtMsgType, const QMessageLogContext&, const QString& text)
+{
+    if (!text.contains(QStringLiteral("[Receive")))
+        return;
+    logGate.release();
+    logGate.tryAcquire(2, 20000);
+}
+
+} // namespace
+
+void tst_HCTcpServer::stopDoesNotWaitForABusyConnection()
+{
+    EchoService service;
+    RawClient client;
+    QVERIFY(client.connectTo(service.port()));
+    const QtMessageHandler before = qInstallMessageHandler(waitAtTheGate);
+    QLoggingCategory::setFilterRules(QStringLiteral("ky.service.debug=true"));
+    client.send(buildFrame(2000, 1, {}, "x"));
+    QTRY_COMPARE(logGate.available(), 1);
+
+    QElapsedTimer clock;
+    clock.start();
+    service.server.stopListen();
+    const qint64 spent = clock.elapsed();
+
+    QVERIFY2(threadCount() > _threadsAtRest, "the connection's thread is still held up");
+    logGate.release();
+    QTRY_COMPARE(threadCount(), _threadsAtRest);
+    QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false"));
+    qInstallMessageHandler(before);
+    QVERIFY2(spent < 10000, qPrintable(QString::number(spent)));
 }
 
 void tst_HCTcpServer::lateNoticesAfterStopMeetNothing()

@@ -3,7 +3,12 @@
 
 #include "service/TcpSocket.h"
 
+#include <QScopeGuard>
+#include <QSignalSpy>
+#include <QTcpServer>
+
 #include <memory>
+#include <sys/mman.h>
 
 using ky::buildFrame;
 
@@ -24,6 +29,8 @@ private slots:
     void initTestCase() { QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false")); }
     void announcedSizesSetLittleAside();
     void frameThatFitsNoMemoryEndsOnlyItsConnection();
+    void answerThatFitsNoMemoryEndsItsConnection_data();
+    void answerThatFitsNoMemoryEndsItsConnection();
 };
 
 namespace {
@@ -136,6 +143,48 @@ void tst_NoMemory::frameThatFitsNoMemoryEndsOnlyItsConnection()
     next.send(buildFrame(2000, 1, {}, "text"));
     QTRY_COMPARE(service.requests, qint64(4));
     QCOMPARE(next.receiveFrame(), answer);
+}
+
+void tst_NoMemory::answerThatFitsNoMemoryEndsItsConnection_data()
+{
+    QTest::addColumn<bool>("isAwaited");
+
+    QTest::newRow("queued") << false;
+    QTest::newRow("awaited") << true;
+}
+
+void tst_NoMemory::answerThatFitsNoMemoryEndsItsConnection()
+{
+    QFETCH(bool, isAwaited);
+    QTcpServer listener;
+    QVERIFY(listener.listen(QHostAddress::LocalHost));
+    TcpSocket socket;
+    socket.connectToHost(QHostAddress::LocalHost, listener.serverPort());
+    QVERIFY(socket.waitForConnected(5000));
+    socket.updatePeerInfo();
+    // The peer reads nothing, so the socket wants to keep most of it. Mapped, since under the
+    // address sanitizer no block of that size can be had.
+    constexpr int kSize = 128 * 1024 * 1024;
+    void* const area =
+        mmap(nullptr, kSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    QVERIFY(area != MAP_FAILED);
+    const auto unmap = qScopeGuard([area] { munmap(area, kSize); });
+    const auto answer = QByteArray::fromRawData(static_cast<const char*>(area), kSize);
+    const LogKeeper keeper;
+    QLoggingCategory::setFilterRules(QStringLiteral("ky.service.warning=true"));
+    QSignalSpy finished(&socket, &TcpSocket::sigFinished);
+    {
+        const MemoryLimit limit(64);
+        if (isAwaited)
+            socket.slotWaitWrite(answer);
+        else
+            socket.slotWrite(answer);
+    }
+    QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false"));
+
+    QCOMPARE(socket.state(), QAbstractSocket::UnconnectedState);
+    QCOMPARE(LogKeeper::linesWith("[no memory for an answer of").size(), 1);
+    QCOMPARE(finished.count(), isAwaited ? 1 : 0);
 }
 
 QTEST_GUILESS_MAIN(tst_NoMemory)
