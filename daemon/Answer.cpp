@@ -68,6 +68,9 @@ QByteArray Answer::frame(quint16 type, quint16 number, const QDateTime& now) con
 
 QByteArray Answer::buildOwn(quint16 type, quint16 number, const QDateTime& now) const
 {
+    // The field for it has 16 bits, and JSON may grow when it is written again.
+    if (_isRaw && _json.size() > 0xffff)
+        return {};
     if (_isRaw)
         return buildFrame(type, number, _json, _data);
     QVariantMap map = _values;

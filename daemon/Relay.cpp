@@ -90,6 +90,14 @@ void Relay::start(const LateHandler& handler, const Request& request)
     }
 }
 
+void Relay::setSink(AnswerSink* sink)
+{
+    _sink = sink;
+    _backlog.reset();
+    if (sink)
+        _backlog = std::make_unique<AnswerBacklog>(*sink);
+}
+
 Ticket Relay::openTicket(const Request& request)
 {
     Ticket ticket;
@@ -116,8 +124,11 @@ void Relay::answerTicket(quint64 id, const Answer& answer)
 
 void Relay::send(qintptr handle, quint16 answerType, quint16 number, const Answer& answer)
 {
-    if (_sink)
-        _sink->send(handle, answer.frame(answerType, number, QDateTime::currentDateTime()));
+    if (!_sink)
+        return;
+    const QByteArray frame = answer.frame(answerType, number, QDateTime::currentDateTime());
+    if (_backlog->admit(handle, frame.size()))
+        _sink->send(handle, frame);
 }
 
 } // namespace ky

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "daemon/AnswerBacklog.h"
 #include "daemon/Request.h"
 #include "daemon/Ticket.h"
 
@@ -8,6 +9,7 @@
 #include <QObject>
 
 #include <functional>
+#include <memory>
 
 namespace ky {
 
@@ -32,7 +34,8 @@ public:
     /// `numbers`: the command table, name to number.
     explicit Relay(const QMap<QString, int>& numbers, QObject* parent = nullptr);
 
-    void setSink(AnswerSink* sink) { _sink = sink; }
+    /// Null: nothing is answered any more.
+    void setSink(AnswerSink* sink);
 
     void addCommand(const QString& name, Handler handler);
     void addLateCommand(const QString& name, LateHandler handler);
@@ -83,6 +86,7 @@ private:
     quint64 _lastTicket = 0;
     QString _firstProblem;
     AnswerSink* _sink = nullptr;
+    std::unique_ptr<AnswerBacklog> _backlog; ///< there is one while there is a sink
 };
 
 } // namespace ky

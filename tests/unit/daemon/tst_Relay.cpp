@@ -20,6 +20,7 @@ private slots:
     void answerCarriesTypeNumberAndCodes();
     void rowIsFoundByNumberWhateverTheName();
     void areasAreAnsweredAsTheyCame();
+    void jsonAreaPastItsFieldIsAnError();
     void failureCarriesCodeAndText();
     void answerThatNoFrameHoldsIsAnError();
     void unknownCommandIsAnswered();
@@ -118,6 +119,21 @@ void tst_Relay::answerThatNoFrameHoldsIsAnError()
     QCOMPARE(_sink.sent.first().map().value("ret_code").toInt(), 40004);
     QCOMPARE(_sink.sent.first().map().value("err_msg").toString(),
              QString("answer: more than one frame can hold"));
+}
+
+void tst_Relay::jsonAreaPastItsFieldIsAnError()
+{
+    int size = 0xffff;
+    _relay->addCommand(
+        "one", [&](const ky::Request&) { return ky::Answer::areas(QByteArray(size, ' '), {}); });
+
+    ask(2001);
+    QCOMPARE(_sink.sent.last().jsonSize(), 0xffff);
+    QCOMPARE(_sink.sent.last().body.size(), 0xffff);
+
+    ++size;
+    ask(2001);
+    QCOMPARE(_sink.sent.last().map().value("ret_code").toInt(), 40004);
 }
 
 void tst_Relay::failureCarriesCodeAndText()
