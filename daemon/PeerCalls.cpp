@@ -73,6 +73,8 @@ Answer peerAnswer(const PeerResult& result)
                                                  .arg(result.data.size())
                                                  .arg(kLargestReply));
     QVariantMap values{{QStringLiteral("result"), result.result}};
+    if (result.json.isValid())
+        values.insert(QStringLiteral("json"), result.json);
     const QVariant reply = parseJson(result.data);
     if (reply.isValid())
         values.insert(QStringLiteral("reply"), reply);

@@ -42,8 +42,9 @@ QString readPeerRequest(const QVariantMap& arguments, PeerRequest* request);
 /// Bytes of a data area that are passed on. As JSON it takes several times that.
 constexpr int kLargestReply = 16 * 1024 * 1024;
 
-/// What the operator gets: "result" (the client's result map) and the data area as "reply" (JSON),
-/// "text" (UTF-8) or "base64". A data area of more than kLargestReply is an error.
+/// What the operator gets: "result" (the client's result map), the JSON area as "json" if there was
+/// one, and the data area as "reply" (JSON), "text" (UTF-8) or "base64". A data area of more than
+/// kLargestReply is an error.
 Answer peerAnswer(const PeerResult& result);
 
 } // namespace ky

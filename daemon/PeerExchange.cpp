@@ -1,6 +1,7 @@
 #include "daemon/PeerExchange.h"
 
 #include "clients/BlockTcpObject.h"
+#include "clients/BlockThreadTcp.h"
 
 namespace ky {
 
@@ -17,6 +18,7 @@ PeerResult exchangeWithPeer(const PeerRequest& request)
     }
     result.result = client.receiveMap();
     result.data = client.receiveData();
+    result.json = client.worker()->receiveJsonVar();
     return result;
 }
 

@@ -24,6 +24,7 @@ struct PeerResult
     QString error;      ///< empty when the peer answered
     QVariantMap result; ///< the result map of the client
     QByteArray data;
+    QVariant json; ///< JSON area; invalid if there was none, or none that parses
 };
 
 /// Connects, asks, waits for the answer and closes the connection. Runs an event loop in the

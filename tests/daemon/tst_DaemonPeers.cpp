@@ -19,6 +19,8 @@ private slots:
     void cleanup();
     void answerOfThePeerIsPassedOn();
     void dataAreaIsSentToThePeer();
+    void jsonAreaGoesBothWays();
+    void answerWithoutJsonAreaHasNoJson();
     void errorOfThePeerIsNoErrorOfTheCall();
     void refusedPeerIsAnError();
     void silentPeerIsAnErrorAfterItsLimit();
@@ -76,6 +78,29 @@ void tst_DaemonPeers::dataAreaIsSentToThePeer()
         client.ask(2100, request(_daemon->port(), 2000), "to the peer").map();
 
     QCOMPARE(answer.value("text").toString(), QString("to the peer"));
+}
+
+void tst_DaemonPeers::jsonAreaGoesBothWays()
+{
+    FrameClient client(_daemon->port());
+    const QVariantMap json{{"a", 1.0}, {"世", QVariantList{true}}};
+
+    const QVariantMap answer =
+        client.ask(2100, request(_daemon->port(), 2000, 5000, json), "data").map();
+
+    QCOMPARE(answer.value("ret_code").toInt(), 0);
+    QCOMPARE(answer.value("json").toMap(), json);
+    QCOMPARE(answer.value("text").toString(), QString("data"));
+}
+
+void tst_DaemonPeers::answerWithoutJsonAreaHasNoJson()
+{
+    FrameClient client(_daemon->port());
+
+    const QVariantMap answer = client.ask(2100, request(_daemon->port(), 2000), "data").map();
+
+    QVERIFY(answer.contains("text"));
+    QVERIFY(!answer.contains("json"));
 }
 
 void tst_DaemonPeers::errorOfThePeerIsNoErrorOfTheCall()

@@ -37,6 +37,7 @@ private slots:
     void commandsIsATable();
     void linkStatusIsShown();
     void peerCallShowsTheAnswerOfTheOther();
+    void peerCallShowsTheJsonAreaOfTheOther();
     void probePrintsBothReports();
     void probeOfTheNumber0ShowsTheAnswer();
     void probeMasksWhatWouldSteerTheTerminal();
@@ -335,6 +336,15 @@ void tst_Kyctl::peerCallShowsTheAnswerOfTheOther()
     QCOMPARE(longest.status, 1);
     const QString dead = QString::number(freePort());
     QCOMPARE(_daemon.kyctl({"peer", "call", "127.0.0.1", dead, "2000"}).status, 1);
+}
+
+void tst_Kyctl::peerCallShowsTheJsonAreaOfTheOther()
+{
+    const ProgramResult result = _daemon.kyctl(
+        {"peer", "call", "127.0.0.1", QString::number(_daemon.port()), "echo", "{\"a\":1}"});
+
+    QCOMPARE(result.status, 0);
+    QVERIFY2(result.output.startsWith("json    {\"a\":1}\nresult  {"), result.output.constData());
 }
 
 void tst_Kyctl::probePrintsBothReports()

@@ -16,6 +16,7 @@ private slots:
     void nameIsLookedUpInThePeersTableFirst();
     void answerShowsTheDataAsWhatTheyAre_data();
     void answerShowsTheDataAsWhatTheyAre();
+    void jsonAreaIsShownBesideTheData();
     void silenceIsAnError();
     void largestReplyIsPassedOn();
     void largerReplyIsAnError();
@@ -117,6 +118,18 @@ void tst_PeerRequest::answerShowsTheDataAsWhatTheyAre()
     QCOMPARE(answer.values().value(key), value);
     QCOMPARE(answer.values().value("result").toMap(), result.result);
     QCOMPARE(answer.values().size(), 2);
+}
+
+void tst_PeerRequest::jsonAreaIsShownBesideTheData()
+{
+    ky::PeerResult result;
+    result.json = QVariantList{1.0};
+    result.data = "text";
+
+    const QVariantMap values = ky::peerAnswer(result).values();
+
+    QCOMPARE(values.value("json"), result.json);
+    QCOMPARE(values.value("text").toString(), QString("text"));
 }
 
 void tst_PeerRequest::silenceIsAnError()
