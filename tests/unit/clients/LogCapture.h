@@ -3,6 +3,9 @@
 #include <QMutex>
 #include <QStringList>
 
+#include <functional>
+#include <utility>
+
 /// Collects the log lines of all threads, as a host's message handler would get them, while it
 /// lives.
 class LogCapture
@@ -13,7 +16,11 @@ public:
         take();
         _previous = qInstallMessageHandler(handle);
     }
-    ~LogCapture() { qInstallMessageHandler(_previous); }
+    ~LogCapture()
+    {
+        qInstallMessageHandler(_previous);
+        onLine({});
+    }
     LogCapture(const LogCapture&) = delete;
     LogCapture& operator=(const LogCapture&) = delete;
 
@@ -32,6 +39,13 @@ public:
     /// The lines that hold this text.
     QStringList with(const QString& text) const { return lines().filter(text); }
 
+    /// Hears each line once it is kept, in the thread that logs, which goes on when `heard` does.
+    void onLine(std::function<void(const QString&)> heard)
+    {
+        const QMutexLocker locker(&mutex());
+        listener() = std::move(heard);
+    }
+
 private:
     static QMutex& mutex()
     {
@@ -45,8 +59,19 @@ private:
     }
     static void handle(QtMsgType, const QMessageLogContext&, const QString& text)
     {
-        const QMutexLocker locker(&mutex());
-        stored() += text;
+        std::function<void(const QString&)> heard;
+        {
+            const QMutexLocker locker(&mutex());
+            stored() += text;
+            heard = listener();
+        }
+        if (heard)
+            heard(text);
+    }
+    static std::function<void(const QString&)>& listener()
+    {
+        static std::function<void(const QString&)> instance;
+        return instance;
     }
 
     QtMessageHandler _previous = nullptr;
