@@ -13,12 +13,12 @@
 #include <QNetworkProxy>
 
 #include <algorithm>
+#include <new>
 
 namespace {
 
 constexpr int kConnectLimitMs = 6000;
 constexpr int kSilentCommand = 1100; ///< asked so often that its log line would hide all others
-constexpr qint64 kSmallRead = 1024;  ///< cheaper to copy than to allocate the next block
 constexpr int kLongFrame = 10001;    ///< frames from this size on are logged without their data
 
 /// The bytes of a JSON or data area as the caller gave it.
@@ -34,18 +34,6 @@ QByteArray areaBytes(const QVariant& area)
     default:
         return {};
     }
-}
-
-/// All that is there. A large amount is asked for as such: the socket then hands over the block
-/// that it read to. A small amount is copied, and the socket keeps its block for the next read.
-QByteArray readArrived(QTcpSocket& socket)
-{
-    const qint64 size = socket.bytesAvailable();
-    if (size > kSmallRead)
-        return socket.read(size);
-    QByteArray bytes(int(size), Qt::Uninitialized);
-    bytes.truncate(int(std::max<qint64>(socket.read(bytes.data(), size), 0)));
-    return bytes;
 }
 
 } // namespace
@@ -79,16 +67,40 @@ void BlockThreadTcp::sendData(const QVariant& commandVar, const QVariant& byteVa
         emit sigFinished();
         return;
     }
-    QByteArray frame;
-    if (!getSendData(jsonVar, byteVar, commandVar, number, frame)) {
-        setIsOk(false);
-        emit sigFinished();
+    try {
+        if (sendRequest(commandVar, byteVar, number, jsonVar))
+            return;
+    } catch (const std::bad_alloc&) {
+        dropRequest();
         return;
     }
+    setIsOk(false);
+    emit sigFinished();
+}
+
+bool BlockThreadTcp::sendRequest(const QVariant& commandVar, const QVariant& byteVar, int number,
+                                 const QVariant& jsonVar)
+{
+    QByteArray frame;
+    if (!getSendData(jsonVar, byteVar, commandVar, number, frame))
+        return false;
     if (payloadSize() == 0)
         writeWhole(frame);
     else
         writeInChunks(frame);
+    return true;
+}
+
+/// Where there is no memory for a request. A part of it may be out, and the peer would take what
+/// follows for the rest of it, so its connection goes.
+void BlockThreadTcp::dropRequest()
+{
+    _writeBuffer.clear();
+    _writePosition = 0;
+    disconnectSocket();
+    setLastError(QStringLiteral("request: no memory"));
+    setIsOk(false);
+    emit sigFinished();
 }
 
 void BlockThreadTcp::connectSocket(const QString& ip, int port)
@@ -115,8 +127,7 @@ void BlockThreadTcp::makeSocket()
     _tcpSocket->setProxy(
         QNetworkProxy(QNetworkProxy::DefaultProxy, QString(), 0, QString(), QString()));
     connect(_tcpSocket, &QTcpSocket::bytesWritten, this, &BlockThreadTcp::slotBytesWritten);
-    connect(_tcpSocket, &QTcpSocket::readyRead, this,
-            [this] { resolveTcpReadData(readArrived(*_tcpSocket)); });
+    connect(_tcpSocket, &QTcpSocket::readyRead, this, [this] { takeArrived(); });
     connect(_tcpSocket, &QTcpSocket::disconnected, this, [this] { emit sigDisconnected(); });
     connect(_tcpSocket, &QAbstractSocket::errorOccurred, this, &BlockThreadTcp::slotError);
 }
@@ -251,6 +262,16 @@ void BlockThreadTcp::writeChunk()
 }
 
 void BlockThreadTcp::slotBytesWritten(qint64)
+{
+    try {
+        tellWritten();
+    } catch (const std::bad_alloc&) {
+        dropRequest();
+    }
+}
+
+/// Tells how far the frame is, and goes on with it.
+void BlockThreadTcp::tellWritten()
 {
     const qint64 sent = _totalBytes - unwritten();
     emit sigBytesWritten(sent, _totalBytes);

@@ -24,7 +24,7 @@ struct Reply;
 /// 6 s; nothing else blocks. The accessors may be called from any thread; a result is meant to be
 /// read after sigFinished(), but a peer that answers late or twice may replace it at any time.
 /// Errors: isOk and lastError; a socket error also puts "ret_code" 404 and "msg" into the map. No
-/// exception leaves it: a reply that memory has no room for ends the connection.
+/// exception leaves it: a request or a reply that memory has no room for ends the connection.
 class Q_DECL_EXPORT BlockThreadTcp : public QObject
 {
     Q_OBJECT
@@ -103,11 +103,16 @@ private:
     void makeSocket();
     void openConnection();
     void fail(const QString& text);
+    bool sendRequest(const QVariant& commandVar, const QVariant& byteVar, int number,
+                     const QVariant& jsonVar);
+    void dropRequest();
     void writeWhole(const QByteArray& frame);
     void writeInChunks(const QByteArray& frame);
     void writeChunk();
+    void tellWritten();
     qint64 unwritten() const;
     void logSent(int command, int number, int frameSize, const QByteArray& data) const;
+    void takeArrived();
     void takeFrames();
     void giveUp();
     void dropNoise();

@@ -8,6 +8,7 @@
 #include "host/PublicClass.h"
 #include "service/FrameWriter.h"
 
+#include <algorithm>
 #include <new>
 
 namespace {
@@ -16,6 +17,7 @@ constexpr quint16 kQuietReply = 11100; ///< answer of the silent command: no pro
 constexpr quint16 kShownMessage = 15125;
 constexpr quint16 kFileCommand = 5101;
 constexpr int kShownData = 1024;
+constexpr qint64 kSmallRead = 1024; ///< cheaper to copy than to allocate the next block
 
 QString lossText(char byte)
 {
@@ -31,7 +33,28 @@ QString shownData(const ky::Reply& reply)
     return QStringLiteral("The data area is too large to display");
 }
 
+/// All that is there. A large amount is asked for as such: the socket then hands over the block
+/// that it read to. A small amount is copied, and the socket keeps its block for the next read.
+QByteArray readArrived(QTcpSocket& socket)
+{
+    const qint64 size = socket.bytesAvailable();
+    if (size > kSmallRead)
+        return socket.read(size);
+    QByteArray bytes(int(size), Qt::Uninitialized);
+    bytes.truncate(int(std::max<qint64>(socket.read(bytes.data(), size), 0)));
+    return bytes;
+}
+
 } // namespace
+
+void BlockThreadTcp::takeArrived()
+{
+    try {
+        resolveTcpReadData(readArrived(*_tcpSocket));
+    } catch (const std::bad_alloc&) {
+        giveUp();
+    }
+}
 
 void BlockThreadTcp::resolveTcpReadData(const QByteArray& bytes)
 {
@@ -49,7 +72,7 @@ void BlockThreadTcp::resolveTcpReadData(const QByteArray& bytes)
 /// as bytes may still be too long for a text of it.
 void BlockThreadTcp::giveUp()
 {
-    const int held = _readBuffer.size();
+    const qint64 held = _readBuffer.size() + (_tcpSocket ? _tcpSocket->bytesAvailable() : 0);
     disconnectSocket();
     fail(QStringLiteral("reply [%1 bytes and more]: no memory").arg(held));
 }

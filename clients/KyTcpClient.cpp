@@ -31,6 +31,17 @@ bool KyTcpClient::sendData(const QVariantMap& map)
 {
     const QString ip = map.value(QStringLiteral("ip")).toString();
     const auto port = quint16(map.value(QStringLiteral("port")).toInt());
+    try {
+        return exchange(map, ip, port);
+    } catch (const std::bad_alloc&) {
+        KY_WARNING << "[no memory for the exchange with" << ip << port << "]";
+        _lastMessage.clear();
+        return false;
+    }
+}
+
+bool KyTcpClient::exchange(const QVariantMap& map, const QString& ip, quint16 port)
+{
     const auto type = quint16(map.value(QStringLiteral("type")).toInt());
     const auto number = quint16(map.value(QStringLiteral("number")).toInt());
     const QByteArray body = PublicClass::init()->qVariantToByteArray(
@@ -41,11 +52,12 @@ bool KyTcpClient::sendData(const QVariantMap& map)
     socket.setProxy(QNetworkProxy::NoProxy);
     socket.connectToHost(ip, port, QIODevice::ReadWrite);
     if (!socket.waitForConnected(kWaitMs)) {
-        KY_WARNING << "[!!!!!connect socket: timeout" << ip << port << "]";
+        KY_LOG_WARNING_AS(kyClientsLog, "sendData")
+            << "[!!!!!connect socket: timeout" << ip << port << "]";
         return false;
     }
     if (body == "{}" || body == "[]") {
-        KY_DEBUG << "[data error:" << body << "]";
+        KY_LOG_DEBUG_AS(kyClientsLog, "sendData") << "[data error:" << body << "]";
         return false;
     }
     socket.setSocketOption(QAbstractSocket::LowDelayOption, 1);
@@ -57,13 +69,7 @@ bool KyTcpClient::sendData(const QVariantMap& map)
     // has run out.
     socket.waitForReadyRead(kWaitMs);
     _lastMessage.clear();
-    try {
-        return receiveAnswer(socket, deadline);
-    } catch (const std::bad_alloc&) {
-        KY_WARNING << "[no memory for the answer of" << ip << port << "]";
-        _lastMessage.clear();
-        return false;
-    }
+    return receiveAnswer(socket, deadline);
 }
 
 bool KyTcpClient::receiveAnswer(QTcpSocket& socket, const QDeadlineTimer& deadline)

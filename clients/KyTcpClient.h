@@ -37,6 +37,7 @@ signals:
     void sigSendWebSocketData(QString key, QVariantMap map);
 
 private:
+    bool exchange(const QVariantMap& map, const QString& ip, quint16 port);
     bool receiveAnswer(QTcpSocket& socket, const QDeadlineTimer& deadline);
     bool receiveLast(QTcpSocket& socket);
     int takeFrame();

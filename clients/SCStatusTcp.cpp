@@ -69,22 +69,31 @@ bool SCStatusTcp::writeTcpData(quint16 command, const QByteArray& json, const QB
     _sentCommand = command;
     _sentNumber = number;
     _time = QTime::currentTime();
-    const QByteArray frame = ky::buildFrame(command, number, json, data);
+    try {
+        if (!sendRequest(json, data))
+            return false;
+    } catch (const std::bad_alloc&) {
+        _lastError = QStringLiteral("request [%1 bytes]: no memory")
+                         .arg(ky::kHeaderSize + qint64(json.size()) + data.size());
+        return false;
+    }
+    KY_DEBUG << "TCP:_timeOut:" << _timeOut;
+    return _timeOut == 0 || waitForAnswer();
+}
+
+/// Leaves the frame with the socket as a whole, or not at all.
+bool SCStatusTcp::sendRequest(const QByteArray& json, const QByteArray& data)
+{
+    const QByteArray frame =
+        ky::buildFrame(quint16(_sentCommand), quint16(_sentNumber), json, data);
     if (frame.isEmpty() || !_tcpSocket) {
         _lastError = frame.isEmpty() ? QStringLiteral("request: larger than a frame can be")
                                      : QStringLiteral("request: no connection");
         return false;
     }
-    try {
-        reportRequest(frame, json, data);
-    } catch (const std::bad_alloc&) {
-        _lastError =
-            QStringLiteral("request [%1 bytes]: no memory for its report").arg(frame.size());
-        return false;
-    }
+    reportRequest(frame, json, data);
     _tcpSocket->write(frame);
-    KY_DEBUG << "TCP:_timeOut:" << _timeOut;
-    return _timeOut == 0 || waitForAnswer();
+    return true;
 }
 
 void SCStatusTcp::reportRequest(const QByteArray& frame, const QByteArray& json,

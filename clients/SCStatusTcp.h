@@ -61,6 +61,7 @@ signals:
 
 private:
     void makeSocket();
+    bool sendRequest(const QByteArray& json, const QByteArray& data);
     bool waitForAnswer();
     int elapsedMs() const;
     void takeIn(QByteArray& message);

@@ -101,6 +101,7 @@ private slots:
     void linesOfASendAndAnAnswer();
     void helpers();
     void answerWithoutMemoryDropsTheConnection();
+    void requestWithoutMemoryIsNotSent();
 };
 
 void tst_SCStatusTcp::initTestCase()
@@ -546,6 +547,26 @@ void tst_SCStatusTcp::answerWithoutMemoryDropsTheConnection()
     QTRY_COMPARE(client.status->tcpSocket()->state(), QAbstractSocket::UnconnectedState);
     QCOMPARE(client.status->lastError().section(' ', 1), QString("[20 bytes and more]: no memory"));
     QCOMPARE(client.results.count(), 0);
+}
+
+void tst_SCStatusTcp::requestWithoutMemoryIsNotSent()
+{
+    Peer peer(answering([](const QByteArray& request) { return answerTo(request, {}, "data"); }));
+    Client client(peer.port());
+    int reports = 0;
+    // In the place of a text that there is no room for.
+    connect(client.status, &SCStatusTcp::sigPrintInfo, this, [&reports] {
+        if (++reports == 1)
+            throw std::bad_alloc();
+    });
+
+    QVERIFY(!client.send("{}", "first", 2000, 1));
+
+    QCOMPARE(client.status->lastError(), QString("request [23 bytes]: no memory"));
+    // The connection has seen nothing of it and serves the next.
+    QVERIFY(client.send({}, "second", 2000, 2));
+    QTRY_COMPARE(client.results.count(), 1);
+    QCOMPARE(client.results.at(0).at(4).toInt(), 2);
 }
 
 QTEST_GUILESS_MAIN(tst_SCStatusTcp)
