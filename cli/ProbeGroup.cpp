@@ -1,3 +1,4 @@
+#include "cli/FileContent.h"
 #include "cli/Groups.h"
 #include "cli/Invocation.h"
 #include "cli/StatusProbe.h"
@@ -5,7 +6,7 @@
 #include "clients/SCStatusTcp.h"
 #include "support/JsonText.h"
 
-#include <QFile>
+#include <optional>
 
 namespace ky {
 
@@ -25,18 +26,6 @@ QByteArray responseJson(int command, const QByteArray& data, int number, int ela
     if (json.isValid())
         map.insert(QStringLiteral("data"), json);
     return jsonText(map, QJsonDocument::Compact) + '\n';
-}
-
-bool readData(Invocation& call, QByteArray* data)
-{
-    *data = call.option("--data").toUtf8();
-    if (!call.has("--data-file"))
-        return true;
-    QFile file(call.option("--data-file"));
-    if (!file.open(QIODevice::ReadOnly))
-        return false;
-    *data = file.readAll();
-    return true;
 }
 
 /// Connects, sends, and waits until the answer to this request is whole. The reports are printed
@@ -76,15 +65,17 @@ int exchange(Invocation& call, quint16 command, const QByteArray& json, const QB
 int runProbe(Invocation& call)
 {
     const QByteArray json = call.option("--json-area").toUtf8();
-    QByteArray data;
-    if (!readData(call, &data))
-        return call.wrong(
-            QStringLiteral("file [%1]: cannot be read").arg(call.option("--data-file")));
+    QString problem;
+    std::optional<QByteArray> data = call.option("--data").toUtf8();
+    if (call.has("--data-file"))
+        data = contentOfFile(call.option("--data-file"), &problem);
+    if (!data)
+        return call.wrong(problem);
     PeerReply failure;
     const std::optional<int> command = call.peer().numberOf(call.argument(0), &failure);
     if (!command)
         return call.show(failure);
-    return exchange(call, quint16(*command), json, data);
+    return exchange(call, quint16(*command), json, *data);
 }
 
 } // namespace

@@ -1,9 +1,10 @@
+#include "cli/FileContent.h"
 #include "cli/Groups.h"
 #include "cli/Invocation.h"
 #include "cli/Table.h"
 #include "support/JsonText.h"
 
-#include <QFile>
+#include <optional>
 
 namespace ky {
 
@@ -20,15 +21,13 @@ int runCall(Invocation& call)
         if (!fitsJsonArea(json))
             return call.wrong(QLatin1String(kJsonAreaRule));
     }
-    QByteArray data;
-    if (call.has("--data")) {
-        QFile file(call.option("--data"));
-        if (!file.open(QIODevice::ReadOnly))
-            return call.wrong(
-                QStringLiteral("file [%1]: %2").arg(file.fileName(), file.errorString()));
-        data = file.readAll();
-    }
-    return call.show(call.peer().ask(call.argument(0), json, data));
+    QString problem;
+    std::optional<QByteArray> data = QByteArray();
+    if (call.has("--data"))
+        data = contentOfFile(call.option("--data"), &problem);
+    if (!data)
+        return call.wrong(problem);
+    return call.show(call.peer().ask(call.argument(0), json, *data));
 }
 
 int runCommands(Invocation& call)

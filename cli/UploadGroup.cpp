@@ -1,3 +1,4 @@
+#include "cli/FileContent.h"
 #include "cli/Groups.h"
 #include "cli/Invocation.h"
 #include "cli/Progress.h"
@@ -5,38 +6,15 @@
 
 #include <QCryptographicHash>
 #include <QElapsedTimer>
-#include <QFile>
 #include <QFileInfo>
 
 #include <unistd.h>
 
-#include <new>
 #include <optional>
 
 namespace ky {
 
 namespace {
-
-// A frame is one block of memory.
-constexpr qint64 kLargestUpload = 0x7fff0000;
-
-/// Nothing, with the reason, if the file cannot be read or is not what its size says. A view of the
-/// file would cost no memory, but end this program if somebody shortened the file meanwhile.
-std::optional<QByteArray> contentOf(QFile& file, QString* problem)
-{
-    try {
-        const qint64 size = file.size();
-        // Files without a size, as the kernel makes them, are read to their end.
-        QByteArray content = size > 0 ? file.read(size) : file.readAll();
-        if (content.size() >= size)
-            return content;
-        *problem = file.error() == QFileDevice::NoError ? QStringLiteral("it was shortened")
-                                                        : file.errorString();
-    } catch (const std::bad_alloc&) {
-        *problem = QStringLiteral("no memory for it");
-    }
-    return {};
-}
 
 int compare(Invocation& call, const PeerReply& reply, const QByteArray& content)
 {
@@ -62,21 +40,14 @@ PeerReply send(Invocation& call, const QByteArray& content)
 
 int runUpload(Invocation& call)
 {
-    QFile file(call.argument(0));
+    const QFileInfo file(call.argument(0));
     // Opening a folder or a pipe would succeed and tell no size.
-    if (QFileInfo(file).exists() && !QFileInfo(file).isFile())
-        return call.wrong(QStringLiteral("file [%1]: not a file").arg(file.fileName()));
-    if (!file.open(QIODevice::ReadOnly))
-        return call.wrong(QStringLiteral("file [%1]: %2").arg(file.fileName(), file.errorString()));
-    if (file.size() > kLargestUpload)
-        return call.wrong(
-            QStringLiteral("file [%1]: %2 is more than one frame of this client "
-                           "takes (%3)")
-                .arg(file.fileName(), sizeText(file.size()), sizeText(kLargestUpload)));
+    if (file.exists() && !file.isFile())
+        return call.wrong(QStringLiteral("file [%1]: not a file").arg(call.argument(0)));
     QString problem;
-    const std::optional<QByteArray> content = contentOf(file, &problem);
+    const std::optional<QByteArray> content = contentOfFile(call.argument(0), &problem);
     if (!content)
-        return call.wrong(QStringLiteral("file [%1]: %2").arg(file.fileName(), problem));
+        return call.wrong(problem);
     const PeerReply reply = send(call, *content);
     const int status = call.show(reply);
     return status == kDone ? compare(call, reply, *content) : status;

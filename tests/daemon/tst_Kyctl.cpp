@@ -149,6 +149,12 @@ void tst_Kyctl::wrongUsageIsStatus2_data()
                                << QByteArray("kyctl: '[1]' is not a JSON object\n");
     QTest::newRow("no file") << QStringList{"call", "echo", "--data", "/nowhere"}
                              << QByteArray("kyctl: file [/nowhere]: No such file or directory\n");
+    const QByteArray unreadable = "kyctl: file [/proc/self/mem]: Input/output error\n";
+    QTest::newRow("read error of call")
+        << QStringList{"call", "echo", "--data", "/proc/self/mem"} << unreadable;
+    QTest::newRow("read error of probe")
+        << QStringList{"probe", "2000", "--data-file", "/proc/self/mem"} << unreadable;
+    QTest::newRow("read error of upload") << QStringList{"upload", "/proc/self/mem"} << unreadable;
     QTest::newRow("count") << QStringList{"watch", "--count", "0"}
                            << QByteArray(
                                   "kyctl: --count and --for take a number above 0, --for up to "
