@@ -22,18 +22,17 @@ struct Progress
     PeerReply answer;
 };
 
-void printLines(Invocation& call, const QStringList& lines, Progress* progress)
+void printLines(const QStringList& lines, Progress* progress)
 {
     const QStringList wanted = lines.mid(0, progress->left); // a negative number takes all
     if (wanted.isEmpty())
         return;
-    call.print(wanted.join(QLatin1Char('\n')) + QLatin1Char('\n'));
+    printReceived(wanted.join(QLatin1Char('\n')).toUtf8() + '\n');
     if (progress->left > 0)
         progress->left -= wanted.size();
 }
 
-void take(Invocation& call, const EventWatch& watch, int type, const QByteArray& data,
-          Progress* progress)
+void take(const EventWatch& watch, int type, const QByteArray& data, Progress* progress)
 {
     if (type == progress->subscribe + kAnswerOffset) {
         progress->isSubscribed = true;
@@ -42,7 +41,7 @@ void take(Invocation& call, const EventWatch& watch, int type, const QByteArray&
     }
     const QVariantMap map = parseJson(data).toMap();
     if (map.contains(QStringLiteral("event")))
-        printLines(call, watch.lines(map, data), progress);
+        printLines(watch.lines(map, data), progress);
 }
 
 QByteArray eventsJson(const QStringList& events)
@@ -93,7 +92,7 @@ int watchEvents(Invocation& call, const EventWatch& watch)
         &probe.client(), &SCStatusTcp::sigChangedText, &probe,
         [&](bool isFrame, int type, const QByteArray& data, const QByteArray&, int, int) {
             if (isFrame)
-                take(call, watch, type, data, &progress);
+                take(watch, type, data, &progress);
         });
     const QString problem = serveEvents(call, watch, limits->forMs, probe, &progress);
     if (!problem.isEmpty()) {

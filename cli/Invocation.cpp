@@ -26,19 +26,18 @@ QString errorSentence(const PeerReply& reply)
                : QStringLiteral("the peer answered with error %1: %2").arg(reply.code).arg(text);
 }
 
-/// What an answer says must not steer a person's terminal; a file or a pipe gets every byte.
-void printBody(const PeerReply& reply)
-{
-    printOut(bodyText(reply, ::isatty(STDOUT_FILENO) == 1));
-}
-
 } // namespace
 
-QByteArray bodyText(const PeerReply& reply, bool isForTerminal)
+QByteArray bodyText(const PeerReply& reply)
 {
     QByteArray text;
     for (const QByteArray& area : {jsonText(reply.json, QJsonDocument::Compact), reply.data})
         text += area.isEmpty() || area.endsWith('\n') ? area : area + '\n';
+    return text;
+}
+
+QByteArray shownText(const QByteArray& text, bool isForTerminal)
+{
     return isForTerminal ? printableText(QString::fromUtf8(text)).toUtf8() : text;
 }
 
@@ -63,11 +62,11 @@ int Invocation::show(const PeerReply& reply, const Printer& printMap)
     if (isError && (!_line.global.isJson || reply.map.isEmpty()))
         complain(errorSentence(reply));
     else if (_line.global.isJson)
-        printBody(reply);
+        printReceived(bodyText(reply));
     else if (printMap)
         printMap(reply.map);
     else if (reply.map.isEmpty() || reply.json.isValid())
-        printBody(reply);
+        printReceived(bodyText(reply));
     else
         print(mapText(reply.map));
     return isError ? kPeerError : kDone;
@@ -93,6 +92,11 @@ void printOut(const QByteArray& text)
 {
     std::fwrite(text.constData(), 1, size_t(text.size()), stdout);
     std::fflush(stdout);
+}
+
+void printReceived(const QByteArray& text)
+{
+    printOut(shownText(text, ::isatty(STDOUT_FILENO) == 1));
 }
 
 } // namespace ky

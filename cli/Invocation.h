@@ -43,11 +43,17 @@ private:
     Peer _peer;
 };
 
-/// The areas of an answer as they came, a line for each that is not empty; for a terminal with "?"
-/// in the place of control characters.
-QByteArray bodyText(const PeerReply& reply, bool isForTerminal);
+/// The areas of an answer as they came, a line for each that is not empty.
+QByteArray bodyText(const PeerReply& reply);
+
+/// What a peer said must not steer a person's terminal, which gets "?" in the place of control
+/// characters; a file or a pipe gets every byte.
+QByteArray shownText(const QByteArray& text, bool isForTerminal);
 
 /// Sends text to standard output at once.
 void printOut(const QByteArray& text);
+
+/// Sends what a peer said to standard output at once, as shownText() tells.
+void printReceived(const QByteArray& text);
 
 } // namespace ky

@@ -44,7 +44,7 @@ int exchange(Invocation& call, quint16 command, const QByteArray& json, const QB
                          if (!isFrame)
                              return;
                          if (call.global().isJson)
-                             printOut(responseJson(type, bytes, number, elapsedMs));
+                             printReceived(responseJson(type, bytes, number, elapsedMs));
                          isAnswered |=
                              quint16(type - kAnswerOffset) == command && number == kProbeNumber;
                      });

@@ -47,7 +47,7 @@ int runListen(Invocation& call)
     QTimer limit;
     QObject::connect(&udp, &RobotUdp::sigReceiveData, &loop, [&](int, QByteArray& data) {
         if (left != 0)
-            printOut(datagramLine(data, call.global().isJson));
+            printReceived(datagramLine(data, call.global().isJson));
         if (left > 0 && --left == 0)
             loop.quit();
     });

@@ -1,5 +1,6 @@
 #include "DaemonFixture.h"
 #include "FrameClient.h"
+#include "pty/Pty.h"
 
 #include <QElapsedTimer>
 #include <QFile>
@@ -7,7 +8,9 @@
 #include <QTcpServer>
 #include <QTest>
 #include <QUdpSocket>
+#include <QtEndian>
 
+#include <algorithm>
 #include <csignal>
 #include <functional>
 #include <memory>
@@ -46,6 +49,9 @@ private slots:
     void watchEndsAfterItsTime();
     void watchTellsThatThePeerHasGone();
     void udpTextArrives();
+    void jsonSteersNoTerminal_data();
+    void jsonSteersNoTerminal();
+    void datagramAsJsonSteersNoTerminal();
     void udpPortInUseIsStatus3();
     void udpTextThatIsNotSentIsStatus3();
 
@@ -79,10 +85,11 @@ namespace {
 
 constexpr int kLimitMs = 700;
 
-/// Runs kyctl while this thread plays its peer: `serve` gets each connection.
+/// Runs kyctl while this thread plays its peer. Its output goes to the terminal, if one is given.
 ProgramResult runAgainst(const QStringList& arguments,
                          const std::function<void(QTcpSocket&)>& onConnect,
-                         const std::function<void(QTcpSocket&)>& onRead = nullptr)
+                         const std::function<void(QTcpSocket&)>& onRead = nullptr,
+                         const QString& terminal = {})
 {
     QTcpServer server;
     server.listen(QHostAddress::LocalHost);
@@ -96,6 +103,8 @@ ProgramResult runAgainst(const QStringList& arguments,
         onConnect(*socket);
     });
     QProcess process;
+    if (!terminal.isEmpty())
+        process.setStandardOutputFile(terminal);
     process.start(programPath("kyctl"),
                   QStringList{"--port", QString::number(server.serverPort())} + arguments);
     ProgramResult result;
@@ -111,6 +120,50 @@ ProgramResult runAgainst(const QStringList& arguments,
 }
 
 const QString kLimit = QString::number(kLimitMs);
+
+/// Text with an escape sequence, a one-byte one (C1), and DEL.
+const QByteArray kSteering = "a\x1b]0;t\x07\xc2\x9b"
+                             "2J\x7f";
+
+/// The answers to every request of `probe 2000` and of `watch`, which gets one event.
+QByteArray steeringAnswers(const QByteArray& requests)
+{
+    QByteArray answers;
+    for (int at = 0; at + 16 <= requests.size();) {
+        const int type = qFromBigEndian<quint16>(requests.constData() + at + 8);
+        const int number = qFromBigEndian<quint16>(requests.constData() + at + 2);
+        if (type == 2001)
+            answers += FrameClient::frame(
+                12001, number, {}, "{\"commands\":[{\"name\":\"subscribe\",\"number\":2003}]}");
+        else if (type == 2003)
+            answers += FrameClient::frame(12003, number, {}, "{\"ret_code\":0}") +
+                       FrameClient::frame(2920, 0, {}, "{\"event\":\"" + kSteering + "\"}");
+        else
+            answers += FrameClient::frame(12000, number, {}, "{\"a\":\"" + kSteering + "\"}");
+        at += 16 + int(qFromBigEndian<quint32>(requests.constData() + at + 4));
+    }
+    return answers;
+}
+
+/// One line from the program on the terminal.
+QByteArray lineOf(Pty& terminal)
+{
+    QByteArray line;
+    for (int i = 0; i < 4000 && !line.endsWith('\n'); ++i) {
+        const QByteArray byte = terminal.read(1);
+        if (byte.isEmpty())
+            break;
+        line += byte;
+    }
+    return line;
+}
+
+bool hasControls(const QByteArray& line)
+{
+    const QString text = QString::fromUtf8(line);
+    return std::any_of(text.begin(), text.end() - 1,
+                       [](QChar c) { return c.category() == QChar::Other_Control; });
+}
 
 } // namespace
 
@@ -457,6 +510,55 @@ void tst_Kyctl::udpTextArrives()
 
     QCOMPARE(listener.exitCode(), 0);
     QCOMPARE(listener.readAllStandardOutput(), QByteArray("hällo 世界\n"));
+}
+
+void tst_Kyctl::jsonSteersNoTerminal_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::newRow("probe") << QStringList{"probe", "2000", "--json"};
+    QTest::newRow("watch") << QStringList{"watch", "--count", "1", "--json"};
+}
+
+void tst_Kyctl::jsonSteersNoTerminal()
+{
+    QFETCH(QStringList, arguments);
+    const auto answer = [](QTcpSocket& socket) { socket.write(steeringAnswers(socket.readAll())); };
+    const auto ignore = [](QTcpSocket&) {};
+
+    const ProgramResult piped = runAgainst(arguments, ignore, answer);
+    QCOMPARE(piped.status, 0);
+    QVERIFY2(piped.output.contains("\xc2\x9b"
+                                   "2J\x7f"),
+             piped.output.constData());
+
+    Pty terminal;
+    const ProgramResult shown = runAgainst(arguments, ignore, answer, terminal.path());
+    const QByteArray line = lineOf(terminal);
+    QCOMPARE(shown.status, 0);
+    QVERIFY2(line.contains("?2J?"), line.constData());
+    QVERIFY2(!hasControls(line), line.constData());
+}
+
+void tst_Kyctl::datagramAsJsonSteersNoTerminal()
+{
+    const QString port = QString::number(freePort());
+    Pty terminal;
+    QProcess listener;
+    listener.setStandardOutputFile(terminal.path());
+    listener.start(programPath("kyctl"), {"udp", "listen", port, "--count", "1", "--json"});
+    QUdpSocket sender;
+    // Until it listens datagrams are lost.
+    QElapsedTimer clock;
+    clock.start();
+    while (listener.state() != QProcess::NotRunning && clock.elapsed() < 10000) {
+        sender.writeDatagram(kSteering, QHostAddress(QHostAddress::LocalHost), port.toUShort());
+        listener.waitForFinished(20);
+    }
+
+    QCOMPARE(listener.exitCode(), 0);
+    const QByteArray line = lineOf(terminal);
+    QVERIFY2(line.contains("?2J?"), line.constData());
+    QVERIFY2(!hasControls(line), line.constData());
 }
 
 void tst_Kyctl::udpPortInUseIsStatus3()
