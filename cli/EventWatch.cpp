@@ -63,11 +63,11 @@ QString serveEvents(Invocation& call, const EventWatch& watch, int limitMs, Stat
         return problem;
     probe.serve([progress] { return progress->isSubscribed; }, probe.remainingMs());
     if (!progress->isSubscribed)
-        return noAnswerSentence(QString(), call.global());
+        return noAnswerSentence(probe.reason(), call.global());
     if (progress->answer.code != 0)
         return {};
     if (!probe.serve([progress] { return progress->left == 0; }, limitMs))
-        return noAnswerSentence(QStringLiteral("socketError:1"), call.global());
+        return noAnswerSentence(probe.reason(), call.global());
     return {};
 }
 

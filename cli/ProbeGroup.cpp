@@ -54,7 +54,7 @@ int exchange(Invocation& call, quint16 command, const QByteArray& json, const QB
     if (problem.isEmpty()) {
         probe.serve([&] { return isAnswered; }, probe.remainingMs());
         if (!isAnswered)
-            problem = noAnswerSentence(QString(), call.global());
+            problem = noAnswerSentence(probe.reason(), call.global());
     }
     if (problem.isEmpty())
         return kDone;

@@ -6,7 +6,20 @@
 #include <QEventLoop>
 #include <QTimer>
 
+#include <algorithm>
+#include <iterator>
+
 namespace ky {
+
+namespace {
+
+// Words of the client that tell no cause: it takes the end of the connection for the end of the
+// time, and noise ends nothing.
+const QLatin1String kNoCauses[] = {QLatin1String("waitForBytesWritten: time out!"),
+                                   QLatin1String("waitForReadyRead: time out!"),
+                                   QLatin1String("Header Error !!!")};
+
+} // namespace
 
 StatusProbe::StatusProbe(const GlobalOptions& options)
     : _options(options)
@@ -38,7 +51,17 @@ QString StatusProbe::send(quint16 command, const QByteArray& json, const QByteAr
     _client->setTimeOut(remainingMs());
     if (_client->writeTcpData(command, json, data, number))
         return {};
-    return noAnswerSentence(_isConnected ? QString() : QStringLiteral("socketError:1"), _options);
+    return noAnswerSentence(reason(), _options);
+}
+
+QString StatusProbe::reason() const
+{
+    const QString words = _client->lastError();
+    const bool isCause = !words.isEmpty() && std::find(std::begin(kNoCauses), std::end(kNoCauses),
+                                                       words) == std::end(kNoCauses);
+    if (isCause)
+        return words;
+    return _isConnected ? QString() : QStringLiteral("socketError:1");
 }
 
 bool StatusProbe::serve(const std::function<bool()>& isDone, int limitMs)

@@ -30,6 +30,10 @@ public:
     /// (negative: no limit). False if the peer went.
     bool serve(const std::function<bool()>& isDone, int limitMs);
 
+    /// Why the answer is missing, as noAnswerSentence() takes it: the client's own words, or that
+    /// the connection was closed. Empty: the time ran out.
+    QString reason() const;
+
     /// What is left of the time limit; at least 1.
     int remainingMs() const;
 
