@@ -25,6 +25,7 @@ private slots:
     void staysOnFiveGhzIfToldSo();
     void trafficGoesOnOverARoam();
     void lostLinkIsReportedRepairedAndReportedAgain();
+    void fetchedPageTellsLossAndRecovery();
     void supervisionLivesThroughARestartOfNetworkManager();
 };
 
@@ -225,6 +226,24 @@ void tst_RealDrive::lostLinkIsReportedRepairedAndReportedAgain()
     report("access points gone to 4802", detected);
     report("access points back to 4803", recovered);
     QVERIFY(site::canReachRouter());
+}
+
+void tst_RealDrive::fetchedPageTellsLossAndRecovery()
+{
+    HostDaemon daemon({"isEnabledRoaming=true", kPeriod, "DisconnectionMethod=2",
+                       "PingUrl=http://10.77.0.1/", "isDisconnectionSendError=true"});
+    JOIN_SITE(daemon);
+    site::LinkEvents events;
+    CTL(daemon, "net", "supervision", "on");
+    QVERIFY2(events.waitFor("good", 60000) >= 0, qPrintable(daemon.log()));
+
+    site::switchAccessPoint(site::Site5G, false);
+    site::switchAccessPoint(site::Site24G, false);
+    QVERIFY2(events.waitFor("lost", 90000) >= 0, qPrintable(daemon.log()));
+
+    site::switchAccessPoint(site::Site24G, true);
+    QVERIFY2(events.waitFor("good", 180000) >= 0, qPrintable(daemon.log()));
+    QCOMPARE(site::linkedBssid(), site::bssid(site::Site24G));
 }
 
 void tst_RealDrive::supervisionLivesThroughARestartOfNetworkManager()

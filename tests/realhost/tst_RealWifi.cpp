@@ -183,6 +183,7 @@ void tst_RealWifi::wrongSecretIsRefusedWithTheToolsWords()
 
     QCOMPARE(robot->getLastError().trimmed(), words);
     QCOMPARE(site::linkedSsid(), QString());
+    QCOMPARE(site::profilesOfType("802-11-wireless"), QStringList{ssid}); // stays, with its key
 }
 
 void tst_RealWifi::unknownNetworkIsRefused()
