@@ -156,7 +156,7 @@ void tst_RealClock::clockIsSetThroughKyctl()
     HostDaemon daemon;
     QVERIFY2(daemon.isUp(), qPrintable(daemon.log()));
     const WallClock clock;
-    const QDateTime later = QDateTime::currentDateTime().addDays(1);
+    const QDateTime later = QDateTime::currentDateTimeUtc().addDays(1);
 
     const site::CtlAnswer answer =
         daemon.ctl({"time", "set", "--zone", "UTC", "--at", later.toString("yyyy-MM-dd hh:mm:ss")});
