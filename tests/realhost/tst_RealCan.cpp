@@ -7,8 +7,6 @@
 #include <QProcess>
 #include <QtTest>
 
-#include <utility>
-
 /// The site's CAN ports: set up by the library's lines, driven through kyctl with candump and
 /// cansend as the peer, and at the rate of two full buses.
 class tst_RealCan : public QObject
@@ -98,7 +96,10 @@ void tst_RealCan::framesGoBothWaysThroughKyctl()
 
 void tst_RealCan::countsLossAtTheRateOfTwoFullBuses()
 {
-    constexpr int kSeconds = 60;
+    // Under software emulation the handler falls behind, and a minute's
+    // worth would fill the memory.
+    const bool isEmulated = site::run("systemd-detect-virt --vm").trimmed() == "qemu";
+    const int seconds = isEmulated ? 2 : 60;
     QFile secondOfTraffic("/run/ky-can.log");
     QVERIFY(secondOfTraffic.open(QIODevice::WriteOnly));
     for (int frame = 0; frame < 16000; ++frame)
@@ -119,27 +120,22 @@ void tst_RealCan::countsLossAtTheRateOfTwoFullBuses()
     QElapsedTimer time;
     time.start();
 
+    // The sender ends by itself: while frames come faster than they are handled, the event loop
+    // does not come back.
     QProcess player;
-    player.start("canplayer",
-                 {"-I", secondOfTraffic.fileName(), "-l", QString::number(kSeconds), "-g", "1"});
+    player.start("timeout", {QString::number(seconds), "canplayer", "-I",
+                             secondOfTraffic.fileName(), "-l", QString::number(seconds)});
     QVERIFY(player.waitForStarted());
-    // A machine that is too slow for the rate sends for as long, and fewer frames.
-    site::waitUntil([&] { return player.state() == QProcess::NotRunning; }, kSeconds * 1000);
-    player.kill();
-    player.waitForFinished();
-    const qint64 sentMs = time.elapsed();
+    while (player.state() != QProcess::NotRunning)
+        QTest::qWait(100);
     const qint64 sent = framesOnTheWire() - before;
-    qint64 soFar = -1;
-    site::waitUntil(
-        [&] {
-            QTest::qWait(1000);
-            return std::exchange(soFar, received) == received;
-        },
-        120000);
+    for (qint64 soFar = -1; soFar != received; QTest::qWait(1000))
+        soFar = received;
 
-    qInfo("measured: CAN: %lld frames in %lld s (%lld/s) on two interfaces, %lld received, %lld "
-          "lost",
-          sent, sentMs / 1000, sent * 1000 / sentMs, received, sent - received);
+    qInfo(
+        "measured: CAN: %lld frames in %d s (%lld/s) on two interfaces, %lld received, %lld lost, "
+        "all handled after %lld s",
+        sent, seconds, sent / seconds, received, sent - received, time.elapsed() / 1000);
     QVERIFY(received > 0);
     QVERIFY(received <= sent);
     emit can.sigClose(port("can0"));
