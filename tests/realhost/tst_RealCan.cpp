@@ -96,15 +96,18 @@ void tst_RealCan::framesGoBothWaysThroughKyctl()
 
 void tst_RealCan::countsLossAtTheRateOfTwoFullBuses()
 {
-    // Under software emulation the handler falls behind, and a minute's
-    // worth would fill the memory.
+    // Software emulation takes milliseconds for each frame that crosses a thread: there the test
+    // counts at a rate that leaves time for the rest.
     const bool isEmulated = site::run("systemd-detect-virt --vm").trimmed() == "qemu";
-    const int seconds = isEmulated ? 2 : 60;
+    const int rate = qEnvironmentVariableIsSet("KY_REALHOST_CAN_RATE")
+                         ? qEnvironmentVariableIntValue("KY_REALHOST_CAN_RATE")
+                         : (isEmulated ? 200 : 16000);
+    const int seconds = isEmulated ? 10 : 60;
     QFile secondOfTraffic("/run/ky-can.log");
     QVERIFY(secondOfTraffic.open(QIODevice::WriteOnly));
-    for (int frame = 0; frame < 16000; ++frame)
+    for (int frame = 0; frame < rate; ++frame)
         secondOfTraffic.write(QStringLiteral("(1.%1) can%2 %3#1122334455667788\n")
-                                  .arg(frame * 1000000 / 16000, 6, 10, QLatin1Char('0'))
+                                  .arg(frame * 1000000LL / rate, 6, 10, QLatin1Char('0'))
                                   .arg(frame % 2)
                                   .arg(frame % 0x800, 3, 16, QLatin1Char('0'))
                                   .toUpper()
@@ -129,13 +132,13 @@ void tst_RealCan::countsLossAtTheRateOfTwoFullBuses()
     while (player.state() != QProcess::NotRunning)
         QTest::qWait(100);
     const qint64 sent = framesOnTheWire() - before;
-    for (qint64 soFar = -1; soFar != received; QTest::qWait(1000))
+    for (qint64 soFar = -1; soFar != received && !time.hasExpired(300000); QTest::qWait(1000))
         soFar = received;
 
-    qInfo(
-        "measured: CAN: %lld frames in %d s (%lld/s) on two interfaces, %lld received, %lld lost, "
-        "all handled after %lld s",
-        sent, seconds, sent / seconds, received, sent - received, time.elapsed() / 1000);
+    qInfo("measured: CAN at %d frames/s for %d s: %lld sent on two interfaces, %lld received, %lld "
+          "lost, "
+          "all handled after %lld s",
+          rate, seconds, sent, received, sent - received, time.elapsed() / 1000);
     QVERIFY(received > 0);
     QVERIFY(received <= sent);
     emit can.sigClose(port("can0"));
