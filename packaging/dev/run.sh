@@ -4,6 +4,15 @@
 set -euo pipefail
 . packaging/dev/common.sh
 
+is_port() {
+    case $1 in
+        '' | *[!0-9]* | ??????*) ;;
+        *) [ "$1" -ge 1 ] && [ "$1" -le 32767 ] && return ;;
+    esac
+    echo "dev run: --port takes a number from 1 to 32767" >&2
+    exit 2
+}
+
 port=
 is_once=
 is_real=
@@ -11,7 +20,7 @@ while [ $# -gt 0 ]; do
     case $1 in
         --once) is_once=1 ;;
         --real) is_real=1 ;;
-        --port) port=${2:?--port needs a number} && shift ;;
+        --port) port=${2-} && is_port "$port" && shift ;;
         *) echo "dev run: unknown option $1" >&2 && exit 2 ;;
     esac
     shift
@@ -112,7 +121,7 @@ if [ -z "$is_once" ]; then
     if [ ${#host[@]} -gt 0 ]; then
         echo "Watch the robot roam, and weaken its access point from a third one:"
         echo "    $bin/kyctl --port $KY_PORT wifi watch"
-        echo "    $bin/hostsim set --state $HOSTSIM_STATE ap5.level -85"
+        echo "    $bin/hostsim set --state $HOSTSIM_STATE ap1.level -80"
     fi
     trap ':' INT
     wait "$daemon_pid" || true

@@ -45,11 +45,14 @@ if [ ${#host[@]} -gt 0 ]; then
     wait_for '"state":"lost"' kyctl --json link status
     step "The loss is told within a cycle (frame 4802)" kyctl --json link status
     expect '"state":"lost"' "The network has been disconnected:10.77.0.1"
-    step "They are back" hostsim set ap1.on true ap2.on true ap5.on true
+    step "They are back, the first one as strong as before" \
+        hostsim set ap1.on true ap1.level -45 ap2.on true ap5.on true
     wait_for '"state":"good"' kyctl --json link status
     step "The link is found" kyctl --json link status
     expect '"state":"good"'
     set_wireless DisconnectionMethod=0 isDisconnectionSendError=false
     step "And the robot roams again, for whoever changes its levels" kyctl wifi roaming on
     step "The settings once more" kyctl net settings --reload
+    step "It is where it began" kyctl wifi status
+    expect "RobotNet on 02:00:00:00:01:00"
 fi
