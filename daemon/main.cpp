@@ -46,6 +46,11 @@ QString readOptions(QCommandLineParser& parser, ky::DaemonOptions* options)
     parser.addOptions({home, settings, port, verbose});
     parser.addHelpOption();
     parser.addVersionOption();
+    // What process() tells of a wrong option it tells in more than a line, and ends with status 1.
+    if (!parser.parse(QCoreApplication::arguments())) {
+        const QString text = parser.errorText();
+        return text.endsWith(QLatin1Char('.')) ? text.chopped(1) : text;
+    }
     parser.process(QCoreApplication::arguments());
 
     if (!parser.positionalArguments().isEmpty())

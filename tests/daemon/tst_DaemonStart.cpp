@@ -27,6 +27,7 @@ private slots:
     void optionPortIsHeard();
     void wrongOptionsAreUsageErrors_data();
     void wrongOptionsAreUsageErrors();
+    void helpAndVersionAreNoErrors();
 };
 
 namespace {
@@ -227,6 +228,11 @@ void tst_DaemonStart::wrongOptionsAreUsageErrors_data()
     QTest::newRow("port too high") << QStringList{"--port", "32768"};
     QTest::newRow("port is a word") << QStringList{"--port", "x"};
     QTest::newRow("argument") << QStringList{"start"};
+    QTest::newRow("unknown option") << QStringList{"--nosuch"};
+    QTest::newRow("unknown options") << QStringList{"-x", "--nosuch"};
+    QTest::newRow("no value") << QStringList{"--port"};
+    QTest::newRow("value for a switch") << QStringList{"--verbose=yes"};
+    QTest::newRow("unknown beside help") << QStringList{"--nosuch", "--help"};
 }
 
 void tst_DaemonStart::wrongOptionsAreUsageErrors()
@@ -236,7 +242,19 @@ void tst_DaemonStart::wrongOptionsAreUsageErrors()
     const ProgramResult result = runProgram("kyhostd", arguments);
 
     QCOMPARE(result.status, 2);
+    QVERIFY2(result.errors.startsWith("kyhostd: "), result.errors);
     QCOMPARE(result.errors.count('\n'), 1);
+}
+
+void tst_DaemonStart::helpAndVersionAreNoErrors()
+{
+    const ProgramResult help = runProgram("kyhostd", {"--help"});
+    const ProgramResult version = runProgram("kyhostd", {"--version"});
+
+    QCOMPARE(help.status, 0);
+    QVERIFY2(help.output.contains("--settings"), help.output);
+    QCOMPARE(version.status, 0);
+    QVERIFY2(version.output.startsWith("kyhostd "), version.output);
 }
 
 QTEST_GUILESS_MAIN(tst_DaemonStart)
