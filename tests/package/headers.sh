@@ -24,7 +24,7 @@ for class in host/BaseObject host/BaseThread host/PublicClass host/HttpApi host/
     service/KyNetworkObject service/FernoProClass service/WifiShare clients/BlockThreadTcp \
     clients/BlockTcpObject clients/RelayServerThread clients/KyTcpClient clients/SCStatusTcp \
     clients/RobotUdp clients/RobotUdpClient ports/CanFrame ports/CanDevice ports/CanObject \
-    ports/SystemSerialPort network/SystemNetwork network/WifiScanThread time/SystemNTP \
+    ports/SocketCan ports/SystemSerialPort network/SystemNetwork network/WifiScanThread time/SystemNTP \
     time/NTPPackage inventory/SystemAudio inventory/SystemVersionInfo; do
     test -e "$include/$class.h" || { echo "$class.h is not installed" >&2; exit 1; }
 done
