@@ -2,12 +2,16 @@
 
 #include "front/DefaultScene.h"
 #include "model/HostJson.h"
+#include "model/Process.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <functional>
 #include <stdexcept>
+#include <vector>
 
 #include <unistd.h>
 
@@ -23,6 +27,51 @@ std::string baseFolder()
     return std::string(tmp && *tmp ? tmp : "/tmp") + "/hostsim-" + std::to_string(::getuid());
 }
 
+// One link for each run that goes on. The names begin with the time of the start: they have equally
+// many digits, so the greatest is the newest.
+std::string runsFolder()
+{
+    return baseFolder() + "/runs";
+}
+
+std::vector<fs::path> links()
+{
+    std::vector<fs::path> found;
+    std::error_code failed;
+    for (fs::directory_iterator it(runsFolder(), failed), end; !failed && it != end;
+         it.increment(failed))
+        found.push_back(it->path());
+    std::sort(found.begin(), found.end());
+    return found;
+}
+
+std::string targetOf(const fs::path& link)
+{
+    std::error_code failed; // another process may have taken it away
+    return fs::read_symlink(link, failed).string();
+}
+
+void removeLinks(const std::function<bool(const std::string&)>& isMeant)
+{
+    for (const fs::path& link : links()) {
+        std::error_code ignored;
+        if (isMeant(targetOf(link)))
+            fs::remove(link, ignored);
+    }
+}
+
+// Empty if no run goes on. What was killed has left its link behind.
+std::string newestRun()
+{
+    std::string newest;
+    for (const fs::path& link : links()) {
+        const std::string target = targetOf(link);
+        if (!target.empty() && isRunAlive(target))
+            newest = target;
+    }
+    return newest;
+}
+
 } // namespace
 
 std::string newStateFolder()
@@ -34,14 +83,22 @@ std::string newStateFolder()
     return folder;
 }
 
-void markCurrent(const std::string& folder)
+void markStarted(const std::string& folder)
 {
     std::error_code ignored;
-    fs::create_directories(baseFolder(), ignored);
+    fs::create_directories(runsFolder(), ignored);
+    removeLinks([](const std::string& target) { return !isRunAlive(target); });
+    const std::string mark = std::to_string(nowMs()) + "-" + std::to_string(::getpid());
+    fs::create_symlink(folder, runsFolder() + "/" + mark, ignored);
     const std::string link = baseFolder() + "/current";
     const std::string aside = link + "." + std::to_string(::getpid());
     fs::create_symlink(folder, aside, ignored);
     fs::rename(aside, link, ignored);
+}
+
+void markEnded(const std::string& folder)
+{
+    removeLinks([&](const std::string& target) { return target == folder; });
 }
 
 Store runningStore(const std::string& option)
@@ -50,6 +107,8 @@ Store runningStore(const std::string& option)
     std::string folder = option;
     if (folder.empty() && environment)
         folder = environment;
+    if (folder.empty())
+        folder = newestRun();
     if (folder.empty())
         folder = baseFolder() + "/current";
     const Store store(folder);

@@ -34,8 +34,8 @@ constexpr char kUsage[] =
       KIND is fail, missing, hang, garbage, busy or slow
   hostsim fault clear | list
 
-set, get, log, reset and fault take --state DIR; without it they use HOSTSIM_STATE, else the host that
-was started last.
+set, get, log, reset and fault take --state DIR; without it they use HOSTSIM_STATE, else the
+running host that was started last.
 
 Example: hostsim run -- sh -c "nmcli device wifi connect RobotNet password robotpass; ifconfig wlan0"
 )";

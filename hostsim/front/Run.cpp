@@ -225,7 +225,7 @@ int runCommand(const std::vector<std::string>& args)
     prepare(store, options);
     if (isOwner) {
         markRun(store.folder());
-        markCurrent(store.folder());
+        markStarted(store.folder());
     }
     if (isOwner)
         ::prctl(PR_SET_CHILD_SUBREAPER, 1); // background jobs stay children of this process
@@ -242,6 +242,7 @@ int runCommand(const std::vector<std::string>& args)
     std::error_code ignored;
     if (isOwner) {
         fs::remove(store.folder() + "/run.pid", ignored);
+        markEnded(store.folder());
         endLeftOvers();
     }
     if (isTemporary)

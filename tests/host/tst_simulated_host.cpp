@@ -25,6 +25,7 @@ private slots:
     void theMachinesFilesStayUntouched();
     void aProgramWithoutTheShimSeesTheMountedFolders();
     void theHostThatWasStartedLastIsFound();
+    void aLaterRunThatHasEndedLeavesTheRunningOneFound();
 };
 
 void tst_SimulatedHost::commandLinesAreKeptInOrderWithTheirStatus()
@@ -211,6 +212,35 @@ void tst_SimulatedHost::theHostThatWasStartedLastIsFound()
 
     QVERIFY(process.waitForFinished());
     QCOMPARE(process.readAllStandardOutput(), QByteArray("52:54:00:00:00:10\n"));
+    qunsetenv("TMPDIR");
+}
+
+void tst_SimulatedHost::aLaterRunThatHasEndedLeavesTheRunningOneFound()
+{
+    const QTemporaryDir place;
+    qputenv("TMPDIR", QFile::encodeName(place.path()));
+    SimulatedHost first;
+    first.start("/bin/sh", {"-c", "echo up; while :; do sleep 0.02; done"});
+    QTRY_VERIFY(first.process().bytesAvailable() > 0);
+    first.set("ap1.level", "-77");
+    const auto level = [] {
+        QProcess process;
+        process.start(KY_HOSTSIM, {"get", "ap1.level"});
+        return process.waitForFinished() ? process.readAllStandardOutput() : QByteArray();
+    };
+    QCOMPARE(level(), QByteArray("-77\n"));
+
+    QProcess later;
+    later.start(KY_HOSTSIM, {"run", "--", "sh", "-c", "echo up; read line"});
+    QTRY_VERIFY(later.bytesAvailable() > 0);
+    QCOMPARE(level(), QByteArray("-45\n")); // while it runs, it is the one
+    later.write("\n");
+    QVERIFY(later.waitForFinished());
+
+    QCOMPARE(level(), QByteArray("-77\n"));
+    // Nobody runs, and the folder of the one that was started last is gone.
+    QVERIFY(first.stop());
+    QCOMPARE(level(), QByteArray());
     qunsetenv("TMPDIR");
 }
 
