@@ -45,7 +45,9 @@ private:
 
     void takeName(const QString& word)
     {
-        if (!_line.group) {
+        if (!_line.group && !_line.wantsHelp && word == QLatin1String("help")) {
+            _line.wantsHelp = true; // "help peer call" reads as "peer call --help"
+        } else if (!_line.group) {
             _line.group = findGroup(word);
             if (!_line.group)
                 _line.error = QStringLiteral("no command '%1'").arg(word);

@@ -234,7 +234,8 @@ void tst_Kyctl::wrongUsageIsStatus2()
 void tst_Kyctl::helpIsStatus0AtEveryLevel()
 {
     for (const QStringList& words : {QStringList{"--help"}, QStringList{"peer", "--help"},
-                                     QStringList{"peer", "call", "--help"}}) {
+                                     QStringList{"peer", "call", "--help"}, QStringList{"help"},
+                                     QStringList{"help", "peer", "call"}}) {
         const ProgramResult result = runProgram("kyctl", words);
         QCOMPARE(result.status, 0);
         QVERIFY(result.output.startsWith("Usage: kyctl "));

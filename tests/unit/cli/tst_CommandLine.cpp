@@ -17,6 +17,7 @@ private slots:
     void doubleDashEndsOptions();
     void negativeNumberIsAnArgument();
     void helpNeedsNothingElse();
+    void helpMayBeAWordInFront();
     void mistakesAreTold_data();
     void mistakesAreTold();
     void argumentsAreCounted_data();
@@ -98,12 +99,32 @@ void tst_CommandLine::helpNeedsNothingElse()
     QVERIFY(ky::parseCommandLine({"peer", "call", "-h"}).error.isEmpty());
 }
 
+void tst_CommandLine::helpMayBeAWordInFront()
+{
+    const ky::CommandLine general = ky::parseCommandLine({"help"});
+    QVERIFY(general.wantsHelp && general.error.isEmpty() && !general.group);
+
+    const ky::CommandLine group = ky::parseCommandLine({"help", "peer"});
+    QVERIFY(group.wantsHelp && group.error.isEmpty() && group.group && !group.verb);
+
+    const ky::CommandLine verb = ky::parseCommandLine({"--json", "help", "peer", "call"});
+    QVERIFY(verb.wantsHelp && verb.error.isEmpty());
+    QCOMPARE(QString(verb.verb->name), QString("call"));
+
+    // Elsewhere it is a word like any other.
+    const ky::CommandLine argument = ky::parseCommandLine({"call", "help"});
+    QVERIFY(!argument.wantsHelp);
+    QCOMPARE(argument.arguments, QStringList{"help"});
+}
+
 void tst_CommandLine::mistakesAreTold_data()
 {
     QTest::addColumn<QStringList>("words");
     QTest::addColumn<QString>("error");
     QTest::newRow("nothing") << QStringList{} << "no command given";
     QTest::newRow("unknown group") << QStringList{"dance"} << "no command 'dance'";
+    QTest::newRow("help for an unknown group")
+        << QStringList{"help", "dance"} << "no command 'dance'";
     QTest::newRow("group alone") << QStringList{"peer"} << "'peer' needs a verb";
     QTest::newRow("unknown verb") << QStringList{"peer", "dance"} << "no command 'peer dance'";
     QTest::newRow("too few") << QStringList{"call"} << "too few arguments";
