@@ -4,8 +4,8 @@
 #include "clients/BlockThreadTcp.h"
 #include "service/VantHeader.h"
 #include "support/JsonText.h"
+#include "support/SocketErrorText.h"
 
-#include <QAbstractSocket>
 #include <QHostAddress>
 #include <QTimer>
 
@@ -31,19 +31,8 @@ QString reasonOf(const QString& clientError)
     const QString connectError = QStringLiteral("TcpSocket.waitForConnected error:");
     if (clientError.startsWith(connectError))
         return clientError.mid(connectError.size());
-    const QString socketError = QStringLiteral("socketError:");
-    if (!clientError.startsWith(socketError))
-        return clientError;
-    switch (clientError.mid(socketError.size()).toInt()) {
-    case QAbstractSocket::ConnectionRefusedError:
-        return QStringLiteral("Connection refused");
-    case QAbstractSocket::RemoteHostClosedError:
-        return QStringLiteral("the connection was closed");
-    case QAbstractSocket::NetworkError:
-        return QStringLiteral("Network unreachable");
-    default:
-        return clientError;
-    }
+    const QString words = socketErrorWords(clientError);
+    return words.isEmpty() ? clientError : words;
 }
 
 PeerReply unanswered(const QString& sentence)

@@ -2,6 +2,7 @@
 
 #include "host/SqliteClass.h"
 #include "support/JsonText.h"
+#include "support/SocketErrorText.h"
 
 #include <QAbstractSocket>
 #include <QHostAddress>
@@ -31,6 +32,13 @@ int commandNumber(const QVariant& command, int port)
         return number;
     const int known = SqliteClass::init()->commandInt(port, command.toString());
     return known != 0 ? known : SqliteClass::init()->commandInt(kServicePort, command.toString());
+}
+
+/// The client's text, with words beside the number of a socket error.
+QString withWords(const QString& clientError)
+{
+    const QString words = socketErrorWords(clientError);
+    return words.isEmpty() ? clientError : QStringLiteral("%1 (%2)").arg(clientError, words);
 }
 
 } // namespace
@@ -67,7 +75,7 @@ QString readPeerRequest(const QVariantMap& arguments, PeerRequest* request)
 Answer peerAnswer(const PeerResult& result)
 {
     if (!result.error.isEmpty())
-        return Answer::error(kPeerSilent, result.error);
+        return Answer::error(kPeerSilent, withWords(result.error));
     if (result.data.size() > kLargestReply)
         return Answer::error(kReplyTooLarge, QStringLiteral("reply [%1 bytes]: more than %2")
                                                  .arg(result.data.size())

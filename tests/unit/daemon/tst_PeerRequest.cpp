@@ -17,6 +17,7 @@ private slots:
     void answerShowsTheDataAsWhatTheyAre_data();
     void answerShowsTheDataAsWhatTheyAre();
     void jsonAreaIsShownBesideTheData();
+    void silenceIsAnError_data();
     void silenceIsAnError();
     void largestReplyIsPassedOn();
     void largerReplyIsAnError();
@@ -132,15 +133,36 @@ void tst_PeerRequest::jsonAreaIsShownBesideTheData()
     QCOMPARE(values.value("text").toString(), QString("text"));
 }
 
+void tst_PeerRequest::silenceIsAnError_data()
+{
+    QTest::addColumn<QString>("clientError");
+    QTest::addColumn<QString>("text");
+    QTest::newRow("time-out") << "Tcp requst timeout"
+                              << "Tcp requst timeout";
+    QTest::newRow("refused") << "socketError:0"
+                             << "socketError:0 (Connection refused)";
+    QTest::newRow("closed") << "socketError:1"
+                            << "socketError:1 (the connection was closed)";
+    QTest::newRow("unreachable") << "socketError:7"
+                                 << "socketError:7 (Network unreachable)";
+    QTest::newRow("another number") << "socketError:19"
+                                    << "socketError:19";
+    QTest::newRow("no number") << "socketError:"
+                               << "socketError:";
+    QTest::newRow("markers") << "%1 %2"
+                             << "%1 %2";
+}
+
 void tst_PeerRequest::silenceIsAnError()
 {
+    QFETCH(QString, clientError);
     ky::PeerResult result;
-    result.error = "Tcp requst timeout";
+    result.error = clientError;
 
     const ky::Answer answer = ky::peerAnswer(result);
 
     QCOMPARE(answer.code(), int(ky::kPeerSilent));
-    QCOMPARE(answer.errorText(), QString("Tcp requst timeout"));
+    QTEST(answer.errorText(), "text");
 }
 
 void tst_PeerRequest::largestReplyIsPassedOn()
