@@ -2,6 +2,7 @@
 #include "cli/NetworkVerbs.h"
 #include "cli/Table.h"
 #include "cli/WifiView.h"
+#include "support/MacAddress.h"
 
 namespace ky {
 
@@ -53,7 +54,10 @@ int runRoaming(Invocation& call)
 
 int runRoam(Invocation& call)
 {
-    return call.ask("wifi_roam", {{QStringLiteral("bssid"), call.argument(0)}});
+    const QString bssid = call.argument(0);
+    if (!isMacAddress(bssid))
+        return call.wrong(QStringLiteral("'%1' is not a MAC address").arg(bssid));
+    return call.ask("wifi_roam", {{QStringLiteral("bssid"), bssid}});
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 
 #include "host/PublicClass.h"
 #include "network/WifiScanThread.h"
+#include "support/MacAddress.h"
 
 #include <optional>
 
@@ -147,7 +148,10 @@ void RoamingCommands::addWifiCommands()
     addThreadCommand(thread, "wifi_roam", [&network](const Request& request) {
         if (!request.firstMissing({"bssid"}).isEmpty())
             return Answer::missing(QStringLiteral("bssid"));
-        return roamTo(network, request.arguments().value(QStringLiteral("bssid")).toString());
+        const QString bssid = request.arguments().value(QStringLiteral("bssid")).toString();
+        // The tool says FAIL to anything else, which comes with exit status 0.
+        return isMacAddress(bssid) ? roamTo(network, bssid)
+                                   : wrongArgument("bssid", "a MAC address");
     });
     addThreadCommand(thread, "wifi_roaming", switchHandler([&network](bool on) {
                          network.setEnabledRoaming(on);

@@ -23,6 +23,7 @@ private slots:
     void interfacesAreListed();
     void cardsAreListed();
     void cardNeedsANameOrARole();
+    void roamTakesAnAddressOnly();
     void unknownCardIsAnError();
     void settingsAreShownWithoutPassPhrases();
     void joiningNeedsAName();
@@ -85,6 +86,14 @@ void tst_DaemonNetwork::cardNeedsANameOrARole()
     QCOMPARE(_daemon->kyctl({"net", "card"}).status, 2);
     QCOMPARE(_daemon->kyctl({"net", "card", "eth0", "--wifi"}).status, 2);
     QCOMPARE(_daemon->kyctl({"net", "card", "off", "everything"}).status, 2);
+}
+
+void tst_DaemonNetwork::roamTakesAnAddressOnly()
+{
+    const ProgramResult result = _daemon->kyctl({"wifi", "roam", "nonsense"});
+
+    QCOMPARE(result.status, 2);
+    QCOMPARE(result.errors, QByteArray("kyctl: 'nonsense' is not a MAC address\n"));
 }
 
 void tst_DaemonNetwork::unknownCardIsAnError()

@@ -28,6 +28,7 @@ private slots:
 
     void wrongTypesActOnNothing_data();
     void wrongTypesActOnNothing();
+    void roamReachesTheTool();
     void cardIsSwitchedByNumber();
     void pauseWaitsItsTurnOnTheNetworkThread();
     void statusTellsWhatIsInForce();
@@ -77,6 +78,12 @@ void tst_DaemonRoaming::wrongTypesActOnNothing_data()
     row("kind, huge", "card_switch", R"({"kind":4294967296,"disable":true})", wrongKind);
     row("disable, a word", "card_switch", R"({"kind":0,"disable":"false"})", wrongDisable);
     row("disable, a number", "card_switch", R"({"kind":0,"disable":1})", wrongDisable);
+    const char* const wrongBssid = "argument [bssid]: not a MAC address";
+    row("bssid, a word", "wifi_roam", R"({"bssid":"nonsense"})", wrongBssid);
+    row("bssid, empty", "wifi_roam", R"({"bssid":""})", wrongBssid);
+    row("bssid, a number", "wifi_roam", R"({"bssid":2})", wrongBssid);
+    row("bssid, a list", "wifi_roam", R"({"bssid":["02:00:00:00:05:00"]})", wrongBssid);
+    row("bssid, missing", "wifi_roam", "{}", "argument [bssid]: missing");
     row("disable, missing", "card_switch", R"({"kind":0})", "argument [disable]: missing");
     for (const char* command : {"wifi_roaming", "supervision_set", "supervision_pause"}) {
         for (const char* json :
@@ -99,6 +106,13 @@ void tst_DaemonRoaming::wrongTypesActOnNothing()
     QCOMPARE(_host->lines(), QStringList());
     for (const char* key : {"is_cycling", "is_paused", "is_roaming", "wireless_is_off"})
         QCOMPARE(supervision().value(key), before.value(key));
+}
+
+void tst_DaemonRoaming::roamReachesTheTool()
+{
+    QCOMPARE(_daemon->kyctl({"wifi", "roam", "02:00:00:00:05:00"}).status, 0);
+
+    QVERIFY(_host->lines().contains("sudo wpa_cli -i wlan0 roam 02:00:00:00:05:00"));
 }
 
 void tst_DaemonRoaming::cardIsSwitchedByNumber()
