@@ -32,22 +32,26 @@ int switchCard(Invocation& call)
                      : card == QLatin1String("wireless") ? 1
                                                          : -1;
     if (kind < 0 || (state != QLatin1String("on") && state != QLatin1String("off")))
-        return call.wrong(QStringLiteral("say on or off, and wired or wireless"));
+        return call.wrong(
+            QStringLiteral("say which card and how: 'net card off wireless' (on or off, "
+                           "wired or wireless)"));
     return call.ask("card_switch", {{QStringLiteral("kind"), kind},
                                     {QStringLiteral("disable"), state == QLatin1String("off")}});
 }
 
 int runCard(Invocation& call)
 {
-    if (!call.argument(1).isEmpty())
+    const QString first = call.argument(0);
+    if (!call.argument(1).isEmpty() || first == QLatin1String("on") ||
+        first == QLatin1String("off"))
         return switchCard(call);
     QVariantMap which;
     for (const char* role : {"wifi", "wired", "internal"}) {
         if (call.has(qPrintable(QStringLiteral("--") + QLatin1String(role))))
             which.insert(QStringLiteral("role"), QLatin1String(role));
     }
-    if (!call.argument(0).isEmpty())
-        which.insert(QStringLiteral("name"), call.argument(0));
+    if (!first.isEmpty())
+        which.insert(QStringLiteral("name"), first);
     if (which.size() != 1)
         return call.wrong(QStringLiteral("one NAME, or one of --wifi, --wired and --internal"));
     return call.ask("net_card", which, [&call](const QVariantMap& answer) {

@@ -23,6 +23,7 @@ private slots:
     void interfacesAreListed();
     void cardsAreListed();
     void cardNeedsANameOrARole();
+    void switchingACardNeedsItsKind();
     void roamTakesAnAddressOnly();
     void unknownCardIsAnError();
     void settingsAreShownWithoutPassPhrases();
@@ -86,6 +87,15 @@ void tst_DaemonNetwork::cardNeedsANameOrARole()
     QCOMPARE(_daemon->kyctl({"net", "card"}).status, 2);
     QCOMPARE(_daemon->kyctl({"net", "card", "eth0", "--wifi"}).status, 2);
     QCOMPARE(_daemon->kyctl({"net", "card", "off", "everything"}).status, 2);
+}
+
+void tst_DaemonNetwork::switchingACardNeedsItsKind()
+{
+    for (const char* state : {"on", "off"}) {
+        const ProgramResult result = _daemon->kyctl({"net", "card", state});
+        QCOMPARE(result.status, 2);
+        QVERIFY2(result.errors.contains("wired or wireless"), result.errors);
+    }
 }
 
 void tst_DaemonNetwork::roamTakesAnAddressOnly()
