@@ -19,6 +19,23 @@ constexpr int kAddLimitMs = 20000;
 
 constexpr char kSettingsFile[] = "appInfo/setting/WirelessCard.ini";
 
+// Neither operation has a word for it.
+constexpr char kNoInternalCard[] = "internal card: none has 192.168.192.5, and none is stored";
+
+Answer putInternalCardBack(SystemNetwork& network)
+{
+    network.setLastError({});
+    QVariantMap card; // the stored card is known once the cards have been looked at
+    network.getWiredNetworkCard(card);
+    const QString mac = network.getMACName();
+    network.setLastError(mac.isEmpty()
+                             ? QLatin1String(kNoInternalCard)
+                             : QStringLiteral("internal card [%1]: not stored in "
+                                              "appInfo/setting/macName.txt beside the program")
+                                   .arg(mac));
+    return Answer::of(network.initFactorySettingsIP(), kAddressFailed, network);
+}
+
 /// The library's start begins with deleting the profile and fails where there is none. So that the
 /// first start on a host works, there is one.
 bool provideHotspotProfile(DaemonNetwork& network, QString* error)
@@ -91,14 +108,10 @@ void AddressCommands::addAddressCommands()
     add("net_set_wifi_ip", &SystemNetwork::setIPconfig);
     add("net_set_wired_ip", &SystemNetwork::setAlxIPconfig);
     add("net_set_ssid_ip", &SystemNetwork::setSSIDIPConfig);
-    addThreadCommand(thread, "net_factory", [&network](const Request&) {
-        network.setLastError({});
-        QVariantMap card; // the stored card is known once the cards have been looked at
-        network.getWiredNetworkCard(card);
-        return Answer::of(network.initFactorySettingsIP(), kAddressFailed, network);
-    });
+    addThreadCommand(thread, "net_factory",
+                     [&network](const Request&) { return putInternalCardBack(network); });
     addThreadCommand(thread, "net_activate", [&network](const Request&) {
-        network.setLastError({});
+        network.setLastError(QLatin1String(kNoInternalCard));
         return Answer::of(network.activateNetworkCard(), kAddressFailed, network);
     });
     addThreadCommand(thread, "net_hmi", [&network](const Request& request) {

@@ -29,6 +29,8 @@ private slots:
     void wrongTypesActOnNothing_data();
     void wrongTypesActOnNothing();
     void roamReachesTheTool();
+    void missingInternalCardIsTold_data();
+    void missingInternalCardIsTold();
     void cardIsSwitchedByNumber();
     void pauseWaitsItsTurnOnTheNetworkThread();
     void statusTellsWhatIsInForce();
@@ -113,6 +115,23 @@ void tst_DaemonRoaming::roamReachesTheTool()
     QCOMPARE(_daemon->kyctl({"wifi", "roam", "02:00:00:00:05:00"}).status, 0);
 
     QVERIFY(_host->lines().contains("sudo wpa_cli -i wlan0 roam 02:00:00:00:05:00"));
+}
+
+void tst_DaemonRoaming::missingInternalCardIsTold_data()
+{
+    QTest::addColumn<QString>("verb");
+    QTest::newRow("factory") << "factory";
+    QTest::newRow("activate") << "activate";
+}
+
+void tst_DaemonRoaming::missingInternalCardIsTold()
+{
+    QFETCH(QString, verb);
+
+    const ProgramResult result = _daemon->kyctl({"net", verb});
+
+    QCOMPARE(result.status, 1);
+    QVERIFY2(result.errors.contains("40351: internal card: none has 192.168.192.5"), result.errors);
 }
 
 void tst_DaemonRoaming::cardIsSwitchedByNumber()
