@@ -20,8 +20,9 @@ int runList(Invocation& call)
                               {"frequency", "MHz"},
                               {"rssi", "dBm"},
                               {"is_encrypted", "ENCRYPTED"}}));
-        call.print(QStringLiteral("in use: %1\n")
-                       .arg(valueText(answer.value(QStringLiteral("current_wifi")))));
+        const QString inUse = valueText(answer.value(QStringLiteral("current_wifi")));
+        if (!inUse.isEmpty())
+            call.print(QStringLiteral("in use: %1\n").arg(inUse));
     });
 }
 

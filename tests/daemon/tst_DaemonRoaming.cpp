@@ -29,6 +29,7 @@ private slots:
     void wrongTypesActOnNothing_data();
     void wrongTypesActOnNothing();
     void roamReachesTheTool();
+    void networkInUseIsNamedOnlyIfThereIsOne();
     void missingInternalCardIsTold_data();
     void missingInternalCardIsTold();
     void cardIsSwitchedByNumber();
@@ -115,6 +116,18 @@ void tst_DaemonRoaming::roamReachesTheTool()
     QCOMPARE(_daemon->kyctl({"wifi", "roam", "02:00:00:00:05:00"}).status, 0);
 
     QVERIFY(_host->lines().contains("sudo wpa_cli -i wlan0 roam 02:00:00:00:05:00"));
+}
+
+void tst_DaemonRoaming::networkInUseIsNamedOnlyIfThereIsOne()
+{
+    const ProgramResult before = _daemon->kyctl({"wifi", "list"});
+    QCOMPARE(_host->run("nmcli device wifi connect RobotNet password robotpass").status, 0);
+    const ProgramResult after = _daemon->kyctl({"wifi", "list"});
+
+    QCOMPARE(before.status, 0);
+    QVERIFY2(before.output.contains("RobotNet"), before.output);
+    QVERIFY2(!before.output.contains("in use"), before.output);
+    QVERIFY2(after.output.endsWith("in use: RobotNet\n"), after.output);
 }
 
 void tst_DaemonRoaming::missingInternalCardIsTold_data()
