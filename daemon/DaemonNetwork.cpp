@@ -12,14 +12,18 @@ QVariantMap DaemonNetwork::supervision() const
 {
     const PublicClass* host = PublicClass::init();
     const bool isCycling = _autoConnectSSIDTimer && _autoConnectSSIDTimer->isActive();
-    return {{QStringLiteral("is_cycling"), isCycling},
-            {QStringLiteral("is_permitted"), host->autoConnectEnabled},
-            {QStringLiteral("is_paused"), host->autoConnectPaused},
-            {QStringLiteral("is_roaming"), _isEnabledRoaming},
-            {QStringLiteral("is_reporting"), _isDisconnectionSendError},
-            {QStringLiteral("method"), _disconnectionMethod},
-            {QStringLiteral("period_ms"), _autoConnectWaitTime},
-            {QStringLiteral("wireless_is_off"), _isDisableWirelessNetworkCard}};
+    QVariantMap state{{QStringLiteral("is_cycling"), isCycling},
+                      {QStringLiteral("is_permitted"), host->autoConnectEnabled},
+                      {QStringLiteral("is_paused"), host->autoConnectPaused},
+                      {QStringLiteral("is_roaming"), _isEnabledRoaming},
+                      {QStringLiteral("is_reporting"), _isDisconnectionSendError},
+                      {QStringLiteral("method"), _disconnectionMethod},
+                      {QStringLiteral("period_ms"), _autoConnectWaitTime},
+                      {QStringLiteral("wireless_is_off"), _isDisableWirelessNetworkCard}};
+    if (!host->autoConnectEnabled)
+        state.insert(QStringLiteral("why_not"),
+                     QStringLiteral("Host/autoConnectEnabled is not true in the settings file"));
+    return state;
 }
 
 bool DaemonNetwork::findWirelessCard(QString& card)

@@ -32,6 +32,7 @@ private slots:
     void networkInUseIsNamedOnlyIfThereIsOne();
     void missingInternalCardIsTold_data();
     void missingInternalCardIsTold();
+    void supervisionTellsWhyItMayNotStart();
     void cardIsSwitchedByNumber();
     void pauseWaitsItsTurnOnTheNetworkThread();
     void statusTellsWhatIsInForce();
@@ -147,6 +148,15 @@ void tst_DaemonRoaming::missingInternalCardIsTold()
     QVERIFY2(result.errors.contains("40351: internal card: none has 192.168.192.5"), result.errors);
 }
 
+void tst_DaemonRoaming::supervisionTellsWhyItMayNotStart()
+{
+    const QVariantMap answer = call("supervision_set", R"({"on":true})").json();
+
+    QCOMPARE(answer.value("is_cycling").toBool(), false);
+    QVERIFY2(answer.value("why_not").toString().contains("Host/autoConnectEnabled"),
+             qPrintable(answer.value("why_not").toString()));
+}
+
 void tst_DaemonRoaming::cardIsSwitchedByNumber()
 {
     QCOMPARE(call("card_switch", R"({"kind":1,"disable":true})").status, 0);
@@ -213,7 +223,9 @@ void tst_DaemonRoaming::reportOfALostLinkReachesWhoAskedForIt()
     FrameClient client(daemon.port());
     QCOMPARE(client.ask(kSubscribe, {}, R"({"events":["event_link"]})").code(), 0);
 
-    QCOMPARE(client.ask(kSupervisionSet, R"({"on":true})").code(), 0);
+    const WireFrame started = client.ask(kSupervisionSet, R"({"on":true})");
+    QCOMPARE(started.code(), 0);
+    QVERIFY(!started.map().contains("why_not"));
 
     const WireFrame event = client.receive(20000);
     QCOMPARE(event.type, kLinkEvent);
