@@ -28,11 +28,16 @@ QVariantMap DaemonNetwork::supervision() const
 
 bool DaemonNetwork::findWirelessCard(QString& card)
 {
+    return lookForWirelessCard(card) == WirelessCard::Found;
+}
+
+DaemonNetwork::WirelessCard DaemonNetwork::lookForWirelessCard(QString& card)
+{
     card.clear();
     if (!getWirelessCardName(card))
-        return false;
+        return WirelessCard::None;
     if (!card.isEmpty())
-        return true;
+        return WirelessCard::Found;
     // A known board has a name from the start, whether or not it has a card of that name.
     card = _wirelessCardName;
     if (card.isEmpty())
@@ -40,8 +45,8 @@ bool DaemonNetwork::findWirelessCard(QString& card)
     else if (!isPresent(card))
         setLastError(QStringLiteral("wireless card: several, and none of them is [%1]").arg(card));
     else
-        return true;
-    return false;
+        return WirelessCard::Found;
+    return WirelessCard::Ambiguous;
 }
 
 bool DaemonNetwork::isPresent(const QString& card)

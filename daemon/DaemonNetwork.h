@@ -14,6 +14,16 @@ public:
     /// a period too short to be taken.
     QVariantMap supervision() const;
 
+    enum class WirelessCard
+    {
+        Found,
+        None,
+        Ambiguous
+    };
+
+    /// Ambiguous: there are several cards, and none has a name that is known. The last error is set
+    /// unless there is one to act on.
+    WirelessCard lookForWirelessCard(QString& card);
     /// The wireless card that the operations would take. False with the last error set if there is
     /// none, or if there are several and none has a name that is known: a command without a card's
     /// name means something else, or any card.

@@ -78,12 +78,12 @@ Answer passwordInUse(DaemonNetwork& network)
     return storedPassword(network, fileName);
 }
 
-/// Whether there is one wireless card to act on. The operations remove the old profiles before
-/// they find out.
-bool hasCard(DaemonNetwork& network)
+/// Whether an operation would find out in time that there is no wireless card to act on. Where the
+/// card is not clear it removes the old profiles first.
+bool knowsItsCard(DaemonNetwork& network)
 {
     QString card;
-    return network.findWirelessCard(card);
+    return network.lookForWirelessCard(card) != DaemonNetwork::WirelessCard::Ambiguous;
 }
 
 } // namespace
@@ -121,13 +121,13 @@ void WifiCommands::addJoining()
         if (!hasSsid(request))
             return Answer::missing(QStringLiteral("ssid"));
         return answer(
-            hasCard(network) &&
+            knowsItsCard(network) &&
             network.runIwconfig({{QStringLiteral("interface"), QStringLiteral("connectWifi")},
                                  {QStringLiteral("connectWifi"), request.arguments()}}));
     });
     addThreadCommand(thread, "wifi_up", [&network, answer](const Request& request) {
         const bool isRestarting = request.arguments().value(QStringLiteral("restart")).toBool();
-        return answer(hasCard(network) && network.connectWifi(kUpLimitMs, isRestarting));
+        return answer(knowsItsCard(network) && network.connectWifi(kUpLimitMs, isRestarting));
     });
 }
 
