@@ -8,6 +8,8 @@
 #include <QDir>
 #include <QTimer>
 
+#include <cmath>
+#include <limits>
 #include <net/if.h>
 
 namespace ky {
@@ -48,8 +50,11 @@ QVariantMap publicFrame(QVariantMap frame)
 
 bool isBaudRate(const QVariant& value)
 {
-    bool isNumber = false;
-    return value.toInt(&isNumber) > 0 && isNumber;
+    // As text it comes from a command line. Past int the conversion of a number would cut it.
+    bool isNumber = value.type() != QVariant::Bool;
+    const double rate = isNumber ? value.toDouble(&isNumber) : 0;
+    return isNumber && rate >= 1 && rate <= std::numeric_limits<int>::max() &&
+           rate == std::floor(rate);
 }
 
 } // namespace

@@ -76,10 +76,11 @@ bool printRow(const char* name, int rate, const Measurement& measure)
         std::fprintf(stderr, "%s: %d frames got in and did not come out\n", name, missing);
     if (rate > 0 && refused != 0)
         std::fprintf(stderr, "%s: %d frames came faster than they were taken\n", name, refused);
-    if (rate > 0 && median(sentPerSecond) < rate * kLeastShareOfRate)
+    const bool isFullRate = rate == 0 || median(sentPerSecond) >= rate * kLeastShareOfRate;
+    if (!isFullRate)
         std::fprintf(stderr, "%s: the sender fell short of %d frames/s, so the machine was busy\n",
                      name, rate);
-    return missing == 0 && (rate == 0 || refused == 0);
+    return missing == 0 && isFullRate && (rate == 0 || refused == 0);
 }
 
 } // namespace

@@ -391,6 +391,11 @@ void tst_DaemonPorts::canErrorsAreTold_data()
         40002, "argument [dataLength]: not a whole number from 0 to 8");
     row("baud rate", "can_config", {{"portName", "can0"}, {"baudRate", "fast"}}, 40002,
         "argument [baudRate]: not a number");
+    row("baud rate of another type", "can_config", {{"portName", "can0"}, {"baudRate", true}},
+        40002, "argument [baudRate]: not a number");
+    row("baud rate past all controllers", "can_config",
+        {{"portName", "can0"}, {"baudRate", 4294967297.0}}, 40002,
+        "argument [baudRate]: not a number");
     row("baud rate missing", "can_config", {{"portName", "can0"}}, 40002,
         "argument [baudRate]: missing");
     row("more ports than a host has", "can_ports_save",
