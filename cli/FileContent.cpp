@@ -42,7 +42,7 @@ std::optional<QByteArray> contentOf(QFile& file, QString* problem, qint64 limit)
         QByteArray content = size > 0 ? file.read(size) : readToEnd(file, limit);
         if (file.error() != QFileDevice::NoError)
             *problem = file.errorString();
-        else if (content.size() < size)
+        else if (content.size() < size && file.size() < size) // some systems' files say too much
             *problem = QStringLiteral("it was shortened");
         else if (content.size() > limit)
             *problem = excess.arg(QStringLiteral("its content"), sizeText(limit));

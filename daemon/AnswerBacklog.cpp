@@ -24,6 +24,10 @@ bool AnswerBacklog::admit(qintptr handle, int size)
         return true;
     const QString peer = _sink.peerOf(handle);
     const quint64 taken = _sink.takenBytes(handle);
+    if (taken == 0) { // a kernel that does not tell
+        line.uncountedBytes = 0;
+        return true;
+    }
     if (peer != line.peer)
         line = {peer, taken, 0, size};
     // Events go the same way and count as taken too; the sum never falls below zero.

@@ -8,6 +8,8 @@
 #include <QHostAddress>
 #include <QTextCodec>
 
+#include <new>
+
 namespace ky {
 
 namespace {
@@ -134,8 +136,13 @@ void PeerCalls::call(const Request& request, const Ticket& ticket)
 
 void PeerCalls::run(const PeerRequest& request, const Ticket& ticket)
 {
-    QThread* thread = QThread::create(
-        [request, ticket] { ticket.answer(peerAnswer(exchangeWithPeer(request))); });
+    QThread* thread = QThread::create([request, ticket] {
+        try {
+            ticket.answer(peerAnswer(exchangeWithPeer(request)));
+        } catch (const std::bad_alloc&) {
+            ticket.answer(Answer::noMemory());
+        }
+    });
     _threads.insert(thread);
     connect(thread, &QThread::finished, this, [this, thread] {
         _threads.remove(thread);

@@ -11,6 +11,7 @@ class tst_FileContent : public QObject
     Q_OBJECT
 
 private slots:
+    void fileThatClaimsMoreThanItHasIsRead();
     void fileUpToTheLimitIsRead_data();
     void fileUpToTheLimitIsRead();
     void pipeUpToTheLimitIsRead_data();
@@ -143,6 +144,18 @@ void tst_FileContent::missingFileIsNamed()
     QVERIFY(!ky::contentOfFile("/nowhere", &told));
 
     QCOMPARE(told, QString("file [/nowhere]: No such file or directory"));
+}
+
+void tst_FileContent::fileThatClaimsMoreThanItHasIsRead()
+{
+    QFile file("/sys/class/net/lo/mtu");
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QVERIFY(file.size() > 1000);
+    QString problem;
+
+    const auto content = ky::contentOf(file, &problem);
+
+    QVERIFY2(content && content->trimmed().toInt() > 0, qPrintable(problem));
 }
 
 QTEST_GUILESS_MAIN(tst_FileContent)

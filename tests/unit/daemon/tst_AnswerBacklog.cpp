@@ -26,6 +26,7 @@ private slots:
     void smallAnswersCountTogether();
     void nextClientOfTheHandleStartsAfresh();
     void othersAreNotConcerned();
+    void whereTheKernelDoesNotTellNobodyIsCutOff();
 
 private:
     /// How many answers of 1 MiB were let through before the first that was not, at most 1000.
@@ -45,6 +46,7 @@ void tst_AnswerBacklog::init()
 {
     _sink = FakeSink();
     _sink.peers = {{7, "a:1"}, {8, "b:2"}};
+    _sink.taken = {{7, 1}, {8, 1}};
     _backlog = std::make_unique<ky::AnswerBacklog>(_sink);
 }
 
@@ -97,6 +99,13 @@ void tst_AnswerBacklog::othersAreNotConcerned()
 
     QVERIFY(_backlog->admit(8, kMiB));
     QCOMPARE(_sink.cutOff, QList<qintptr>{7});
+}
+
+void tst_AnswerBacklog::whereTheKernelDoesNotTellNobodyIsCutOff()
+{
+    _sink.taken.clear();
+
+    QCOMPARE(admitted(7), 1000);
 }
 
 QTEST_GUILESS_MAIN(tst_AnswerBacklog)

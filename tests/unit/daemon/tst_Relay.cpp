@@ -21,6 +21,7 @@ private slots:
     void rowIsFoundByNumberWhateverTheName();
     void areasAreAnsweredAsTheyCame();
     void jsonAreaPastItsFieldIsAnError();
+    void whoDoesNotReadItsAnswersIsCutOff();
     void failureCarriesCodeAndText();
     void answerThatNoFrameHoldsIsAnError();
     void unknownCommandIsAnswered();
@@ -134,6 +135,19 @@ void tst_Relay::jsonAreaPastItsFieldIsAnError()
     ++size;
     ask(2001);
     QCOMPARE(_sink.sent.last().map().value("ret_code").toInt(), 40004);
+}
+
+void tst_Relay::whoDoesNotReadItsAnswersIsCutOff()
+{
+    const QByteArray large(1024 * 1024, 'x');
+    _relay->addCommand("one", [&](const ky::Request&) { return ky::Answer::areas({}, large); });
+    _sink.taken[7] = 1;
+
+    for (int i = 0; i < 70 && _sink.cutOff.isEmpty(); ++i)
+        ask(2001);
+
+    QCOMPARE(_sink.cutOff, QList<qintptr>{7});
+    QCOMPARE(_sink.sent.size(), 64);
 }
 
 void tst_Relay::failureCarriesCodeAndText()
