@@ -87,7 +87,8 @@ int setTime(Call& call, const std::string& text)
     std::tm time = {};
     int ms = 0;
     if (!parseTime(text, time, ms))
-        return call.fail(1, "Failed to parse time specification '" + text +
+        // In words of its own, not those of the real tool.
+        return call.fail(1, "Failed to read time '" + text +
                                 "': " + call.pick("Invalid argument", "无效的参数") + "\n");
     if (call.host().clock.ntp)
         return call.fail(1, "Failed to set time: Automatic time synchronization is enabled\n");

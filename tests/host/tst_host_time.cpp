@@ -41,6 +41,7 @@ private slots:
 
     void replyMovesTheClockOfTheHost();
     void clockSetByHandStands();
+    void timeThatCannotBeReadIsRefusedInTheHostsLanguage();
     void dateThatDoesNotParseLeavesTheClock();
     void synchronisationOfTheHostIsSwitchedOff();
     void zoneOfTheHostChanges();
@@ -134,6 +135,18 @@ void tst_HostTime::clockSetByHandStands()
                 .startsWith("Fri 2026-01-02 03:04:"));
 }
 
+void tst_HostTime::timeThatCannotBeReadIsRefusedInTheHostsLanguage()
+{
+    for (const auto& [language, reason] :
+         {std::pair{"en", "Invalid argument"}, std::pair{"zh", "无效的参数"}}) {
+        const auto result = _host.run("timedatectl set-time hello", language);
+
+        QCOMPARE(result.status, 1);
+        QCOMPARE(result.error, QByteArray("Failed to read time 'hello': ") + reason + "\n");
+        QCOMPARE(_host.get("clock.offsetMs"), QStringLiteral("0"));
+    }
+}
+
 void tst_HostTime::dateThatDoesNotParseLeavesTheClock()
 {
     SystemNTP ntp(nullptr);
@@ -142,7 +155,7 @@ void tst_HostTime::dateThatDoesNotParseLeavesTheClock()
 
     QCOMPARE(_host.get("clock.offsetMs"), QStringLiteral("0"));
     QCOMPARE(ntp.getLastError().trimmed(),
-             QStringLiteral("Failed to parse time specification '': Invalid argument"));
+             QStringLiteral("Failed to read time '': Invalid argument"));
     QVERIFY(_host.lines().filter("reboot").isEmpty());
     QVERIFY(!QFile::exists("appInfo/setting/WirelessCard.ini"));
 }

@@ -64,6 +64,25 @@ qintptr introduce(RawClient& client, HCTcpServer& server, const Relay& relay)
     return serveUntil([&] { return relay.requests > before; }, 5000) ? relay.handle : -1;
 }
 
+/// A listener with one client, and a second client that will get the number of the first.
+struct Scene
+{
+    bool open()
+    {
+        server.setRelayObject(&relay);
+        if (!server.startListen(0) || !second.prepareFarAway())
+            return false;
+        handle = introduce(first, server, relay);
+        return handle >= 0;
+    }
+
+    ActingRelay relay;
+    HCTcpServer server{nullptr};
+    RawClient first;
+    RawClient second;
+    qintptr handle = -1;
+};
+
 /// Connects, and accepts without an event served. True if the client has that number now.
 bool acceptAs(qintptr handle, RawClient& client, HCTcpServer& server)
 {
@@ -112,46 +131,32 @@ void tst_DescriptorReuse::init()
 
 void tst_DescriptorReuse::closedNumberServesTheNextClient()
 {
-    ActingRelay relay;
-    HCTcpServer server(nullptr);
-    server.setRelayObject(&relay);
-    QVERIFY(server.startListen(0));
-    RawClient first;
-    RawClient second;
-    QVERIFY(second.prepareFarAway());
-    const qintptr handle = introduce(first, server, relay);
-    QVERIFY(handle >= 0);
-
-    first.reset();
-    QVERIFY(isClosedSoon(handle));
-    QVERIFY(acceptAs(handle, second, server));
-    second.send(buildFrame(2000, 2, {}, {}));
-    QTRY_COMPARE(relay.requests, 2);
+    Scene scene;
+    QVERIFY(scene.open());
+    scene.first.reset();
+    QVERIFY(isClosedSoon(scene.handle));
+    QVERIFY(acceptAs(scene.handle, scene.second, scene.server));
+    scene.second.send(buildFrame(2000, 2, {}, {}));
+    QTRY_COMPARE(scene.relay.requests, 2);
     QCoreApplication::processEvents();
 
-    QCOMPARE(relay.handle, handle);
-    QVERIFY(isServed(second, handle, server));
+    QCOMPARE(scene.relay.handle, scene.handle);
+    QVERIFY(isServed(scene.second, scene.handle, scene.server));
 }
 
 void tst_DescriptorReuse::lateAnswerReachesTheNextOwnerOfTheNumber()
 {
-    ActingRelay relay;
-    HCTcpServer server(nullptr);
-    server.setRelayObject(&relay);
-    QVERIFY(server.startListen(0));
-    RawClient first;
-    RawClient second;
-    QVERIFY(second.prepareFarAway());
-    const qintptr handle = introduce(first, server, relay);
-    first.reset();
-    QVERIFY(isClosedSoon(handle));
-    QVERIFY(acceptAs(handle, second, server));
+    Scene scene;
+    QVERIFY(scene.open());
+    scene.first.reset();
+    QVERIFY(isClosedSoon(scene.handle));
+    QVERIFY(acceptAs(scene.handle, scene.second, scene.server));
     letIn();
 
     // The daemon cannot tell the two apart: the handle is all that it has.
-    QVERIFY(server.sendDataToClient(handle, "answer to the first"));
+    QVERIFY(scene.server.sendDataToClient(scene.handle, "answer to the first"));
 
-    QCOMPARE(second.receive(19), QByteArray("answer to the first"));
+    QCOMPARE(scene.second.receive(19), QByteArray("answer to the first"));
 }
 
 void tst_DescriptorReuse::waitingWriteToAConnectionInTeardownReturns()
@@ -177,26 +182,20 @@ void tst_DescriptorReuse::waitingWriteToAConnectionInTeardownReturns()
 
 void tst_DescriptorReuse::clientThatLeavesWhileItWaitsLeavesNothing()
 {
-    ActingRelay relay;
-    HCTcpServer server(nullptr);
-    server.setRelayObject(&relay);
-    QVERIFY(server.startListen(0));
-    RawClient first;
-    RawClient second;
-    QVERIFY(second.prepareFarAway());
-    const qintptr handle = introduce(first, server, relay);
+    Scene scene;
+    QVERIFY(scene.open());
 
-    QVERIFY(leave(first, handle));
-    QVERIFY(acceptAs(handle, second, server));
-    second.reset();
+    QVERIFY(leave(scene.first, scene.handle));
+    QVERIFY(acceptAs(scene.handle, scene.second, scene.server));
+    scene.second.reset();
     letIn();
 
-    QTRY_VERIFY(!server.sendDataToClient(handle, "x"));
-    QVERIFY(!isOpen(handle));
+    QTRY_VERIFY(!scene.server.sendDataToClient(scene.handle, "x"));
+    QVERIFY(!isOpen(scene.handle));
     QTRY_COMPARE(threadCount(), _threadsAtRest);
     RawClient third;
-    QCOMPARE(introduce(third, server, relay), handle);
-    QVERIFY(isServed(third, handle, server));
+    QCOMPARE(introduce(third, scene.server, scene.relay), scene.handle);
+    QVERIFY(isServed(third, scene.handle, scene.server));
 }
 
 void tst_DescriptorReuse::answersToTheFormerOwnerMissTheNext()
@@ -226,92 +225,68 @@ void tst_DescriptorReuse::answersToTheFormerOwnerMissTheNext()
 
 void tst_DescriptorReuse::closedListenerEndsWhoWaits()
 {
-    ActingRelay relay;
-    HCTcpServer server(nullptr);
-    server.setRelayObject(&relay);
-    QVERIFY(server.startListen(0));
-    RawClient first;
-    RawClient second;
-    QVERIFY(second.prepareFarAway());
-    const qintptr handle = introduce(first, server, relay);
+    Scene scene;
+    QVERIFY(scene.open());
 
-    QVERIFY(leave(first, handle));
-    QVERIFY(acceptAs(handle, second, server));
-    server.close();
+    QVERIFY(leave(scene.first, scene.handle));
+    QVERIFY(acceptAs(scene.handle, scene.second, scene.server));
+    scene.server.close();
     letIn();
 
-    QVERIFY(second.isEndedByPeer());
-    QVERIFY(!isOpen(handle));
-    QVERIFY(!server.sendDataToClient(handle, "x"));
+    QVERIFY(scene.second.isEndedByPeer());
+    QVERIFY(!isOpen(scene.handle));
+    QVERIFY(!scene.server.sendDataToClient(scene.handle, "x"));
 }
 
 void tst_DescriptorReuse::listenerThatWasOffEndsWhoWaits()
 {
-    ActingRelay relay;
-    HCTcpServer server(nullptr);
-    server.setRelayObject(&relay);
-    QVERIFY(server.startListen(0));
-    RawClient first;
-    RawClient second;
-    QVERIFY(second.prepareFarAway());
-    const qintptr handle = introduce(first, server, relay);
+    Scene scene;
+    QVERIFY(scene.open());
 
-    QVERIFY(leave(first, handle));
-    QVERIFY(acceptAs(handle, second, server));
-    server.KickAllClients();
-    server.close();
-    QVERIFY(server.startListen(0));
+    QVERIFY(leave(scene.first, scene.handle));
+    QVERIFY(acceptAs(scene.handle, scene.second, scene.server));
+    scene.server.KickAllClients();
+    scene.server.close();
+    QVERIFY(scene.server.startListen(0));
     letIn();
 
-    QVERIFY(second.isEndedByPeer());
-    QTRY_VERIFY(!server.sendDataToClient(handle, "x"));
-    QVERIFY(!isOpen(handle));
+    QVERIFY(scene.second.isEndedByPeer());
+    QTRY_VERIFY(!scene.server.sendDataToClient(scene.handle, "x"));
+    QVERIFY(!isOpen(scene.handle));
     QTRY_COMPARE(threadCount(), _threadsAtRest);
 }
 
 void tst_DescriptorReuse::relayMayRunTheEventLoopMeanwhile()
 {
-    ActingRelay relay;
-    HCTcpServer server(nullptr);
-    server.setRelayObject(&relay);
-    QVERIFY(server.startListen(0));
-    RawClient first;
-    RawClient second;
-    QVERIFY(second.prepareFarAway());
-    const qintptr handle = introduce(first, server, relay);
-    relay.act = &letIn;
+    Scene scene;
+    QVERIFY(scene.open());
+    scene.relay.act = &letIn;
 
-    QVERIFY(askAndLeave(first, handle));
-    QVERIFY(acceptAs(handle, second, server));
+    QVERIFY(askAndLeave(scene.first, scene.handle));
+    QVERIFY(acceptAs(scene.handle, scene.second, scene.server));
     letIn();
 
-    QCOMPARE(relay.requests, 2);
-    QVERIFY(isServed(second, handle, server));
-    QVERIFY(leave(second, handle));
-    QTRY_VERIFY(!server.sendDataToClient(handle, "x"));
+    QCOMPARE(scene.relay.requests, 2);
+    QVERIFY(isServed(scene.second, scene.handle, scene.server));
+    QVERIFY(leave(scene.second, scene.handle));
+    QTRY_VERIFY(!scene.server.sendDataToClient(scene.handle, "x"));
 }
 
 void tst_DescriptorReuse::relayMayStopTheListenerMeanwhile()
 {
-    ActingRelay relay;
-    HCTcpServer server(nullptr);
-    server.setRelayObject(&relay);
-    QVERIFY(server.startListen(0));
-    RawClient first;
-    RawClient second;
-    QVERIFY(second.prepareFarAway());
-    const qintptr handle = introduce(first, server, relay);
-    relay.act = [&] { server.stopListen(); };
+    Scene scene;
+    QVERIFY(scene.open());
+    scene.relay.act = [&] { scene.server.stopListen(); };
 
-    QVERIFY(askAndLeave(first, handle));
-    QVERIFY(acceptAs(handle, second, server));
+    QVERIFY(askAndLeave(scene.first, scene.handle));
+    QVERIFY(acceptAs(scene.handle, scene.second, scene.server));
     letIn();
 
-    QCOMPARE(relay.requests, 2);
-    QVERIFY(!server.isListening());
-    QVERIFY(second.isEndedByPeer());
-    QVERIFY(!isOpen(handle));
-    QVERIFY(!server.sendDataToClient(handle, "x"));
+    QCOMPARE(scene.relay.requests, 2);
+    QVERIFY(!scene.server.isListening());
+    QVERIFY(scene.second.isEndedByPeer());
+    QVERIFY(!isOpen(scene.handle));
+    QVERIFY(!scene.server.sendDataToClient(scene.handle, "x"));
     QTRY_COMPARE(threadCount(), _threadsAtRest);
 }
 
