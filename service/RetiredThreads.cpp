@@ -66,14 +66,10 @@ void retireConnection(TcpSocket* socket)
         return;
     }
     remember(thread);
-    QMetaObject::invokeMethod(
-        socket,
-        [socket, thread] {
-            socket->abort();
-            socket->deleteLater();
-            thread->quit();
-        },
-        Qt::QueuedConnection);
+    // The thread is told to end only when the posting is over: to post wakes the other thread at
+    // its very end, and a thread that ends at what was posted is then woken after it has gone.
+    socket->deleteLater();
+    thread->quit();
 }
 
 } // namespace ky

@@ -1,0 +1,133 @@
+#include "service/HCTcpServer.h"
+#include "service/RetiredThreads.h"
+#include "service/TcpSocket.h"
+
+#include <QAbstractEventDispatcher>
+#include <QThread>
+#include <QtTest>
+
+#include <atomic>
+#include <chrono>
+#include <sys/socket.h>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+
+std::atomic<bool> hasDispatcherGone{false};
+std::atomic<bool> isWokenAfterItsEnd{false};
+
+/// Looks for posted events all the time and needs no waking. Who posts from another thread is held
+/// up before the wake-up, as by the scheduler, so that the event may be handled meanwhile.
+class RestlessDispatcher : public QAbstractEventDispatcher
+{
+public:
+    ~RestlessDispatcher() override { hasDispatcherGone = true; }
+    bool processEvents(QEventLoop::ProcessEventsFlags) override
+    {
+        QCoreApplication::sendPostedEvents();
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        return true;
+    }
+    void wakeUp() override
+    {
+        if (QThread::currentThread() == thread())
+            return;
+        // From here on this object may be gone.
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        if (hasDispatcherGone)
+            isWokenAfterItsEnd = true;
+    }
+    bool hasPendingEvents() override { return true; }
+    void registerSocketNotifier(QSocketNotifier*) override {}
+    void unregisterSocketNotifier(QSocketNotifier*) override {}
+    void registerTimer(int, int, Qt::TimerType, QObject*) override {}
+    bool unregisterTimer(int) override { return true; }
+    bool unregisterTimers(QObject*) override { return true; }
+    QList<TimerInfo> registeredTimers(QObject*) const override { return {}; }
+    int remainingTime(int) override { return -1; }
+    void interrupt() override {}
+    void flush() override {}
+};
+
+} // namespace
+
+class tst_RetiredThreads : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void threadIsNotWokenAfterItsEnd();
+    void connectionEndsInItsOwnThread();
+    void peersThatGoAtTheStopDoNoHarm();
+};
+
+void tst_RetiredThreads::initTestCase()
+{
+    QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false"));
+}
+
+void tst_RetiredThreads::threadIsNotWokenAfterItsEnd()
+{
+    auto* socket = new TcpSocket;
+    auto* thread = new QThread;
+    thread->setEventDispatcher(new RestlessDispatcher);
+    socket->setThread(thread);
+    socket->moveToThread(thread);
+    thread->start();
+
+    ky::retireConnection(socket);
+
+    QTRY_VERIFY(hasDispatcherGone);
+    QVERIFY(!isWokenAfterItsEnd);
+}
+
+void tst_RetiredThreads::connectionEndsInItsOwnThread()
+{
+    int ends[2];
+    QCOMPARE(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
+    auto* socket = new TcpSocket;
+    auto* thread = new QThread;
+    QVERIFY(socket->setSocketDescriptor(ends[0]));
+    socket->setThread(thread);
+    std::atomic<const QThread*> endedIn{nullptr};
+    connect(
+        socket, &QObject::destroyed, thread, [&endedIn] { endedIn = QThread::currentThread(); },
+        Qt::DirectConnection);
+    socket->moveToThread(thread);
+    const QThread* const expected = thread;
+    thread->start();
+
+    ky::retireConnection(socket);
+
+    char byte = 0;
+    QCOMPARE(read(ends[1], &byte, 1), ssize_t(0));
+    close(ends[1]);
+    QTRY_VERIFY(endedIn);
+    QCOMPARE(endedIn.load(), expected);
+}
+
+void tst_RetiredThreads::peersThatGoAtTheStopDoNoHarm()
+{
+    class OpenServer : public HCTcpServer
+    {
+    public:
+        using HCTcpServer::incomingConnection;
+    };
+
+    for (int i = 0; i < 200; ++i) {
+        OpenServer server;
+        QVERIFY(server.startListen(0));
+        int ends[2];
+        QCOMPARE(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
+        server.incomingConnection(ends[0]);
+        QThread::msleep(i % 2);
+        close(ends[1]);
+        server.stopListen();
+        QVERIFY(!server.sendDataToClient(ends[0], "x"));
+    }
+}
+
+QTEST_GUILESS_MAIN(tst_RetiredThreads)
+#include "tst_RetiredThreads.moc"
