@@ -2,6 +2,7 @@
 
 #include "ports/CanFrame.h"
 #include "ports/PortsLog.h"
+#include "ports/ReadPace.h"
 
 #include <QDateTime>
 
@@ -9,9 +10,11 @@
 #include <cstring>
 #include <fcntl.h>
 #include <net/if.h>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/time.h>
+#include <thread>
 #include <unistd.h>
 
 namespace {
@@ -182,10 +185,11 @@ void CanDevice::readCan()
         return;
     }
     KY_DEBUG << "readCan:" << _socketId.load() << "_isStop:" << (_isStop ? "true" : "false");
+    ky::ReadPace pace;
     do {
         while (!_isStop) {
             _isReading = true;
-            readFrame();
+            readFrame(pace);
         }
     } while (!isLeaving());
 }
@@ -198,7 +202,7 @@ bool CanDevice::isLeaving()
     return _isStop;
 }
 
-void CanDevice::readFrame()
+void CanDevice::readFrame(ky::ReadPace& pace)
 {
     can_frame frame = {};
     const ssize_t size = ::read(_socketId, &frame, ky::kCanFrameSize);
@@ -221,4 +225,16 @@ void CanDevice::readFrame()
     map.insert(QStringLiteral("time"), receptionTime());
     KY_DEBUG_AS(kReadCan) << "Received CAN frame:" << map;
     emit sigReadyRead(map);
+    pace.frameReadAt(std::chrono::steady_clock::now());
+    if (pace.isBusy())
+        letFramesGather();
+}
+
+/// A pause instead of a wait for the very next frame, which would wake this thread and the one that
+/// the frame goes to for each single one. What waits already is taken without it.
+void CanDevice::letFramesGather() const
+{
+    pollfd waiting = {_socketId, POLLIN, 0};
+    if (::poll(&waiting, 1, 0) == 0)
+        std::this_thread::sleep_for(ky::ReadPace::kGathering);
 }

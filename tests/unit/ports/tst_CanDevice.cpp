@@ -22,8 +22,22 @@
 namespace {
 
 std::atomic<const std::function<void()>*> onClose{nullptr}; // runs within the next close()
+std::atomic<const std::function<void()>*> onPause{nullptr}; // runs within the loop's next pause
+std::atomic<int> pauses{0};
 
 } // namespace
+
+/// Stands before the system's own, in this program: what the loop pauses with.
+extern "C" Q_DECL_EXPORT int nanosleep(const timespec* wanted, timespec* left)
+{
+    const bool isOfTheLoop = gettid() != getpid(); // the test's own waits come here too
+    pauses += isOfTheLoop ? 1 : 0;
+    if (const auto* const hook = isOfTheLoop ? onPause.exchange(nullptr) : nullptr)
+        (*hook)();
+    static const auto real =
+        reinterpret_cast<int (*)(const timespec*, timespec*)>(dlsym(RTLD_NEXT, "nanosleep"));
+    return real(wanted, left);
+}
 
 /// Stands before the system's own, in this program and its libraries.
 extern "C" Q_DECL_EXPORT int close(int fd)
@@ -69,6 +83,10 @@ private slots:
     void closeDoesNotWakeTheRead();
     void frameThatComesAfterCloseIsDropped();
     void loopGoesOnAfterReopening();
+    void quietBusIsReadWithoutPauses();
+    void framesOfABusyBusGatherAndAllArrive();
+    void closeWithinAPauseEndsTheLoop();
+    void reopeningWithinAPauseGoesOnWithTheNewSocket();
     void readThatNeverReturnsKeepsAReopenedPortDeaf();
     void failedReopeningIsAnEndlessReadError();
     void failedReadIsWarnedOfAndRepeatedAtOnce();
@@ -183,6 +201,22 @@ int longestReceiveQueue()
     if (isForced || !limit.open(QIODevice::ReadOnly))
         return 2 * kWanted;
     return 2 * qMin(kWanted, limit.readAll().trimmed().toInt());
+}
+
+/// Keeps a bus busy, in heaps of 200 frames with their numbers, until the condition holds. What a
+/// loaded machine makes of the times of one heap does not matter then.
+bool sendUntil(Pair& pair, int* sent, const std::function<bool()>& isMet)
+{
+    for (int heap = 0; heap < 500; ++heap) {
+        for (int n = 0; n < 200; ++n) {
+            const can_frame frame = canFrame(quint32(*sent), "b");
+            if (::send(pair.peer, &frame, sizeof frame, MSG_DONTWAIT) == ssize_t(sizeof frame))
+                ++*sent;
+        }
+        if (QTest::qWaitFor(isMet, 10))
+            return true;
+    }
+    return false;
 }
 
 bool isDescriptorOpen(int fd)
@@ -610,6 +644,81 @@ void tst_CanDevice::loopGoesOnAfterReopening()
     QVERIFY(loop.waitForFrames(2));
     QCOMPARE(loop.frames[0]["frameId"].toInt(), 1);
     QCOMPARE(loop.frames[1]["frameId"].toInt(), 2);
+}
+
+void tst_CanDevice::quietBusIsReadWithoutPauses()
+{
+    Pair pair;
+    Loop loop(pair.device);
+    loop.start();
+    QVERIFY(loop.waitForReading(true));
+    pauses = 0;
+
+    for (quint32 n = 0; n < 30; ++n) { // fewer than make a busy bus, however fast they come
+        pair.send(canFrame(n, "q"));
+        QVERIFY(loop.waitForFrames(int(n) + 1));
+    }
+
+    QCOMPARE(pauses.load(), 0);
+}
+
+void tst_CanDevice::framesOfABusyBusGatherAndAllArrive()
+{
+    Pair pair;
+    Loop loop(pair.device);
+    pauses = 0;
+    loop.start();
+
+    int sent = 0;
+    QVERIFY(sendUntil(pair, &sent, [] { return pauses >= 3; }));
+    QVERIFY(loop.waitForFrames(sent));
+    QTest::qWait(20);
+    pair.send(canFrame(quint32(sent++), "last")); // the bus is quiet again
+
+    QVERIFY(loop.waitForFrames(sent));
+    for (int n = 0; n < sent; ++n)
+        QCOMPARE(loop.frames[n]["frameId"].toInt(), n);
+}
+
+void tst_CanDevice::closeWithinAPauseEndsTheLoop()
+{
+    Pair pair;
+    Loop loop(pair.device);
+    LogTap log;
+    const std::function<void()> close = [&] { loop.device->closeCan({}); };
+    onPause = &close;
+    loop.start();
+
+    int sent = 0;
+    QVERIFY(sendUntil(pair, &sent, [&] { return loop.device->isStop(); }));
+
+    QVERIFY(loop.waitForReading(false));
+    QVERIFY(!log.hasPart("[warning]", "Read error"));
+}
+
+void tst_CanDevice::reopeningWithinAPauseGoesOnWithTheNewSocket()
+{
+    CanBusFolder folder;
+    CanBus bus(folder.path());
+    Pair first;
+    Loop loop(first.device);
+    std::atomic<bool> isOpened{false};
+    const std::function<void()> reopen = [&] {
+        loop.device->closeCan({});
+        isOpened = loop.device->openCan({{"portName", "can0"}});
+    };
+    onPause = &reopen;
+    loop.start();
+    int sent = 0;
+    QVERIFY(sendUntil(first, &sent, [&] { return isOpened.load(); }));
+    bus.accept();
+
+    bus.send(canFrame(0x1FFFFFFF | CAN_EFF_FLAG, "new"));
+
+    QVERIFY(QTest::qWaitFor(
+        [&] { return loop.frames.value(loop.frames.size() - 1)["frameId"].toInt() == 0x1FFFFFFF; },
+        3000));
+    QVERIFY(loop.device->isReading());
 }
 
 /// The socket of an adapter that was pulled out brings nothing more, and the loop stays in it.
