@@ -7,7 +7,6 @@
 #include "service/KyNetworkObject.h"
 
 #include <QCoreApplication>
-#include <QJsonDocument>
 #include <QRandomGenerator>
 #include <QVariant>
 
@@ -26,7 +25,7 @@ public:
         Q_UNUSED(name)
         QByteArray text;
         if (json.isValid())
-            text = QJsonDocument::fromVariant(json).toJson(QJsonDocument::Compact);
+            text = PublicClass::init()->qVariantToByteArray(json, QJsonDocument::Compact);
         _service->sendDataToClient(handle, answerFrame(answerType, number, text, data));
     }
 

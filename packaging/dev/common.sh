@@ -1,7 +1,7 @@
 # Shared by the verbs: packages of the host, and building.
 
 build_packages="g++ cmake ninja-build ccache pkg-config qtbase5-dev libqt5serialport5-dev
-    libqt5sql5-sqlite nlohmann-json3-dev git"
+    libqt5sql5-sqlite nlohmann-json3-dev rapidjson-dev git"
 test_packages="clang libclang-rt-dev openssl chrony can-utils curl"
 run_packages=""
 
