@@ -31,7 +31,7 @@ QByteArray readToEnd(QFile& file, qint64 limit)
 std::optional<QByteArray> contentOf(QFile& file, QString* problem, qint64 limit)
 {
     const qint64 size = file.size();
-    const QString excess = QStringLiteral("%1 is more than one frame of this client takes (%2)");
+    const QString excess = QStringLiteral("%1 is more than this client takes here (%2)");
     if (size > limit) {
         *problem = excess.arg(sizeText(size), sizeText(limit));
         return {};

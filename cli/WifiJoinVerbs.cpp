@@ -1,3 +1,4 @@
+#include "cli/FileContent.h"
 #include "cli/Invocation.h"
 #include "cli/NetworkVerbs.h"
 #include "cli/Password.h"
@@ -16,6 +17,9 @@ namespace {
 constexpr int kJoinMs = 200000;
 constexpr int kUpMs = 75000;
 constexpr int kQueryMs = 50000;
+
+/// More than any description of a network, or certificate, comes to.
+constexpr qint64 kLargestFile = 1024 * 1024;
 
 std::optional<QString> passwordFor(const Invocation& call)
 {
@@ -53,9 +57,13 @@ QString loadCertificate(const QDir& folder, QVariantMap& wifi, const QString& ke
     QFile file(folder.filePath(certificate.take(QStringLiteral("path")).toString()));
     if (!file.open(QIODevice::ReadOnly))
         return QStringLiteral("file [%1]: %2").arg(file.fileName(), file.errorString());
+    QString problem;
+    const auto content = contentOf(file, &problem, kLargestFile);
+    if (!content)
+        return QStringLiteral("file [%1]: %2").arg(file.fileName(), problem);
     if (!certificate.contains(QStringLiteral("fileName")))
         certificate.insert(QStringLiteral("fileName"), QFileInfo(file).fileName());
-    certificate.insert(QStringLiteral("base64"), QString::fromLatin1(file.readAll().toBase64()));
+    certificate.insert(QStringLiteral("base64"), QString::fromLatin1(content->toBase64()));
     wifi.insert(key, certificate);
     return {};
 }
@@ -95,15 +103,18 @@ int runEnterprise(Invocation& call)
     QFile file(call.argument(0));
     if (!file.open(QIODevice::ReadOnly))
         return call.wrong(QStringLiteral("file [%1]: %2").arg(file.fileName(), file.errorString()));
-    const QVariant json = parseJson(file.readAll());
+    QString problem;
+    const auto text = contentOf(file, &problem, kLargestFile);
+    if (!text)
+        return call.wrong(QStringLiteral("file [%1]: %2").arg(file.fileName(), problem));
+    const QVariant json = parseJson(*text);
     if (json.type() != QVariant::Map)
         return call.wrong(QStringLiteral("file [%1]: not a JSON object").arg(file.fileName()));
     QVariantMap wifi = json.toMap();
     if (wifi.value(QStringLiteral("ssid")).toString().trimmed().isEmpty())
         return call.wrong(QStringLiteral("file [%1]: no SSID").arg(file.fileName()));
     for (const char* key : {"802-1x.ca-cert", "802-1x.client-cert", "802-1x.private-key"}) {
-        const QString problem =
-            loadCertificate(QFileInfo(file).absoluteDir(), wifi, QLatin1String(key));
+        problem = loadCertificate(QFileInfo(file).absoluteDir(), wifi, QLatin1String(key));
         if (!problem.isEmpty())
             return call.wrong(problem);
     }

@@ -7,7 +7,7 @@ need $build_packages socat
 service=() others=() options=()
 while [ $# -gt 0 ]; do
     case $1 in
-        --rounds | --seconds) options+=("$1" "$2") && shift ;;
+        --rounds | --seconds) value_of "$@" && options+=("$1" "$2") && shift ;;
         requests | connections | upload | noise | commands) service+=("$1") ;;
         clients | ports | network | inventory) others+=("$1") ;;
         *)

@@ -5,6 +5,11 @@ build_packages="g++ cmake ninja-build ccache pkg-config qtbase5-dev libqt5serial
 test_packages="clang libclang-rt-dev openssl chrony can-utils curl"
 run_packages=""
 
+# value_of OPTION [VALUE …]: ends the command where an option that takes a value has none.
+value_of() {
+    [ $# -ge 2 ] || { echo "dev: $1 takes a value" >&2 && exit 2; }
+}
+
 # Installs what is missing of the named packages, and asks nothing when all are there.
 need() {
     local missing=() package

@@ -16,7 +16,7 @@ while [ $# -gt 0 ]; do
         --keep) keep=1 ;;
         --stop) want=stop ;;
         --rebuild) rebuild=1 ;;
-        -R) filter=$2 && shift ;;
+        -R) value_of "$@" && filter=$2 && shift ;;
         *) echo "dev realhost: unknown option $1" >&2 && exit 2 ;;
     esac
     shift

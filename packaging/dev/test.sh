@@ -11,7 +11,7 @@ while [ $# -gt 0 ]; do
         --plain) kinds=dev ;;
         --sanitize) kinds=sanitize ;;
         --fuzz) kinds=fuzz ;;
-        -R) kinds=${kinds/ fuzz/} && filter=(-R "$2") && shift ;;
+        -R) value_of "$@" && kinds=${kinds/ fuzz/} && filter=(-R "$2") && shift ;;
         *) echo "dev test: unknown option $1" >&2 && exit 2 ;;
     esac
     shift

@@ -29,6 +29,7 @@ private slots:
     void settingsAreShownWithoutPassPhrases();
     void joiningNeedsAName();
     void descriptionMustBeAJsonObject();
+    void filesOfAnEndlessSizeAreRefused();
     void fileNamesThatLeadOutAreRefused();
     void certificateIsReadFromItsPath();
     void unknownProfileIsAnError();
@@ -142,6 +143,19 @@ void tst_DaemonNetwork::descriptionMustBeAJsonObject()
     QVERIFY2(list.errors.contains("not a JSON object"), list.errors);
     QCOMPARE(none.status, 2);
     QVERIFY2(none.errors.contains("No such file"), none.errors);
+}
+
+void tst_DaemonNetwork::filesOfAnEndlessSizeAreRefused()
+{
+    const QString withCertificate =
+        write("a.json", R"({"ssid":"a","802-1x.ca-cert":{"path":"/dev/zero"}})");
+
+    for (const QString& file : {QStringLiteral("/dev/zero"), withCertificate}) {
+        const ProgramResult result = _daemon->kyctl({"wifi", "enterprise", file});
+        QCOMPARE(result.status, 2);
+        QVERIFY2(result.errors.contains("file [/dev/zero]: its content is more than this client"),
+                 result.errors);
+    }
 }
 
 void tst_DaemonNetwork::fileNamesThatLeadOutAreRefused()

@@ -37,7 +37,7 @@ void addSizes()
     QTest::newRow("empty") << 0 << "";
     QTest::newRow("below") << 9 << "";
     QTest::newRow("at") << 10 << "";
-    QTest::newRow("above") << 11 << " is more than one frame of this client takes (10 B)";
+    QTest::newRow("above") << 11 << " is more than this client takes here (10 B)";
 }
 
 } // namespace
@@ -124,7 +124,7 @@ void tst_FileContent::largeFileIsRefusedUnread()
     QVERIFY(!ky::contentOfFile(file.fileName(), &told));
 
     QVERIFY2(told.startsWith("file [" + file.fileName() + "]: "), qPrintable(told));
-    QVERIFY2(told.contains(" is more than one frame of this client takes ("), qPrintable(told));
+    QVERIFY2(told.contains(" is more than this client takes here ("), qPrintable(told));
 }
 
 void tst_FileContent::readErrorIsNoEmptyFile()
