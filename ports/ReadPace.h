@@ -5,8 +5,8 @@
 namespace ky {
 
 /// Judges by the times of the frames whether a bus is so busy that its frames are better taken in
-/// groups. Waking a thread for a frame costs several times what the frame itself does, and a full
-/// bus of 1 Mbit/s has 8000 a second.
+/// groups. Waking a thread for a frame costs several times what the frame itself does, and a
+/// bus of 1 Mbit/s full of long frames has 8000 a second.
 class ReadPace
 {
 public:
@@ -18,8 +18,8 @@ public:
 
     /// Notes that a frame has been read at this time.
     void frameReadAt(Time now);
-    /// Whether frames have lately come at 2000 a second or more. A bus of 250 kbit/s never gets
-    /// there.
+    /// Whether frames have lately come at 2000 a second or more. A bus of 250 kbit/s full of long
+    /// frames stays just below.
     bool isBusy() const { return _isBusy; }
 
 private:

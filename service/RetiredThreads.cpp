@@ -5,8 +5,11 @@
 
 #include <QCoreApplication>
 #include <QMutex>
+#include <QSemaphore>
 #include <QThread>
 #include <QVector>
+
+#include <memory>
 
 namespace ky {
 
@@ -66,10 +69,19 @@ void retireConnection(TcpSocket* socket)
         return;
     }
     remember(thread);
-    // The thread is told to end only when the posting is over: to post wakes the other thread at
-    // its very end, and a thread that ends at what was posted is then woken after it has gone.
-    socket->deleteLater();
-    thread->quit();
+    // To post wakes the other thread at its very end. One that was awake and ended at what was
+    // posted would be woken after it has gone, so it ends only when the posting is over.
+    const auto posted = std::make_shared<QSemaphore>();
+    QMetaObject::invokeMethod(
+        socket,
+        [socket, thread, posted] {
+            socket->abort();
+            socket->deleteLater();
+            posted->acquire();
+            thread->quit();
+        },
+        Qt::QueuedConnection);
+    posted->release();
 }
 
 } // namespace ky

@@ -15,17 +15,24 @@ namespace {
 
 constexpr int kMaxDepth = 256;
 constexpr int kMaxString = 64 * 1024; ///< the writer sets aside six bytes for each character
+constexpr size_t kMaxText = 64 * 1024 * 1024;
 constexpr qlonglong kMostWhole = 9007199254740992; ///< up to here each whole number is a double
 
 using Source = rapidjson::UTF16<ushort>;
 using Buffer = rapidjson::GenericStringBuffer<rapidjson::UTF8<>, JsonMemory>;
 using Writer = rapidjson::Writer<Buffer, Source, rapidjson::UTF8<>, JsonMemory>;
 
+/// QString::utf16() would copy a text that is not its own, in an object that others may share.
+const ushort* unitsOf(const QString& text)
+{
+    return reinterpret_cast<const ushort*>(text.constData());
+}
+
 /// Whether both writers show a text alike: surrogates in pairs, and no control character but those
 /// with a letter of their own, since a hexadecimal one is written in other digits.
 bool isPlain(const QString& text)
 {
-    const ushort* c = text.utf16();
+    const ushort* c = unitsOf(text);
     const ushort* const end = c + text.size();
     for (; c < end; ++c) {
         const bool isNamed = *c == '\b' || (*c >= '\t' && *c <= '\r' && *c != '\v');
@@ -45,7 +52,8 @@ class Composer
 {
 public:
     explicit Composer(Buffer& buffer)
-        : _writer(buffer)
+        : _buffer(buffer)
+        , _writer(buffer)
     {}
 
     bool writeMap(const QVariantMap& map)
@@ -58,7 +66,7 @@ public:
                 entry != map.constBegin() && std::prev(entry).key() == entry.key();
             if (isRepeated || !isPlain(entry.key()))
                 return false;
-            _writer.Key(entry.key().utf16(), rapidjson::SizeType(entry.key().size()));
+            _writer.Key(unitsOf(entry.key()), rapidjson::SizeType(entry.key().size()));
             if (!write(*entry))
                 return false;
         }
@@ -82,6 +90,8 @@ public:
 private:
     bool write(const QVariant& value)
     {
+        if (_buffer.GetSize() > kMaxText)
+            return false;
         switch (value.userType()) {
         case QMetaType::UnknownType:
         case QMetaType::Nullptr:
@@ -119,12 +129,12 @@ private:
         if (value == std::floor(value))
             return std::abs(value) <= double(kMostWhole) && writeWhole(qlonglong(value));
         const QString digits = QString::number(value, 'g', QLocale::FloatingPointShortest);
-        return _writer.RawValue(digits.utf16(), size_t(digits.size()), rapidjson::kNumberType);
+        return _writer.RawValue(unitsOf(digits), size_t(digits.size()), rapidjson::kNumberType);
     }
 
     bool writeText(const QString& text)
     {
-        return isPlain(text) && _writer.String(text.utf16(), rapidjson::SizeType(text.size()));
+        return isPlain(text) && _writer.String(unitsOf(text), rapidjson::SizeType(text.size()));
     }
 
     /// Bytes are a text, or null where there are none. Whether that text ends at a zero byte
@@ -137,6 +147,7 @@ private:
         return text.isEmpty() ? _writer.Null() : writeText(text);
     }
 
+    Buffer& _buffer;
     Writer _writer;
     int _depth = 0;
 };

@@ -14,7 +14,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const QVariant expected = valueOfDocument(text);
 
     const auto value = ky::readPlainJson(text);
-    if (value && shown(*value) != shown(expected))
+    const bool isRepeated = value && namesIn(*value) != namesIn(text);
+    if (value && !isRepeated && shown(*value) != shown(expected))
         qFatal("read otherwise than by QJsonDocument");
 
     const QByteArray written = ky::writePlainJson(expected);

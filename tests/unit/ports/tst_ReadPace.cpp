@@ -50,10 +50,10 @@ void tst_ReadPace::busWhoseFramesComeFastIsBusy_data()
     QTest::addColumn<int>("interval");
     QTest::addColumn<bool>("isBusy");
 
-    QTest::newRow("full 1 Mbit/s") << 125 << true;
+    QTest::newRow("1 Mbit/s full of long frames") << 125 << true;
     QTest::newRow("2000 a second") << 500 << true;
     QTest::newRow("a little less") << 501 << false;
-    QTest::newRow("full 250 kbit/s") << 520 << false;
+    QTest::newRow("250 kbit/s full of long frames") << 520 << false;
     QTest::newRow("100 a second") << 10000 << false;
     QTest::newRow("all at once") << 0 << true;
 }

@@ -27,6 +27,36 @@ inline QVariant valueOfDocument(const QByteArray& text)
     return error.error == QJsonParseError::NoError ? document.toVariant() : QVariant();
 }
 
+/// The names in all objects of a value.
+inline int namesIn(const QVariant& value)
+{
+    int count = 0;
+    const QVariantMap map = value.toMap();
+    for (const QVariant& entry : map)
+        count += 1 + namesIn(entry);
+    if (value.userType() == QMetaType::QVariantList) {
+        for (const QVariant& entry : value.toList())
+            count += namesIn(entry);
+    }
+    return count;
+}
+
+/// The names in a text that is JSON, each as often as it stands there.
+inline int namesIn(const QByteArray& text)
+{
+    int count = 0;
+    bool isString = false;
+    for (int at = 0; at < text.size(); ++at) {
+        if (isString && text[at] == '\\')
+            ++at;
+        else if (text[at] == '"')
+            isString = !isString;
+        else if (!isString && text[at] == ':')
+            ++count;
+    }
+    return count;
+}
+
 /// A value with the types of all its parts, doubles to the last digit.
 inline QString shown(const QVariant& value)
 {
@@ -99,8 +129,10 @@ public:
             return double(qlonglong(wide() >> below(64)));
         case 6:
             return std::ldexp(double(wide()), below(2100) - 1100);
-        default:
-            return qlonglong((quint64(1) << 53) + quint64(below(5)) - 2) * (below(2) ? 1 : -1);
+        default: {
+            const auto nearLimit = qlonglong((quint64(1) << 53) + quint64(below(5)) - 2);
+            return below(2) ? nearLimit : -nearLimit;
+        }
         }
     }
 
@@ -169,7 +201,11 @@ public:
     }
 
 private:
-    quint64 wide() { return quint64(_engine()) << 32 | _engine(); }
+    quint64 wide()
+    {
+        const quint64 high = _engine();
+        return high << 32 | _engine();
+    }
 
     std::mt19937 _engine;
 };

@@ -189,6 +189,15 @@ void tst_JsonReading::lastOfTwoValuesOfANameCounts()
 
     QCOMPARE(shown(*ky::readPlainJson(text)), shown(QVariantMap{{"a", 3LL}, {"c", 2LL}}));
     QCOMPARE(disagreement(text), QString());
+
+    QByteArray large = "{";
+    for (int i = 0; i < 40; ++i)
+        large += '"' + QByteArray::number(i % 30) + "\":" + QByteArray::number(i) + ',';
+    large[large.size() - 1] = '}';
+    const QVariantMap map = ky::readPlainJson(large)->toMap();
+    QCOMPARE(map.size(), 30);
+    QCOMPARE(map.value("9").toInt(), 39);
+    QCOMPARE(map.value("10").toInt(), 10);
 }
 
 void tst_JsonReading::depthIsLimited()
