@@ -4,8 +4,9 @@
 #   --stop      end a machine that was left running
 #   --shell     a root shell on the machine's console, the site up, no suite
 #   --rebuild   make the image again
-# KY_REALHOST_RUNS sets how often each time of the drive is taken (20), KY_REALHOST_LIMIT the
-# seconds that the suite may take (3000), KY_REALHOST_RESULTS where logs go (build/realhost).
+# KY_REALHOST_RUNS sets how often each time of the drive is taken (20), KY_REALHOST_CAN_RATE the
+# frames per second of the CAN load, KY_REALHOST_LIMIT the seconds that the suite may take (3000),
+# KY_REALHOST_RESULTS where logs go (build/realhost).
 set -euo pipefail
 . packaging/dev/common.sh
 
@@ -110,6 +111,8 @@ fill_share() {
     cp packaging/realhost-job/run-suite "$in/"
     printf 'export KY_FILTER=%q KY_REALHOST_RUNS=%q\n' "$filter" "${KY_REALHOST_RUNS:-20}" \
         >"$in/environment"
+    [ -z "${KY_REALHOST_CAN_RATE:-}" ] ||
+        printf 'export KY_REALHOST_CAN_RATE=%q\n' "$KY_REALHOST_CAN_RATE" >>"$in/environment"
 }
 
 # Runs the suite in the machine and prints its log as it grows.
