@@ -28,15 +28,15 @@ const ushort* unitsOf(const QString& text)
     return reinterpret_cast<const ushort*>(text.constData());
 }
 
-/// Whether both writers show a text alike: surrogates in pairs, and no control character but those
-/// with a letter of their own, since a hexadecimal one is written in other digits.
+/// Whether both writers show a text alike: surrogates in pairs, and no control character that is
+/// written with a hexadecimal letter, which is a small one here and a capital there.
 bool isPlain(const QString& text)
 {
     const ushort* c = unitsOf(text);
     const ushort* const end = c + text.size();
     for (; c < end; ++c) {
-        const bool isNamed = *c == '\b' || (*c >= '\t' && *c <= '\r' && *c != '\v');
-        if (*c < 0x20 && !isNamed)
+        const bool hasName = *c == '\n' || *c == '\f' || *c == '\r';
+        if (*c < 0x20 && (*c & 0xF) > 9 && !hasName)
             return false;
         if (!QChar::isSurrogate(*c))
             continue;
@@ -107,7 +107,7 @@ private:
         case QMetaType::QString:
             return writeText(*static_cast<const QString*>(value.constData()));
         case QMetaType::QByteArray:
-            return writeBytes(value);
+            return writeBytes(*static_cast<const QByteArray*>(value.constData()));
         case QMetaType::QVariantMap:
             return writeMap(*static_cast<const QVariantMap*>(value.constData()));
         case QMetaType::QVariantList:
@@ -137,13 +137,13 @@ private:
         return isPlain(text) && _writer.String(unitsOf(text), rapidjson::SizeType(text.size()));
     }
 
-    /// Bytes are a text, or null where there are none. Whether that text ends at a zero byte
-    /// depends on where in the whole they stand.
-    bool writeBytes(const QVariant& value)
+    /// Bytes are a text, zero bytes included, or null where there are none.
+    bool writeBytes(const QByteArray& bytes)
     {
-        if (value.toByteArray().contains('\0'))
-            return false;
-        const QString text = value.toString();
+        const int size = bytes.size();
+        if (size <= 0)
+            return _writer.Null();
+        const QString text = QString::fromUtf8(bytes.constData(), size);
         return text.isEmpty() ? _writer.Null() : writeText(text);
     }
 
