@@ -3,7 +3,7 @@
 build_packages="g++ cmake ninja-build ccache pkg-config qtbase5-dev libqt5serialport5-dev
     libqt5sql5-sqlite nlohmann-json3-dev rapidjson-dev git"
 test_packages="clang libclang-rt-dev openssl chrony can-utils curl"
-run_packages=""
+run_packages="socat"
 
 # value_of OPTION [VALUE …]: ends the command where an option that takes a value has none.
 value_of() {

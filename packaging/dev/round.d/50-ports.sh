@@ -23,18 +23,16 @@ expect "ttyDemo0  115200  -1"
 fails 1 "It cannot be opened, then" kyctl serial open ttyDemo0 115200
 expect "Failed to open serial port:"
 
-# A device that says back what it hears, where socat can make a line for it.
-if command -v socat >/dev/null; then
-    socat "pty,raw,echo=0,link=$KY_WORK/line" exec:cat 2>/dev/null &
-    line_pid=$!
-    for _ in $(seq 50); do
-        [ -e "$KY_WORK/line" ] && break
-        sleep 0.1
-    done
-    step "A serial line with a device on it" kyctl serial open "$KY_WORK/line" 115200
-    step "What does it say?" kyctl serial exchange --text "status?"
-    expect "status?"
-    step "Enough" kyctl serial close
-    kill $line_pid 2>/dev/null || true
-    wait $line_pid 2>/dev/null || true
-fi
+# A device that says back what it hears.
+socat "pty,raw,echo=0,link=$KY_WORK/line" exec:cat 2>/dev/null &
+line_pid=$!
+for _ in $(seq 50); do
+    [ -e "$KY_WORK/line" ] && break
+    sleep 0.1
+done
+step "A serial line with a device on it" kyctl serial open "$KY_WORK/line" 115200
+step "What does it say?" kyctl serial exchange --text "status?"
+expect "status?"
+step "Enough" kyctl serial close
+kill $line_pid 2>/dev/null || true
+wait $line_pid 2>/dev/null || true
