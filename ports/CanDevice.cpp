@@ -221,8 +221,8 @@ void CanDevice::readFrame(ky::ReadPace& pace)
         break;
     }
     QVariantMap map = ky::canFrameMap(frame);
-    map.insert(QStringLiteral("portName"), _canName);
-    map.insert(QStringLiteral("time"), receptionTime());
+    map.insert(map.constEnd(), QStringLiteral("portName"), _canName);
+    map.insert(map.constEnd(), QStringLiteral("time"), receptionTime());
     KY_DEBUG_AS(kReadCan) << "Received CAN frame:" << map;
     emit sigReadyRead(map);
     pace.frameReadAt(std::chrono::steady_clock::now());

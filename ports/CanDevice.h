@@ -60,8 +60,8 @@ public:
 
 public slots:
     /// Reads frames until the stop flag is seen behind a read. A read that fails is logged, and
-    /// the next follows at once. On a bus of 2000 frames a second and more a frame may wait for up
-    /// to half a millisecond, so that several are taken at once.
+    /// the next follows at once. On a bus of 2000 frames a second and more a frame may wait for
+    /// about a millisecond, so that several are taken at once.
     void readCan();
 
 signals:

@@ -54,13 +54,17 @@ std::optional<can_frame> buildCanFrame(const QVariantMap& map, LengthFallback fa
 QVariantMap canFrameMap(const can_frame& frame)
 {
     const int dataSize = std::min<int>(frame.can_dlc, kCanDataSize);
-    return {
-        {QStringLiteral("frameType"), frame.can_id & CAN_EFF_FLAG ? 1 : 0},
-        {QStringLiteral("frameFormat"), frame.can_id & CAN_RTR_FLAG ? 1 : 0},
-        {QStringLiteral("frameId"), int(frame.can_id & CAN_EFF_MASK)},
-        {QStringLiteral("dataLength"), int(frame.can_dlc)},
-        {QStringLiteral("data"), QByteArray(reinterpret_cast<const char*>(frame.data), dataSize)},
+    QVariantMap map;
+    // In the order of the names, each goes behind the one before without a search.
+    const auto append = [&map](const QString& name, const QVariant& value) {
+        map.insert(map.constEnd(), name, value);
     };
+    append(QStringLiteral("data"), QByteArray(reinterpret_cast<const char*>(frame.data), dataSize));
+    append(QStringLiteral("dataLength"), int(frame.can_dlc));
+    append(QStringLiteral("frameFormat"), frame.can_id & CAN_RTR_FLAG ? 1 : 0);
+    append(QStringLiteral("frameId"), int(frame.can_id & CAN_EFF_MASK));
+    append(QStringLiteral("frameType"), frame.can_id & CAN_EFF_FLAG ? 1 : 0);
+    return map;
 }
 
 CanRead judgeCanRead(qint64 size)

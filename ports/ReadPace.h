@@ -12,9 +12,9 @@ class ReadPace
 public:
     using Time = std::chrono::steady_clock::time_point;
 
-    /// How long frames gather where isBusy() holds: well under the cycles of drives, and a few
-    /// frames' time on a full bus.
-    static constexpr std::chrono::microseconds kGathering{500};
+    /// How long frames gather where isBusy() holds: to the millisecond their time is told, and on a
+    /// bus that is full of long frames it is that of eight.
+    static constexpr std::chrono::microseconds kGathering{1000};
 
     /// Notes that a frame has been read at this time.
     void frameReadAt(Time now);
