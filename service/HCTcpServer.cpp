@@ -3,6 +3,7 @@
 #include "service/DescriptorRoom.h"
 #include "service/RetiredThreads.h"
 #include "service/ServiceLog.h"
+#include "service/StallLimit.h"
 #include "service/TcpSocket.h"
 
 #include <QCoreApplication>
@@ -33,7 +34,7 @@ void endConnection(TcpSocket* socket)
     QObject::disconnect(socket, &QIODevice::readyRead, socket, &TcpSocket::slotReadyRead);
     socket->disconnectFromHost();
     if (socket->state() != QAbstractSocket::UnconnectedState)
-        QTimer::singleShot(kKickLimitMs, socket, [socket] { socket->abort(); });
+        ky::abortWhenPeerStalls(socket, kKickLimitMs);
 }
 
 } // namespace

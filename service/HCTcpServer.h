@@ -39,8 +39,8 @@ public:
     /// thread, and its thread with it. For teardown: the server then forgets its clients.
     void stopListen();
     /// Asks every connection to end once what was written to it has gone out. Returns at once; an
-    /// entry leaves when its connection has ended. A peer that does not take its answers is cut
-    /// after 15 s.
+    /// entry leaves when its connection has ended. A peer that takes none of its answers for 15 s
+    /// is cut; a slow one gets them all.
     void KickAllClients();
 
     /// Queues a finished frame for one client. False, with errorString() set, if there is no

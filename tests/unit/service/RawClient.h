@@ -49,6 +49,13 @@ public:
         return isReady && moved >= 0;
     }
 
+    /// Gives the kernel little room for what this client has not read yet. Before it connects.
+    bool keepLittle() const
+    {
+        const int bytes = 32 * 1024;
+        return setsockopt(_fd, SOL_SOCKET, SO_RCVBUF, &bytes, sizeof bytes) == 0;
+    }
+
     bool connectTo(quint16 port, int source = 1)
     {
         const sockaddr_in peer = address(0x7f000001u, port);

@@ -5,7 +5,7 @@
 
 using ky::buildFrame;
 
-/// Peers that read nothing, for as long as the service has patience: 15 s, all at the same time.
+/// Peers that read nothing, or next to nothing, against the patience of the service, which is 15 s.
 class tst_SlowPeers : public QObject
 {
     Q_OBJECT
@@ -13,12 +13,15 @@ class tst_SlowPeers : public QObject
 private slots:
     void initTestCase() { QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false")); }
     void patienceEndsAfterFifteenSeconds();
+    void kickedClientThatReadsSlowlyGetsAllOfItsAnswers();
 };
 
 namespace {
 
 constexpr int kLeastMs = 14200; // a timer of 15 s may be early by a twentieth
 constexpr int kMostMs = 25000;
+
+constexpr int kAnswerSize = 32 * 1024 * 1024;
 
 /// A service with one client that reads nothing, and more bytes on their way to it than the
 /// kernel takes.
@@ -29,11 +32,13 @@ public:
     {
         server.setRelayObject(&_relay);
         server.startListen(0);
+        client.prepare();
+        client.keepLittle();
         client.connectTo(server.serverPort());
         client.send(buildFrame(2000, 1, {}, {}));
         serveUntil([this] { return !_relay.requests.empty(); }, 5000);
         handle = seenHandles(_relay).value(0, -1);
-        server.sendDataToClient(handle, QByteArray(32 * 1024 * 1024, 'z'));
+        server.sendDataToClient(handle, QByteArray(kAnswerSize, 'z'));
     }
 
     RawClient client;
@@ -94,6 +99,29 @@ void tst_SlowPeers::patienceEndsAfterFifteenSeconds()
     QTRY_VERIFY(!kicking.server.sendDataToClient(kicking.handle, "x"));
     QVERIFY(writing.server.sendDataToClient(writing.handle, "x"));
     QTRY_COMPARE(threadCount(), threads - 1);
+}
+
+void tst_SlowPeers::kickedClientThatReadsSlowlyGetsAllOfItsAnswers()
+{
+    StuckService service;
+    QVERIFY(isStuck(service.handle));
+    // So little at a time that the kernel takes nothing new from the service for longer than its
+    // patience lasts: it still has its own store to send.
+    constexpr int kSip = 50 * 1024;
+    int received = 0;
+
+    service.server.KickAllClients();
+    const ClientThreads reader(1, [&](int) {
+        for (int sips = 0; sips < 20; ++sips) {
+            received += service.client.receive(kSip).size();
+            std::this_thread::sleep_for(std::chrono::seconds(1));
+        }
+        received += service.client.receive(kAnswerSize - received).size();
+    });
+    QVERIFY(serveUntil([&] { return reader.areDone(); }, 60000));
+
+    QCOMPARE(received, kAnswerSize);
+    QVERIFY(service.client.isEndedByPeer());
 }
 
 QTEST_GUILESS_MAIN(tst_SlowPeers)
