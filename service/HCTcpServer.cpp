@@ -1,5 +1,6 @@
 #include "service/HCTcpServer.h"
 
+#include "service/AcceptWatch.h"
 #include "service/DescriptorRoom.h"
 #include "service/RetiredThreads.h"
 #include "service/ServiceLog.h"
@@ -41,6 +42,7 @@ void endConnection(TcpSocket* socket)
 
 HCTcpServer::HCTcpServer(QObject* parent)
     : QTcpServer(parent)
+    , _acceptWatch(new ky::AcceptWatch(this))
 {
     connect(this, &QTcpServer::acceptError, this, &HCTcpServer::resumeLater);
 }
@@ -146,6 +148,7 @@ void HCTcpServer::forget(qintptr handle)
 /// that all happens in the ordinary order, and none is mistaken for the other.
 void HCTcpServer::incomingConnection(qintptr handle)
 {
+    _acceptWatch->noteAccepted();
     if (!_tcpSocketMap.contains(handle)) {
         enterConnection(handle);
         return;

@@ -8,6 +8,10 @@
 
 class TcpSocket;
 
+namespace ky {
+class AcceptWatch;
+}
+
 /// Accepts TCP connections, gives each a TcpSocket and a thread of its own, and routes answers to
 /// them by handle (the socket descriptor). Any number of clients is taken.
 ///
@@ -82,6 +86,7 @@ private:
     QObject* _relayObject = nullptr;
     QString _errorString;
 
+    ky::AcceptWatch* _acceptWatch;
     QMetaMethod _relayMethod;
     QSet<qintptr> _waitingHandles; ///< accepted while a former owner of the number is in the map
 };
