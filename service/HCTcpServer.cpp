@@ -7,7 +7,6 @@
 #include "service/StallLimit.h"
 #include "service/TcpSocket.h"
 
-#include <QCoreApplication>
 #include <QHostAddress>
 #include <QThread>
 #include <QTimer>
@@ -42,6 +41,7 @@ void endConnection(TcpSocket* socket)
 
 HCTcpServer::HCTcpServer(QObject* parent)
     : QTcpServer(parent)
+    , _notices(new QObject(this))
     , _acceptWatch(new ky::AcceptWatch(this))
 {
     connect(this, &QTcpServer::acceptError, this, &HCTcpServer::resumeLater);
@@ -84,15 +84,16 @@ bool HCTcpServer::startListen(quint16 port)
 
 void HCTcpServer::stopListen()
 {
+    // Notices that are queued already go with their receiver: they name connections that will no
+    // longer be in the map.
+    delete _notices;
+    _notices = new QObject(this);
     const QMap<qintptr, TcpSocket*> sockets = _tcpSocketMap;
     for (TcpSocket* socket : sockets) {
-        QObject::disconnect(socket, &TcpSocket::disconnected, this, &HCTcpServer::slotDisconnected);
         // After this no thread touches the relay object, which may be on its way out.
         socket->setRelayObj(nullptr);
         ky::retireConnection(socket);
     }
-    // Notices that were queued before name connections that are no longer in the map.
-    QCoreApplication::removePostedEvents(this, QEvent::MetaCall);
     for (const qintptr handle : qAsConst(_waitingHandles))
         ::close(int(handle));
     _waitingHandles.clear();
@@ -155,7 +156,7 @@ void HCTcpServer::incomingConnection(qintptr handle)
     }
     _waitingHandles.insert(handle);
     QMetaObject::invokeMethod(
-        this, [this, handle] { enterWaiting(handle, Turn::First); }, Qt::QueuedConnection);
+        _notices, [this, handle] { enterWaiting(handle, Turn::First); }, Qt::QueuedConnection);
 }
 
 void HCTcpServer::enterWaiting(qintptr handle, Turn turn)
@@ -166,7 +167,8 @@ void HCTcpServer::enterWaiting(qintptr handle, Turn turn)
         // With the thread gone its notice is in the queue, if there is to be one.
         if (former->_isEndAnnounced && turn == Turn::First) {
             QMetaObject::invokeMethod(
-                this, [this, handle] { enterWaiting(handle, Turn::Last); }, Qt::QueuedConnection);
+                _notices, [this, handle] { enterWaiting(handle, Turn::Last); },
+                Qt::QueuedConnection);
             return;
         }
         tearDown(handle);
@@ -195,7 +197,8 @@ void HCTcpServer::enterConnection(qintptr handle)
     socket->setSocketDescriptor(handle, QAbstractSocket::ConnectedState, QIODevice::ReadWrite);
     socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
     socket->setIntptr(handle);
-    connect(socket, &TcpSocket::disconnected, this, &HCTcpServer::slotDisconnected);
+    connect(socket, &TcpSocket::disconnected, _notices,
+            [this](qintptr ended) { slotDisconnected(ended); });
     _tcpSocketMap.insert(handle, socket);
     socket->updatePeerInfo();
     socket->moveToThread(thread);

@@ -86,6 +86,7 @@ private:
     QObject* _relayObject = nullptr;
     QString _errorString;
 
+    QObject* _notices; ///< receives the ends of connections; made anew by stopListen()
     ky::AcceptWatch* _acceptWatch;
     QMetaMethod _relayMethod;
     QSet<qintptr> _waitingHandles; ///< accepted while a former owner of the number is in the map

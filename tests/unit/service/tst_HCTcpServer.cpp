@@ -32,6 +32,7 @@ private slots:
     void stopCutsEveryClientAndEndsTheirThreads();
     void stopDoesNotWaitForABusyConnection();
     void lateNoticesAfterStopMeetNothing();
+    void stopLeavesTheCallsOfOthersAlone();
     void destructorUnderLoadLeavesNoThread();
     void clientsThatVanishInMidFrameLeaveNothing();
     void clientsThatVanishInMidAnswerLeaveNothing();
@@ -382,6 +383,36 @@ void tst_HCTcpServer::lateNoticesAfterStopMeetNothing()
     QVERIFY(next.connectTo(service.port()));
     next.send(buildFrame(2000, 1, {}, {}));
     QTRY_COMPARE(service.requests, qint64(21));
+}
+
+namespace {
+
+/// A listener with a slot of its own.
+class CountingServer : public HCTcpServer
+{
+    Q_OBJECT
+
+public:
+    int calls = 0;
+
+public slots:
+    void slotCount() { ++calls; }
+};
+
+} // namespace
+
+void tst_HCTcpServer::stopLeavesTheCallsOfOthersAlone()
+{
+    CountingServer server;
+    QVERIFY(server.startListen(0));
+    QMetaObject::invokeMethod(&server, "slotCount", Qt::QueuedConnection);
+    QMetaObject::invokeMethod(
+        &server, [&server] { server.slotCount(); }, Qt::QueuedConnection);
+
+    server.stopListen();
+    QCoreApplication::sendPostedEvents(&server);
+
+    QCOMPARE(server.calls, 2);
 }
 
 void tst_HCTcpServer::destructorUnderLoadLeavesNoThread()
