@@ -55,7 +55,6 @@ HCTcpServer::~HCTcpServer()
 void HCTcpServer::setRelayObject(QObject* relayObject)
 {
     _relayObject = relayObject;
-    _relayMethod = TcpSocket::relayMethodOf(relayObject);
 }
 
 QString HCTcpServer::errorString() const
@@ -191,7 +190,8 @@ void HCTcpServer::enterConnection(qintptr handle)
     KY_DEBUG_AS("incomingConnection")
         << "[handle:" << handle << "count:" << _tcpSocketMap.size() << "]";
     auto* socket = new TcpSocket;
-    socket->setRelay(_relayObject, _relayMethod);
+    // Looks its slot up now: a relay object may have made its front before it was all of itself.
+    socket->setRelayObj(_relayObject);
     auto* thread = new QThread;
     socket->setThread(thread);
     socket->setSocketDescriptor(handle, QAbstractSocket::ConnectedState, QIODevice::ReadWrite);

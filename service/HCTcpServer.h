@@ -1,7 +1,6 @@
 #pragma once
 
 #include <QMap>
-#include <QMetaMethod>
 #include <QSet>
 #include <QTcpServer>
 #include <QVariantMap>
@@ -29,7 +28,8 @@ public:
     /// Calls stopListen().
     ~HCTcpServer() override;
 
-    /// The object that receives the requests of connections made later; not owned.
+    /// The object that receives the requests of connections made later; not owned. Its slot is
+    /// looked up when a connection comes in, so it may call this in its constructor.
     void setRelayObject(QObject* relayObject);
 
     /// Text of the last failure of this class; it hides the one of QTcpServer.
@@ -88,6 +88,5 @@ private:
 
     QObject* _notices; ///< receives the ends of connections; made anew by stopListen()
     ky::AcceptWatch* _acceptWatch;
-    QMetaMethod _relayMethod;
     QSet<qintptr> _waitingHandles; ///< accepted while a former owner of the number is in the map
 };

@@ -28,6 +28,14 @@ const QMap<QString, int>& serviceCommands()
     return tables[kServicePort];
 }
 
+QMetaMethod relayMethodOf(const QObject* relayObject)
+{
+    if (!relayObject)
+        return {};
+    const QMetaObject* meta = relayObject->metaObject();
+    return meta->method(meta->indexOfMethod(kRelayMethod));
+}
+
 /// What every connection relies on, done before the first one.
 bool prepareProcess()
 {
@@ -91,21 +99,9 @@ QObject* TcpSocket::relayObj() const
     return _relayObj;
 }
 
-QMetaMethod TcpSocket::relayMethodOf(const QObject* relayObject)
-{
-    if (!relayObject)
-        return {};
-    const QMetaObject* meta = relayObject->metaObject();
-    return meta->method(meta->indexOfMethod(kRelayMethod));
-}
-
 void TcpSocket::setRelayObj(QObject* relayObject)
 {
-    setRelay(relayObject, relayMethodOf(relayObject));
-}
-
-void TcpSocket::setRelay(QObject* relayObject, const QMetaMethod& method)
-{
+    const QMetaMethod method = relayMethodOf(relayObject);
     const QMutexLocker locker(&_relayMutex);
     _relayObj = relayObject;
     _relayMethod = method;

@@ -89,15 +89,12 @@ public slots:
     void slotWrite(QByteArray message);
 
 private:
-    /// Asks, once the thread has ended, whether the end is announced, and looks the relay object's
-    /// method up once for all its connections.
+    /// Asks, once the thread has ended, whether the end is announced.
     friend class HCTcpServer;
 
     /// One read takes no more than this, so that an upload needs no more memory than that.
     static constexpr qint64 kReadChunk = qint64(256) * 1024;
 
-    static QMetaMethod relayMethodOf(const QObject* relayObject);
-    void setRelay(QObject* relayObject, const QMetaMethod& method);
     bool callRelay(const QString& name, qintptr handle, quint16 answerType, quint16 number,
                    const QByteArray& data, const QVariant& json);
     void keepForWriting(const char* bytes, int size);

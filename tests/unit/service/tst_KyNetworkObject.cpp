@@ -26,6 +26,7 @@ private slots:
     void init();
 
     void relayObjectOwnsTheFrontAndReceivesRequests();
+    void frontMadeInABaseClassCallsTheSlotOfTheDerived();
     void listensOnThePortOfItsSettings();
     void settingsWithoutASectionAreRefused();
     void missingSettingsFileIsRefused();
@@ -103,6 +104,52 @@ void tst_KyNetworkObject::relayObjectOwnsTheFrontAndReceivesRequests()
     QCOMPARE(client.receive(10), QByteArray("raw answer"));
     QCOMPARE(front->getSocketPeerInfo(relay.requests[0].handle).value("ip").toString(),
              QStringLiteral("127.0.0.1"));
+}
+
+namespace {
+
+/// Makes its front while it is no more than a base class, as a family of daemons may.
+class BaseRelay : public QObject
+{
+    Q_OBJECT
+
+public:
+    BaseRelay()
+        : front(new KyNetworkObject(this))
+    {}
+
+    KyNetworkObject* front;
+    int baseCalls = 0;
+
+public slots:
+    void slotRevInterface(QString, qintptr, quint16, quint16, QByteArray, QVariant) { ++baseCalls; }
+};
+
+class DerivedRelay : public BaseRelay
+{
+    Q_OBJECT
+
+public:
+    int calls = 0;
+
+public slots:
+    void slotRevInterface(QString, qintptr, quint16, quint16, QByteArray, QVariant) { ++calls; }
+};
+
+} // namespace
+
+void tst_KyNetworkObject::frontMadeInABaseClassCallsTheSlotOfTheDerived()
+{
+    DerivedRelay relay;
+    const quint16 port = freePort();
+    QVERIFY(relay.front->listenTcp(port, 1, 0, true));
+    RawClient client;
+    QVERIFY(client.connectTo(port));
+
+    client.send(buildFrame(2000, 3, {}, "data"));
+
+    QTRY_COMPARE(relay.calls + relay.baseCalls, 1);
+    QCOMPARE(relay.calls, 1);
 }
 
 void tst_KyNetworkObject::listensOnThePortOfItsSettings()
