@@ -23,6 +23,7 @@ private slots:
     void waitingWriteToAnUnknownHandleIsRefused();
     void waitingWriteReturnsWhenTheBytesHaveGone();
     void sendToAPeerWhoseEndIsStillQueuedIsTaken();
+    void sendToAPeerThatHasGoneIsRefusedWithAWarning();
     void listeningTwiceIsRefused();
     void portInUseIsRefused();
     void hundredClientsMakeHundredThreads();
@@ -195,6 +196,35 @@ void tst_HCTcpServer::sendToAPeerWhoseEndIsStillQueuedIsTaken()
     QTRY_VERIFY(!server.sendDataToClient(handle, "later"));
 
     QVERIFY(isTaken);
+}
+
+void tst_HCTcpServer::sendToAPeerThatHasGoneIsRefusedWithAWarning()
+{
+    RelayRecorder relay;
+    HCTcpServer server(nullptr);
+    server.setRelayObject(&relay);
+    QVERIFY(server.startListen(0));
+    RawClient client;
+    QVERIFY(client.connectTo(server.serverPort()));
+    client.send(buildFrame(2000, 1, {}, {}));
+    QTRY_COMPARE(relay.requests.size(), size_t(1));
+    const qintptr handle = relay.requests[0].handle;
+    const LogKeeper keeper;
+    QLoggingCategory::setFilterRules(QStringLiteral("ky.service=true"));
+    client.close();
+    QTRY_COMPARE(LogKeeper::linesWith("[disconnected:hand:").size(), 1);
+
+    QVERIFY(!server.sendDataToClient(handle, "late"));
+    const QString afterSend = LogKeeper::last();
+    server.setErrorString({});
+    QVERIFY(!server.waitWrite2Client(handle, "later"));
+    const QString afterWait = LogKeeper::last();
+    QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false"));
+
+    const QString text = QStringLiteral("[Tcpsocket[handle:%1] is null]").arg(handle);
+    QCOMPARE(afterSend, "[warning][sendDataToClient]" + text);
+    QCOMPARE(afterWait, "[warning][waitWrite2Client]" + text);
+    QCOMPARE(server.errorString(), text);
 }
 
 void tst_HCTcpServer::listeningTwiceIsRefused()

@@ -1,3 +1,4 @@
+#include "EchoService.h"
 #include "ListenerTools.h"
 
 #include "host/PublicClass.h"
@@ -27,6 +28,7 @@ private slots:
 
     void relayObjectOwnsTheFrontAndReceivesRequests();
     void frontMadeInABaseClassCallsTheSlotOfTheDerived();
+    void threadCountIsNoLimit();
     void listensOnThePortOfItsSettings();
     void settingsWithoutASectionAreRefused();
     void missingSettingsFileIsRefused();
@@ -150,6 +152,30 @@ void tst_KyNetworkObject::frontMadeInABaseClassCallsTheSlotOfTheDerived()
 
     QTRY_COMPARE(relay.calls + relay.baseCalls, 1);
     QCOMPARE(relay.calls, 1);
+}
+
+void tst_KyNetworkObject::threadCountIsNoLimit()
+{
+    constexpr int kClients = 100;
+    RelayRecorder relay;
+    KyNetworkObject front(&relay);
+    const quint16 port = freePort();
+    const int threads = threadCount();
+    QVERIFY(front.listenTcp(port, 1, 0, true));
+    std::vector<std::unique_ptr<RawClient>> clients;
+    for (int i = 0; i < kClients; ++i) {
+        clients.push_back(std::make_unique<RawClient>());
+        QVERIFY(clients.back()->connectTo(port));
+        clients.back()->send(buildFrame(2000, quint16(i), {}, {}));
+        if (i % 20 == 19)
+            QTRY_COMPARE(relay.requests.size(), size_t(i + 1));
+    }
+
+    QCOMPARE(threadCount(), threads + kClients);
+    for (const auto& request : relay.requests)
+        QVERIFY(front.sendDataToClient(request.handle, QByteArray(1, char(request.number))));
+    for (int i = 0; i < kClients; ++i)
+        QCOMPARE(clients[size_t(i)]->receive(1), QByteArray(1, char(i)));
 }
 
 void tst_KyNetworkObject::listensOnThePortOfItsSettings()
