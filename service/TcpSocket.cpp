@@ -192,7 +192,12 @@ void TcpSocket::slotReadyRead()
 {
     // Asked for all that is there, the socket hands over the block that it read to: nothing is
     // copied, and an idle connection holds no block.
-    resolveTcpReadData(_intptr, read(bytesAvailable()));
+    const qint64 size = bytesAvailable();
+    try {
+        resolveTcpReadData(_intptr, read(size));
+    } catch (const std::bad_alloc&) {
+        giveUp(_intptr, "a read", quint64(size));
+    }
     if (_isDirect && isStreaming())
         readStream();
     if (!_upgradeFile.isOpen())

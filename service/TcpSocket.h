@@ -100,7 +100,7 @@ private:
     void keepForWriting(const char* bytes, int size);
     bool isStreaming() const;
     bool takeIn(const QByteArray& b);
-    void giveUp(qintptr handle);
+    void giveUp(qintptr handle, const char* what, quint64 size);
     void deliverFrames(qintptr handle, quint64 incoming);
     void readStream();
     void dropToSync();

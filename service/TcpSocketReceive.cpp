@@ -114,10 +114,10 @@ bool TcpSocket::takeIn(const QByteArray& b)
 }
 
 /// Where there is no memory for what the peer sends only its own connection may suffer.
-void TcpSocket::giveUp(qintptr handle)
+void TcpSocket::giveUp(qintptr handle, const char* what, quint64 size)
 {
     KY_WARNING_AS("resolveTcpReadData")
-        << "[no memory for a frame of" << _dataSize << "bytes, handle:" << handle << "]";
+        << "[no memory for" << what << "of" << size << "bytes, handle:" << handle << "]";
     _buffer = QByteArray();
     _consumed = 0;
     abort();
@@ -129,9 +129,9 @@ bool TcpSocket::resolveTcpReadData(qintptr handle, const QByteArray& b)
         if (takeIn(b))
             deliverFrames(handle, quint64(b.size()));
         else
-            giveUp(handle);
+            giveUp(handle, "a frame", _dataSize);
     } catch (const std::bad_alloc&) {
-        giveUp(handle);
+        giveUp(handle, "a frame", _dataSize);
     }
     return true;
 }
@@ -164,9 +164,14 @@ void TcpSocket::deliverFrames(qintptr handle, quint64 incoming)
 /// by now: one copy less for each byte. A short wait for more costs less than a turn of the event
 /// loop for each piece, where the socket reads the first of it itself. The end of the stream and
 /// errors are left for the socket to find. It returns in time for the event loop to do other work.
+/// Where there is no memory for the pieces the socket goes on alone.
 void TcpSocket::readStream()
 {
-    _streamChunk.resize(kStreamChunk);
+    try {
+        _streamChunk.resize(kStreamChunk);
+    } catch (const std::bad_alloc&) {
+        return;
+    }
     for (int i = 0; i < kStreamReads && isStreaming(); ++i) {
         pollfd more = {int(socketDescriptor()), POLLIN, 0};
         if (poll(&more, 1, kStreamWaitMs) <= 0)

@@ -2,12 +2,15 @@
 #include "ListenerTools.h"
 #include "MemoryLimit.h"
 
+#include "host/PublicClass.h"
 #include "service/TcpSocket.h"
 
 #include <QScopeGuard>
 #include <QSignalSpy>
 #include <QTcpServer>
+#include <QTemporaryDir>
 
+#include <cstdlib>
 #include <memory>
 #include <sys/mman.h>
 
@@ -24,6 +27,8 @@ private slots:
     void frameThatFitsNoMemoryEndsOnlyItsConnection();
     void answerThatFitsNoMemoryEndsItsConnection_data();
     void answerThatFitsNoMemoryEndsItsConnection();
+    void readThatFitsNoMemoryEndsItsConnection();
+    void uploadGoesOnWithoutTheMemoryForItsShortcut();
 };
 
 namespace {
@@ -139,6 +144,115 @@ void tst_NoMemory::answerThatFitsNoMemoryEndsItsConnection()
     QCOMPARE(socket.state(), QAbstractSocket::UnconnectedState);
     QCOMPARE(LogKeeper::linesWith("[no memory for an answer of").size(), 1);
     QCOMPARE(finished.count(), isAwaited ? 1 : 0);
+}
+
+namespace {
+
+/// A socket of the service, on the thread of the test, and its client.
+class Connection
+{
+public:
+    Connection()
+    {
+        QTcpServer listener;
+        listener.listen(QHostAddress::LocalHost);
+        client.connectTo(listener.serverPort());
+        socket.setSocketDescriptor(accept(int(listener.socketDescriptor()), nullptr, nullptr));
+        socket.updatePeerInfo();
+    }
+
+    RawClient client;
+    TcpSocket socket;
+};
+
+} // namespace
+
+void tst_NoMemory::readThatFitsNoMemoryEndsItsConnection()
+{
+    Connection connection;
+    TcpSocket& socket = connection.socket;
+    constexpr int kSize = 128 * 1024 * 1024;
+    // The socket holds the bytes in many blocks, and they are to be read in one.
+    socket.setReadBufferSize(0);
+    QObject::disconnect(&socket, &QIODevice::readyRead, &socket, &TcpSocket::slotReadyRead);
+    const ClientThreads sender(1, [&](int) {
+        const QByteArray piece(1024 * 1024, 'x');
+        for (int sent = 0; sent < kSize; sent += piece.size())
+            connection.client.send(piece);
+    });
+    QVERIFY(serveUntil([&] { return socket.bytesAvailable() == kSize; }, 30000));
+    const LogKeeper keeper;
+    QLoggingCategory::setFilterRules(QStringLiteral("ky.service.warning=true"));
+    {
+        const MemoryLimit limit(64);
+
+        socket.slotReadyRead();
+    }
+    QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false"));
+
+    QCOMPARE(socket.state(), QAbstractSocket::UnconnectedState);
+    QCOMPARE(LogKeeper::linesWith("[no memory for").size(), 1);
+}
+
+namespace {
+
+/// Small blocks can be had while this lives, and none of 64 KiB or more.
+class NoLargeBlocks
+{
+public:
+    NoLargeBlocks()
+    {
+        for (void* block = malloc(kLarge); block; block = malloc(kLarge)) {
+            *static_cast<void**>(block) = _blocks;
+            _blocks = block;
+        }
+    }
+    ~NoLargeBlocks()
+    {
+        while (void* block = _blocks) {
+            _blocks = *static_cast<void**>(block);
+            free(block);
+        }
+    }
+    NoLargeBlocks(const NoLargeBlocks&) = delete;
+    NoLargeBlocks& operator=(const NoLargeBlocks&) = delete;
+
+private:
+    static constexpr size_t kLarge = size_t(64) * 1024;
+
+    MemoryLimit _limit{0};
+    void* _blocks = nullptr;
+};
+
+} // namespace
+
+void tst_NoMemory::uploadGoesOnWithoutTheMemoryForItsShortcut()
+{
+#if defined(__SANITIZE_ADDRESS__)
+    QSKIP("the sanitizer's allocator always has blocks of this size");
+#endif
+    const QTemporaryDir dir;
+    PublicClass::init()->dataDir = dir.path();
+    Connection connection;
+    RelayRecorder relay;
+    connection.socket.setRelayObj(&relay);
+    QByteArray data;
+    for (int i = 0; i < 40000; ++i)
+        data += QByteArray::number(i) + ' ';
+    const QByteArray head = buildFrame(5104, 1, {}, data).left(ky::kHeaderSize);
+    const QString path = dir.filePath(QStringLiteral("ferno/temp/up/upgrade.zip"));
+    {
+        const NoLargeBlocks limit;
+
+        connection.client.send(head);
+        QTRY_VERIFY(QFile::exists(path));
+        connection.client.send(data);
+        QVERIFY(serveUntil([&] { return !relay.requests.empty(); }, 20000));
+    }
+
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QVERIFY(file.readAll() == data);
 }
 
 QTEST_GUILESS_MAIN(tst_NoMemory)
