@@ -4,6 +4,7 @@
 #include "service/TcpSocket.h"
 
 #include <QCoreApplication>
+#include <QDeadlineTimer>
 #include <QMutex>
 #include <QSemaphore>
 #include <QThread>
@@ -15,7 +16,7 @@ namespace ky {
 
 namespace {
 
-constexpr unsigned long kWaitAtExitMs = 2000;
+constexpr int kWaitAtExitMs = 2000;
 
 QMutex& retiredMutex()
 {
@@ -42,8 +43,9 @@ void clearFinished()
 void waitAtExit()
 {
     const QMutexLocker locker(&retiredMutex());
+    const QDeadlineTimer limit(kWaitAtExitMs); // for all of them
     for (QThread* thread : qAsConst(retiredThreads()))
-        thread->wait(kWaitAtExitMs);
+        thread->wait(limit);
     clearFinished();
 }
 

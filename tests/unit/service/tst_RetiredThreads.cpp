@@ -3,11 +3,15 @@
 #include "service/TcpSocket.h"
 
 #include <QAbstractEventDispatcher>
+#include <QElapsedTimer>
+#include <QProcess>
+#include <QSemaphore>
 #include <QThread>
 #include <QtTest>
 
 #include <atomic>
 #include <chrono>
+#include <cstdio>
 #include <sys/socket.h>
 #include <thread>
 #include <unistd.h>
@@ -61,6 +65,7 @@ private slots:
     void threadIsNotWokenAfterItsEnd();
     void connectionEndsInItsOwnThread();
     void answersQueuedBeforeTheStopGoOut();
+    void endOfTheProcessWaitsOnceForAllThatAreStuck();
 };
 
 void tst_RetiredThreads::initTestCase()
@@ -133,9 +138,55 @@ void tst_RetiredThreads::answersQueuedBeforeTheStopGoOut()
     }
 }
 
+namespace {
+
+constexpr char kEndStuck[] = "end-stuck";
+
+/// A process of its own, with connections whose threads never come back: it prints how long the end
+/// of its application object takes.
+int endStuck(int argc, char** argv)
+{
+    QElapsedTimer clock;
+    {
+        const QCoreApplication application(argc, argv);
+        for (int i = 0; i < 4; ++i) {
+            auto* socket = new TcpSocket;
+            auto* thread = new QThread;
+            socket->setThread(thread);
+            socket->moveToThread(thread);
+            QMetaObject::invokeMethod(
+                socket, [] { QSemaphore().acquire(); }, Qt::QueuedConnection);
+            thread->start();
+            ky::retireConnection(socket);
+        }
+        clock.start();
+    }
+    std::printf("%d", int(clock.elapsed()));
+    std::fflush(stdout);
+    _exit(0);
+}
+
+} // namespace
+
+void tst_RetiredThreads::endOfTheProcessWaitsOnceForAllThatAreStuck()
+{
+    QProcess process;
+    process.start(QCoreApplication::applicationFilePath(), {QString::fromLatin1(kEndStuck)});
+    QVERIFY(process.waitForFinished(30000));
+
+    bool isNumber = false;
+    const int spentMs = process.readAllStandardOutput().toInt(&isNumber);
+
+    QVERIFY(isNumber);
+    // About two seconds, be it one thread or many.
+    QVERIFY2(spentMs >= 1900 && spentMs < 5000, qPrintable(QString::number(spentMs)));
+}
+
 int main(int argc, char** argv)
 {
     qputenv("QT_NO_GLIB", "1"); // as the daemon does; its event loop ends at once when told to
+    if (argc == 2 && qstrcmp(argv[1], kEndStuck) == 0)
+        return endStuck(argc, argv);
     QCoreApplication application(argc, argv);
     tst_RetiredThreads test;
     return QTest::qExec(&test, argc, argv);
