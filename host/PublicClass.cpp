@@ -8,6 +8,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QJsonArray>
 
 #include <algorithm>
 
@@ -19,6 +20,16 @@ QByteArray readFile(const QString& path)
     if (!file.open(QIODevice::ReadOnly))
         return {};
     return file.readAll();
+}
+
+/// JSON text of a value that is no document by itself, taken out of a list of that value.
+QByteArray singleValueText(const QVariant& value)
+{
+    const QJsonValue json = QJsonValue::fromVariant(value);
+    if (json.isNull() && value.userType() != QMetaType::Nullptr)
+        return {};
+    const QByteArray list = QJsonDocument(QJsonArray{json}).toJson(QJsonDocument::Compact);
+    return list.mid(1, list.size() - 2);
 }
 
 bool isAsciiDigit(QChar c)
@@ -53,7 +64,8 @@ QVariant PublicClass::getJsonVariant(const QString& path)
 QByteArray PublicClass::qVariantToByteArray(const QVariant& value,
                                             const QJsonDocument::JsonFormat& format) const
 {
-    return ky::jsonText(value, format);
+    const QByteArray text = ky::jsonText(value, format);
+    return text.isEmpty() ? singleValueText(value) : text;
 }
 
 bool PublicClass::isJson(const QByteArray& text)

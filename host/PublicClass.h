@@ -40,7 +40,9 @@ public:
     QVariant getJsonVariant(const QByteArray& text);
     /// The value of a JSON file, invalid if it is missing or does not parse.
     QVariant getJsonVariant(const QString& path);
-    /// JSON text of a map or list; empty for what is neither.
+    /// JSON text of a map, a list or a single value (number, text, boolean, null); the format
+    /// matters for maps and lists only. Empty for an invalid variant and for a type JSON does not
+    /// have.
     QByteArray qVariantToByteArray(const QVariant& value,
                                    const QJsonDocument::JsonFormat& format) const;
     /// Whether the text is a JSON document (an object or a list).

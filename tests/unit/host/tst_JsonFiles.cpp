@@ -3,6 +3,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QPoint>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -27,6 +28,10 @@ private slots:
     void failedWriteIsTold();
     void formatIsTheOneAskedFor();
     void textGivesCompactJson();
+    void singleValueGivesItsText_data();
+    void singleValueGivesItsText();
+    void valueThatJsonDoesNotHaveGivesNoText_data();
+    void valueThatJsonDoesNotHaveGivesNoText();
     void isJsonTellsDocumentsFromOthers_data();
     void isJsonTellsDocumentsFromOthers();
     void readersSeeWholeDocumentsWhileThreadsWrite();
@@ -159,6 +164,49 @@ void tst_JsonFiles::textGivesCompactJson()
              QByteArrayLiteral("[{\"portName\":\"can0\",\"备注\":\"左臂\"}]"));
     QCOMPARE(host().getJsonVariant(QByteArrayLiteral("{\"a\":[true]}")).toMap().size(), 1);
     QVERIFY(!host().getJsonVariant(QByteArrayLiteral("{\"a\":[true}")).isValid());
+}
+
+void tst_JsonFiles::singleValueGivesItsText_data()
+{
+    QTest::addColumn<QVariant>("value");
+    QTest::addColumn<QByteArray>("text");
+    QTest::newRow("number") << QVariant(17) << QByteArray("17");
+    QTest::newRow("negative") << QVariant(-1) << QByteArray("-1");
+    QTest::newRow("zero") << QVariant(0) << QByteArray("0");
+    QTest::newRow("fraction") << QVariant(0.5) << QByteArray("0.5");
+    QTest::newRow("unsigned") << QVariant(4294967295u) << QByteArray("4294967295");
+    QTest::newRow("64 bits") << QVariant(9007199254740992LL) << QByteArray("9007199254740992");
+    QTest::newRow("true") << QVariant(true) << QByteArray("true");
+    QTest::newRow("false") << QVariant(false) << QByteArray("false");
+    QTest::newRow("text") << QVariant(QStringLiteral("左臂")) << QByteArray("\"左臂\"");
+    QTest::newRow("quotes") << QVariant(QStringLiteral("a\"b\\")) << QByteArray("\"a\\\"b\\\\\"");
+    QTest::newRow("empty text") << QVariant(QStringLiteral("")) << QByteArray("\"\"");
+    QTest::newRow("bytes") << QVariant(QByteArray("abc")) << QByteArray("\"abc\"");
+    QTest::newRow("null") << QVariant::fromValue(nullptr) << QByteArray("null");
+}
+
+void tst_JsonFiles::singleValueGivesItsText()
+{
+    QFETCH(QVariant, value);
+    QFETCH(QByteArray, text);
+
+    QCOMPARE(host().qVariantToByteArray(value, QJsonDocument::Compact), text);
+    QCOMPARE(host().qVariantToByteArray(value, QJsonDocument::Indented), text);
+}
+
+void tst_JsonFiles::valueThatJsonDoesNotHaveGivesNoText_data()
+{
+    QTest::addColumn<QVariant>("value");
+    QTest::newRow("invalid") << QVariant();
+    QTest::newRow("point") << QVariant(QPoint(1, 2));
+    QTest::newRow("object") << QVariant::fromValue(static_cast<QObject*>(this));
+}
+
+void tst_JsonFiles::valueThatJsonDoesNotHaveGivesNoText()
+{
+    QFETCH(QVariant, value);
+
+    QCOMPARE(host().qVariantToByteArray(value, QJsonDocument::Compact), QByteArray());
 }
 
 void tst_JsonFiles::isJsonTellsDocumentsFromOthers_data()
