@@ -83,6 +83,9 @@ int main(int argc, char** argv)
     raiseDescriptorLimit();
     // Qt's own dispatcher is quicker here than GLib's and takes less memory for each connection.
     qputenv("QT_NO_GLIB", "1");
+    // Tools that follow the log look for lines by their beginning, so nothing stands in front.
+    // QT_MESSAGE_PATTERN in the environment still has its way.
+    qSetMessagePattern(QStringLiteral("%{message}"));
     QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("kyhostd"));
     QCoreApplication::setApplicationVersion(QStringLiteral(KY_VERSION));

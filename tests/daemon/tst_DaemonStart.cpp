@@ -2,6 +2,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QScopeGuard>
 #include <QTcpServer>
 #include <QTest>
 
@@ -28,6 +29,8 @@ private slots:
     void wrongOptionsAreUsageErrors_data();
     void wrongOptionsAreUsageErrors();
     void helpAndVersionAreNoErrors();
+    void logLinesBeginWithTheirLevel_data();
+    void logLinesBeginWithTheirLevel();
 };
 
 namespace {
@@ -255,6 +258,37 @@ void tst_DaemonStart::helpAndVersionAreNoErrors()
     QVERIFY2(help.output.contains("--settings"), help.output);
     QCOMPARE(version.status, 0);
     QVERIFY2(version.output.startsWith("kyhostd "), version.output);
+}
+
+void tst_DaemonStart::logLinesBeginWithTheirLevel_data()
+{
+    QTest::addColumn<QByteArray>("pattern");
+    QTest::addColumn<QString>("beforeTheLine");
+    QTest::newRow("by itself") << QByteArray() << QString();
+    QTest::newRow("unless told otherwise")
+        << QByteArray("%{category}|%{message}") << QStringLiteral("ky.service|");
+}
+
+void tst_DaemonStart::logLinesBeginWithTheirLevel()
+{
+    QFETCH(QByteArray, pattern);
+    QFETCH(QString, beforeTheLine);
+    const auto tidy = qScopeGuard([] {
+        qunsetenv("QT_LOGGING_RULES");
+        qunsetenv("QT_MESSAGE_PATTERN");
+    });
+    qputenv("QT_LOGGING_RULES", "ky.service.debug=true");
+    if (!pattern.isEmpty())
+        qputenv("QT_MESSAGE_PATTERN", pattern);
+    DaemonFixture daemon;
+
+    QVERIFY2(daemon.start(), qPrintable(daemon.errorText()));
+
+    const QStringList lines = daemon.errorText().split(QLatin1Char('\n'));
+    const QString line = QStringLiteral("%1[debug][listenTcp][starting listenning : port: %2 ]")
+                             .arg(beforeTheLine)
+                             .arg(daemon.port());
+    QVERIFY2(lines.contains(line), qPrintable(daemon.errorText()));
 }
 
 QTEST_GUILESS_MAIN(tst_DaemonStart)
