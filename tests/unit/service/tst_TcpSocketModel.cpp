@@ -1,9 +1,11 @@
 #include "ReceiveModel.h"
 #include "RelayRecorder.h"
 
+#include "host/PublicClass.h"
 #include "service/FrameWriter.h"
 #include "service/TcpSocket.h"
 
+#include <QTemporaryDir>
 #include <QtTest>
 
 #include <random>
@@ -16,6 +18,9 @@ class tst_TcpSocketModel : public QObject
 private slots:
     void randomStreamsAreDeliveredAsTheModelTells_data();
     void randomStreamsAreDeliveredAsTheModelTells();
+
+private:
+    QTemporaryDir _dir;
 };
 
 namespace {
@@ -25,8 +30,9 @@ constexpr int kStreams = 10000;
 class StreamMaker
 {
 public:
-    explicit StreamMaker(unsigned seed)
+    StreamMaker(unsigned seed, bool hasUploads)
         : _random(seed)
+        , _hasUploads(hasUploads)
     {}
 
     int below(int limit) { return int(_random() % unsigned(limit)); }
@@ -57,9 +63,9 @@ private:
         QByteArray data;
         for (int i = below(3) == 0 ? 0 : below(60); i > 0; --i)
             data += below(3) == 0 ? '\x5a' : char(below(3));
-        // 5104 is an upload and treated apart.
-        QByteArray frame = ky::buildFrame(quint16(2000 + below(3000)), quint16(below(65536)),
-                                          jsons[below(5)], data);
+        const int type = _hasUploads && below(3) == 0 ? 5104 : 2000 + below(3000);
+        QByteArray frame =
+            ky::buildFrame(quint16(type), quint16(below(65536)), jsons[below(5)], data);
         if (below(10) == 0)
             frame[12] = char(below(2)); // jsonSize far over dataSize
         if (below(20) == 0)
@@ -68,6 +74,7 @@ private:
     }
 
     std::mt19937 _random;
+    bool _hasUploads;
 };
 
 std::vector<ReceiveModel::Delivery> delivered(const std::vector<RelayRecorder::Request>& requests)
@@ -84,20 +91,33 @@ bool isSameJson(const std::string& text, const QVariant& json)
     return QJsonDocument::fromJson(QByteArray::fromStdString(text)).toVariant() == json;
 }
 
+std::string contentOf(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll().toStdString() : "no file";
+}
+
 } // namespace
 
 void tst_TcpSocketModel::randomStreamsAreDeliveredAsTheModelTells_data()
 {
     QTest::addColumn<unsigned>("seed");
-    for (unsigned seed = 1; seed <= 10; ++seed)
-        QTest::newRow(qPrintable(QStringLiteral("seed %1").arg(seed))) << seed;
+    QTest::addColumn<bool>("hasUploads");
+    for (unsigned seed = 1; seed <= 10; ++seed) {
+        const QString name = QStringLiteral("seed %1").arg(seed);
+        QTest::newRow(qPrintable(name)) << seed << false;
+        QTest::newRow(qPrintable(name + ", with uploads")) << seed << true;
+    }
 }
 
 void tst_TcpSocketModel::randomStreamsAreDeliveredAsTheModelTells()
 {
     QFETCH(unsigned, seed);
+    QFETCH(bool, hasUploads);
+    PublicClass::init()->dataDir = _dir.path();
+    const QString path = _dir.filePath(QStringLiteral("ferno/temp/up/upgrade.zip"));
     QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false"));
-    StreamMaker make(seed);
+    StreamMaker make(seed, hasUploads);
     for (int i = 0; i < kStreams / 10; ++i) {
         RelayRecorder relay;
         TcpSocket socket;
@@ -107,9 +127,15 @@ void tst_TcpSocketModel::randomStreamsAreDeliveredAsTheModelTells()
         for (int at = 0; at < stream.size();) {
             const QByteArray chunk = stream.mid(at, 1 + make.below(make.below(2) == 0 ? 8 : 200));
             at += chunk.size();
+            const size_t before = model.deliveries.size();
 
             socket.resolveTcpReadData(1, chunk);
             model.read(chunk.toStdString());
+
+            // The next upload empties the file.
+            const bool isEnd = model.deliveries.size() > before || at == stream.size();
+            if (isEnd && model.openings > 0)
+                QVERIFY(contentOf(path) == model.file);
         }
         QCoreApplication::sendPostedEvents(&relay);
 
