@@ -4,8 +4,18 @@
 
 #include <QCoreApplication>
 #include <QMetaMethod>
+#include <QScopedValueRollback>
 #include <QThread>
 #include <QTimer>
+
+namespace {
+
+QString timeoutText()
+{
+    return QStringLiteral("Tcp requst timeout");
+}
+
+} // namespace
 
 BlockTcpObject::BlockTcpObject(QObject* parent)
     : QObject(parent)
@@ -21,7 +31,10 @@ BlockTcpObject::BlockTcpObject(QObject* parent)
     connect(this, &BlockTcpObject::sigFinished, &_eventLoop, &QEventLoop::quit);
     connect(_thread, &QThread::finished, _worker, &QObject::deleteLater);
     connect(_timer, &QTimer::timeout, this, &BlockTcpObject::slotTimeout);
-    connect(this, &BlockTcpObject::sigFinished, this, [this] { _hasEnded = true; });
+    connect(this, &BlockTcpObject::sigFinished, this, [this] {
+        if (_exchange.end == End::None)
+            _exchange.end = End::Worker;
+    });
     _worker->moveToThread(_thread);
     _thread->start(QThread::InheritPriority);
 }
@@ -56,10 +69,14 @@ void BlockTcpObject::init(const QString& ip, int port)
 bool BlockTcpObject::sendData(const QVariant& commandVar, const QVariant& byteVar, int number,
                               const QVariant& jsonVar)
 {
-    if (_eventLoop.isRunning()) {
+    // Not the event loop: that counts as ended as soon as it is told to quit, and slots still run
+    // before this returns.
+    if (_exchange.isInCall) {
         _lastError = QStringLiteral("Event loop is running");
         return false;
     }
+    const QScopedValueRollback<bool> inCall(_exchange.isInCall, true);
+    // What waits in the queue belongs to the calls before.
     QCoreApplication::sendPostedEvents(&_inbox, QEvent::MetaCall);
     if (!_worker) {
         _lastError = QStringLiteral("request: the client has been released");
@@ -67,17 +84,19 @@ bool BlockTcpObject::sendData(const QVariant& commandVar, const QVariant& byteVa
         return false;
     }
     _isOk = true;
-    _hasEnded = false;
-    if (!_hasTimedOut)
-        _settled = _sent;
-    _hasTimedOut = false;
+    if (_exchange.end != End::Timeout)
+        _exchange.settled = _exchange.sent;
+    _exchange.end = End::None;
     _timer->start(_waitTimeout);
     emit sigSendData(commandVar, byteVar, number, jsonVar);
-    _eventLoop.exec();
+    if (_worker && _exchange.end == End::None)
+        _eventLoop.exec();
     if (_timer)
         _timer->stop();
     if (_isOk)
         takeResult();
+    else if (_exchange.end == End::Timeout)
+        _lastError = timeoutText(); // a refused call in a slot of sigFinished() has left its own
     return _isOk;
 }
 
@@ -86,23 +105,38 @@ bool BlockTcpObject::sendData(const QVariant& commandVar, const QVariant& byteVa
 void BlockTcpObject::passOnRequest(const QVariant& commandVar, const QVariant& byteVar, int number,
                                    const QVariant& jsonVar)
 {
-    ++_sent;
+    const quint64 request = ++_exchange.sent;
     if (!_worker)
         return;
-    const auto pass = [this, commandVar, byteVar, number, jsonVar] {
-        ++_taken;
-        _worker->sendData(commandVar, byteVar, number, jsonVar);
+    const auto pass = [this, request, commandVar, byteVar, number, jsonVar] {
+        begin(request, commandVar, byteVar, number, jsonVar);
     };
     QMetaObject::invokeMethod(_worker, pass, Qt::QueuedConnection);
 }
 
-/// In the worker's thread. A refused connection is told twice, and the second end may come when the
-/// next exchange is already waited for. It must not end that one; only the late end of an exchange
-/// that timed out does.
+/// In the worker's thread. A refused connection is told twice, the first time before the worker has
+/// its own text for it. So an end that comes while the request is begun waits for that.
+void BlockTcpObject::begin(quint64 request, const QVariant& commandVar, const QVariant& byteVar,
+                           int number, const QVariant& jsonVar)
+{
+    _work.taken = request;
+    _work.isBeginning = true;
+    _worker->sendData(commandVar, byteVar, number, jsonVar);
+    _work.isBeginning = false;
+    for (; _work.heldEnds > 0; --_work.heldEnds)
+        passOnEnd();
+}
+
+/// In the worker's thread. The second end of a request may come when the next exchange is already
+/// waited for. It must not end that one; only the late end of an exchange that timed out does.
 void BlockTcpObject::passOnEnd()
 {
-    const auto pass = [this, exchange = _taken] {
-        if (exchange > _settled)
+    if (_work.isBeginning) {
+        ++_work.heldEnds;
+        return;
+    }
+    const auto pass = [this, request = _work.taken] {
+        if (request > _exchange.settled)
             emit sigFinished();
     };
     QMetaObject::invokeMethod(&_inbox, pass, Qt::QueuedConnection);
@@ -110,27 +144,25 @@ void BlockTcpObject::passOnEnd()
 
 void BlockTcpObject::takeResult()
 {
-    // Without the end of the exchange the wait was cut by releaseThis() or by the end of the
-    // thread's event loop, and the worker has nothing to tell.
-    if (!_worker || !_hasEnded) {
+    // Without an end the wait was cut by releaseThis() or by the end of the thread's event loop,
+    // and the worker has nothing to tell.
+    if (!_worker || _exchange.end == End::None) {
         _isOk = false;
         _lastError = QStringLiteral("request: the wait was cut off");
         return;
     }
-    _isOk = _worker->getIsOk();
-    if (!_isOk)
-        _lastError = _worker->lastError();
-    _receiveData = _worker->receiveData();
-    _receiveMap = _worker->receiveMap();
+    _isOk = _worker->copyResult(_lastError, _receiveData, _receiveMap);
 }
 
 void BlockTcpObject::slotTimeout()
 {
+    if (_exchange.end != End::None)
+        return;
     _receiveMap.insert(QStringLiteral("ret_code"), 404);
     _receiveMap.insert(QStringLiteral("msg"), QStringLiteral("timeout"));
-    _lastError = QStringLiteral("Tcp requst timeout");
+    _lastError = timeoutText();
     _isOk = false;
-    _hasTimedOut = true;
+    _exchange.end = End::Timeout;
     emit sigFinished();
 }
 

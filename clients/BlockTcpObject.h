@@ -15,8 +15,9 @@ class QTimer;
 /// thread and a connection of its own.
 ///
 /// Thread: that which made the object. sendData() blocks its caller for at most `waitTimeout`
-/// milliseconds and serves the events of the thread meanwhile, so other code runs in between; a
-/// second sendData() from there is refused. Not to be destroyed from inside such a wait.
+/// milliseconds and serves the events of the thread meanwhile, so other code runs in between. A
+/// second sendData() from there is refused with "Event loop is running" until the first one has
+/// returned: slots of sigFinished() run inside it. Not to be destroyed from inside such a call.
 /// Destruction waits for the worker, which may be connecting: up to 6 s.
 /// Errors: false and lastError(). An error reported by the peer is a true: see "err_msg" and
 /// "ret_code" of receiveMap().
@@ -75,10 +76,37 @@ protected:
     void connectNotify(const QMetaMethod& signal) override;
 
 private:
+    /// What ended a wait. The first one counts, whatever comes before the call returns.
+    enum class End
+    {
+        None,
+        Worker,
+        Timeout
+    };
+
+    /// The calls of the owner's thread. Each request that is given to the worker has a number.
+    struct Exchange
+    {
+        bool isInCall = false; ///< from the entry of sendData() to its return
+        End end = End::None;   ///< of the last wait; None until that has ended
+        quint64 sent = 0;      ///< number of the last request
+        quint64 settled = 0;   ///< the worker's ends of requests up to here are stale
+    };
+
+    /// The same requests as the worker meets them; its thread's own.
+    struct Work
+    {
+        quint64 taken = 0; ///< number of the request that was begun last
+        bool isBeginning = false;
+        int heldEnds = 0; ///< told while it was begun
+    };
+
     void slotTimeout();
     void takeResult();
     void passOnRequest(const QVariant& commandVar, const QVariant& byteVar, int number,
                        const QVariant& jsonVar);
+    void begin(quint64 request, const QVariant& commandVar, const QVariant& byteVar, int number,
+               const QVariant& jsonVar);
     void passOnEnd();
 
     BlockThreadTcp* _worker; ///< lives in _thread and goes with it
@@ -92,12 +120,9 @@ private:
     int _waitTimeout = 15000;
     QMutex _mutex; ///< kept as a member; nothing takes it
 
-    QObject _inbox;         ///< receives the worker's signals, queued, and passes them on
-    bool _hasEnded = false; ///< sigFinished() has come during the wait
-    bool _hasTimedOut = false;
-    quint64 _sent = 0;    ///< exchanges given to the worker
-    quint64 _taken = 0;   ///< exchanges that the worker has begun; its thread's own
-    quint64 _settled = 0; ///< ends of this exchange and of those before it count no longer
+    QObject _inbox; ///< receives the worker's signals, queued, and passes them on
+    Exchange _exchange;
+    Work _work;
     std::atomic<bool> _isWriteWatched{false};
     std::atomic<bool> _isReadWatched{false};
 };

@@ -57,10 +57,7 @@ void BlockThreadTcp::sendData(const QVariant& commandVar, const QVariant& byteVa
                               const QVariant& jsonVar)
 {
     setNeedStop(false);
-    setIsOk(true);
-    setReceiveMap({});
-    setReceiveData({});
-    takeReceivedJson({});
+    clearResult();
 
     connectSocket(getIp(), getPort());
     if (!getIsOk()) {
@@ -98,8 +95,7 @@ void BlockThreadTcp::dropRequest()
     _writeBuffer.clear();
     _writePosition = 0;
     disconnectSocket();
-    setLastError(QStringLiteral("request: no memory"));
-    setIsOk(false);
+    setFailure(QStringLiteral("request: no memory"));
     emit sigFinished();
 }
 
@@ -144,8 +140,7 @@ void BlockThreadTcp::openConnection()
         _socketDebug = getTcpSocketDebug();
         return;
     }
-    setIsOk(false);
-    setLastError(
+    setFailure(
         QStringLiteral("TcpSocket.waitForConnected error:%1").arg(_tcpSocket->errorString()));
 }
 
@@ -296,12 +291,13 @@ void BlockThreadTcp::slotError(QAbstractSocket::SocketError error)
 
 void BlockThreadTcp::fail(const QString& text)
 {
-    QVariantMap map = receiveMap();
-    map.insert(QStringLiteral("ret_code"), 404);
-    map.insert(QStringLiteral("msg"), text);
-    setReceiveMap(map);
-    setLastError(text);
-    setIsOk(false);
+    {
+        const QMutexLocker locker(&_mutex);
+        _receiveMap.insert(QStringLiteral("ret_code"), 404);
+        _receiveMap.insert(QStringLiteral("msg"), text);
+        _lastError = text;
+        _isOk = false;
+    }
     _readBuffer.clear();
     emit sigFinished();
 }

@@ -100,8 +100,13 @@ signals:
     void sigDisconnected();
 
 private:
+    friend class BlockTcpObject;
+
+    bool copyResult(QString& lastError, QByteArray& data, QVariantMap& map) const;
+    void clearResult();
     void makeSocket();
     void openConnection();
+    void setFailure(const QString& text);
     void fail(const QString& text);
     bool sendRequest(const QVariant& commandVar, const QVariant& byteVar, int number,
                      const QVariant& jsonVar);
@@ -135,7 +140,7 @@ private:
     QString _peerAddress;   ///< text of the address that the connection goes to
     bool _isDirect = false; ///< no proxy stands in between
     std::atomic<quint16> _port{0};
-    std::atomic<bool> _isOk{true};
+    bool _isOk = true;
     quint16 _sentCommand = 0;
     quint16 _sentNumber = 0;
     std::atomic<quint64> _payloadSize{0};

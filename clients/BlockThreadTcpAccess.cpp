@@ -5,12 +5,42 @@
 
 bool BlockThreadTcp::getIsOk() const
 {
+    const QMutexLocker locker(&_mutex);
     return _isOk;
 }
 
 void BlockThreadTcp::setIsOk(bool isOk)
 {
+    const QMutexLocker locker(&_mutex);
     _isOk = isOk;
+}
+
+/// The whole result of one moment. The last error is taken of a failure only.
+bool BlockThreadTcp::copyResult(QString& lastError, QByteArray& data, QVariantMap& map) const
+{
+    const QMutexLocker locker(&_mutex);
+    if (!_isOk)
+        lastError = _lastError;
+    data = _receiveData;
+    map = _receiveMap;
+    return _isOk;
+}
+
+void BlockThreadTcp::clearResult()
+{
+    const QMutexLocker locker(&_mutex);
+    _isOk = true;
+    _receiveMap.clear();
+    _receiveData.clear();
+    _receiveJson.clear();
+    _receiveJsonVar.clear();
+}
+
+void BlockThreadTcp::setFailure(const QString& text)
+{
+    const QMutexLocker locker(&_mutex);
+    _isOk = false;
+    _lastError = text;
 }
 
 QString BlockThreadTcp::lastError() const

@@ -163,8 +163,11 @@ void BlockThreadTcp::logReply(const ky::Reply& reply) const
 void BlockThreadTcp::deliver(const ky::Reply& reply)
 {
     emit sigProgressValue(100, 100);
-    setReceiveData(reply.data);
-    setReceiveMap(reply.map);
+    {
+        const QMutexLocker locker(&_mutex);
+        _receiveData = reply.data;
+        _receiveMap = reply.map;
+    }
     if (reply.head.revCommand == _sentCommand && reply.head.number == _sentNumber)
         emit sigFinished();
 }
