@@ -10,13 +10,11 @@
 #include <QNetworkProxy>
 #include <QTcpSocket>
 
-#include <algorithm>
 #include <new>
 
 namespace {
 
 constexpr int kWaitMs = 5000;
-constexpr int kCallMs = 20000; ///< a peer that drips one byte at a time holds nobody longer
 constexpr char kSync = 0x5A;
 
 } // namespace
@@ -47,7 +45,6 @@ bool KyTcpClient::exchange(const QVariantMap& map, const QString& ip, quint16 po
     const QByteArray body = PublicClass::init()->qVariantToByteArray(
         map.value(QStringLiteral("jsonData")), QJsonDocument::Compact);
 
-    const QDeadlineTimer deadline(kCallMs);
     QTcpSocket socket;
     socket.setProxy(QNetworkProxy::NoProxy);
     socket.connectToHost(ip, port, QIODevice::ReadWrite);
@@ -69,13 +66,13 @@ bool KyTcpClient::exchange(const QVariantMap& map, const QString& ip, quint16 po
     // has run out.
     socket.waitForReadyRead(kWaitMs);
     _lastMessage.clear();
-    return receiveAnswer(socket, deadline);
+    return receiveAnswer(socket);
 }
 
-bool KyTcpClient::receiveAnswer(QTcpSocket& socket, const QDeadlineTimer& deadline)
+/// As long as the answer goes on: only one that has stalled for a wait is given up.
+bool KyTcpClient::receiveAnswer(QTcpSocket& socket)
 {
-    while (!deadline.hasExpired() &&
-           socket.waitForReadyRead(int(std::min<qint64>(kWaitMs, deadline.remainingTime())))) {
+    while (socket.waitForReadyRead(kWaitMs)) {
         const QByteArray b = socket.readAll();
         if (b.isEmpty())
             break;

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <QDeadlineTimer>
 #include <QObject>
 #include <QVariantMap>
 
@@ -8,10 +7,11 @@ class QTcpSocket;
 
 /// One framed exchange on behalf of a web front: connects, sends, waits for one answer, closes.
 ///
-/// Thread: that of the caller, which is blocked for up to 20 s: 5 s connecting, 5 s writing, 5 s
-/// for the first bytes and 5 s for each further piece, within the 20 s. An answer that comes in
-/// one piece is taken about 5 s after it has come. One object serves one caller at a time, and
-/// runs no event loop; the signals are emitted inside the call.
+/// Thread: that of the caller, which is blocked for up to 5 s for each of connecting, writing, the
+/// first bytes and the piece behind those: 20 s with a peer that says nothing. An answer that goes
+/// on is taken for as long as it does; 5 s without a byte end it. One that comes in one piece is
+/// taken about 5 s after it has come. One object serves one caller at a time, and runs no event
+/// loop; the signals are emitted inside the call.
 class Q_DECL_EXPORT KyTcpClient : public QObject
 {
     Q_OBJECT
@@ -38,7 +38,7 @@ signals:
 
 private:
     bool exchange(const QVariantMap& map, const QString& ip, quint16 port);
-    bool receiveAnswer(QTcpSocket& socket, const QDeadlineTimer& deadline);
+    bool receiveAnswer(QTcpSocket& socket);
     bool receiveLast(QTcpSocket& socket);
     int takeFrame();
     bool dropNoise();

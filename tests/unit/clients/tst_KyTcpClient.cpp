@@ -68,6 +68,19 @@ Peer::Script inParts(std::function<QList<QByteArray>(const QByteArray&)> make)
     };
 }
 
+/// Writes so many of the 24 bytes of an answer, one each second.
+Peer::Script inSingleBytes(int count)
+{
+    return [count](Connection& connection) {
+        const QByteArray answer = answerTo(connection.readFrame(), {}, "in time!");
+        for (int i = 0; i < count; ++i) {
+            connection.write(answer.mid(i, 1));
+            connection.pause(1000);
+        }
+        connection.waitForEnd();
+    };
+}
+
 /// Asks a peer with this script on a thread of its own.
 std::future<Outcome> start(Peer::Script script)
 {
@@ -102,7 +115,8 @@ private slots:
     void halfAFrameCountsAsASuccess();
     void noiseAloneFails();
     void peerThatClosesBehindItsAnswer();
-    void drippingPeerHoldsNobodyForEver();
+    void steadyAnswerMayTakeItsTime();
+    void stalledAnswerEndsOneWaitLater();
 
     void oneFrameAtATime();
     void frameCutAtEveryByte();
@@ -122,7 +136,8 @@ private:
     Outcome _half;
     Outcome _noise;
     Outcome _closing;
-    Outcome _drip;
+    Outcome _steady;
+    Outcome _stalled;
     QStringList _lines;
 };
 
@@ -136,18 +151,15 @@ void tst_KyTcpClient::initTestCase()
     auto noise = start(inParts([](const QByteArray&) { return QList<QByteArray>{"noise"}; }));
     auto closing =
         start([=](Connection& connection) { connection.write(answer(connection.readFrame())); });
-    auto drip = start([=](Connection& connection) {
-        connection.readFrame();
-        connection.write(QByteArray::fromHex("5a010007ffffffff"));
-        while (connection.write("x") && !connection.isStopped())
-            connection.pause(1000);
-    });
+    auto steady = start(inSingleBytes(24));
+    auto stalled = start(inSingleBytes(4));
     _onePiece = onePiece.get();
     _silent = silent.get();
     _half = half.get();
     _noise = noise.get();
     _closing = closing.get();
-    _drip = drip.get();
+    _steady = steady.get();
+    _stalled = stalled.get();
     _lines = log.take();
 }
 
@@ -316,7 +328,7 @@ void tst_KyTcpClient::silentPeerEndsBehindTwoWaits()
     QVERIFY(!_silent.isOk);
     QCOMPARE(_silent.keys(), QStringList(kConnected));
     QVERIFY2(_silent.ms >= 9900 && _silent.ms < 14000, qPrintable(QString::number(_silent.ms)));
-    // This one, and the dripping one, whose last bytes have been taken when its time is over.
+    // This one, and the stalled one, whose last bytes have been taken when the wait runs out.
     QCOMPARE(_lines.filter("[warning][sendData][b.isEmpty()]").size(), 2);
 }
 
@@ -342,12 +354,20 @@ void tst_KyTcpClient::peerThatClosesBehindItsAnswer()
     QVERIFY2(_closing.ms < 4000, qPrintable(QString::number(_closing.ms)));
 }
 
-void tst_KyTcpClient::drippingPeerHoldsNobodyForEver()
+void tst_KyTcpClient::steadyAnswerMayTakeItsTime()
 {
-    QVERIFY(!_drip.isOk);
-    QVERIFY2(_drip.ms < 24000, qPrintable(QString::number(_drip.ms)));
-    QVERIFY(_drip.ms > 15000);
-    QCOMPARE(_drip.keys(), QStringList(kConnected));
+    QVERIFY2(_steady.isOk, qPrintable(QString::number(_steady.ms)));
+    QVERIFY2(_steady.ms > 22000, qPrintable(QString::number(_steady.ms)));
+    QCOMPARE(_steady.keys(), QStringList({kConnected, kMessage}));
+    QCOMPARE(_steady.signalled.last().second.value("data").toString(), QStringLiteral("in time!"));
+}
+
+void tst_KyTcpClient::stalledAnswerEndsOneWaitLater()
+{
+    QVERIFY(!_stalled.isOk);
+    // Three seconds of bytes, and five without.
+    QVERIFY2(_stalled.ms >= 7900 && _stalled.ms < 12000, qPrintable(QString::number(_stalled.ms)));
+    QCOMPARE(_stalled.keys(), QStringList(kConnected));
 }
 
 void tst_KyTcpClient::oneFrameAtATime()
