@@ -18,10 +18,8 @@ RobotUdp::~RobotUdp()
 
 bool RobotUdp::connectUdpSocket(const QString&, quint64, quint64 localPort)
 {
-    if (!_udpSocket) {
-        _udpSocket = new QUdpSocket(this);
-        connect(_udpSocket, &QUdpSocket::readyRead, this, &RobotUdp::slotReadyRead);
-    }
+    if (!_udpSocket)
+        makeSocket();
     if (_udpSocket->isValid())
         return true;
     const QString port = QString::number(localPort);
@@ -36,6 +34,12 @@ bool RobotUdp::connectUdpSocket(const QString&, quint64, quint64 localPort)
     return true;
 }
 
+void RobotUdp::makeSocket()
+{
+    _udpSocket = new QUdpSocket(this);
+    connect(_udpSocket, &QUdpSocket::readyRead, this, &RobotUdp::slotReadyRead);
+}
+
 bool RobotUdp::sendMessage(QString message, QHostAddress host, quint64 port)
 {
     if (!_udpSocket)
@@ -48,8 +52,16 @@ bool RobotUdp::sendMessage(QString message, QHostAddress host, quint64 port)
 
 void RobotUdp::releaseUdpSocket()
 {
-    if (_udpSocket)
-        _udpSocket->abort();
+    if (!_udpSocket)
+        return;
+    _udpSocket->abort();
+    if (!_udpSocket->isValid())
+        return;
+    // A bind that failed leaves a socket that is valid without being bound. Aborting it does
+    // nothing, and the next connectUdpSocket() would leave it as it is.
+    _udpSocket->disconnect(this);
+    _udpSocket->deleteLater();
+    makeSocket();
 }
 
 bool RobotUdp::isOpened() const

@@ -18,12 +18,13 @@ public:
     ~RobotUdp() override;
 
     /// Binds `localPort` on all addresses, shared with nobody; the other two values are not used.
-    /// A socket that is bound already stays as it is, and so does one that could not be bound: take
-    /// another object then. Always true.
+    /// A socket that is bound already stays as it is, and so does one that could not be bound until
+    /// releaseUdpSocket(). Always true.
     bool connectUdpSocket(const QString& ip, quint64 port, quint64 localPort);
     /// Sends the text in Latin-1, what that lacks as "?". True whatever came of it; false only
     /// before the first connectUdpSocket().
     bool sendMessage(QString message, QHostAddress host, quint64 port);
+    /// Gives the port free. The next connectUdpSocket() binds anew.
     void releaseUdpSocket();
     bool isOpened() const;
 
@@ -38,6 +39,8 @@ signals:
     void sigReceiveData(int type, QByteArray& data);
 
 private:
+    void makeSocket();
+
     QUdpSocket* _udpSocket = nullptr; ///< made by the first connectUdpSocket()
     QString _lastError;
 };

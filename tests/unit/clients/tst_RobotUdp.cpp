@@ -81,6 +81,8 @@ private slots:
     void peerThatIsNotThereIsNoCrash();
     void peerThatRefusedIsHeardLater();
     void endpointThatCouldNotBeBoundStaysUnbound();
+    void releasedEndpointTriesItsBindAgain();
+    void endpointReleasedBehindAFailedBindStillSends();
     void boundPortIsNotShared();
     void applicationProxyIsNotUsedByTheClient();
 };
@@ -377,6 +379,45 @@ void tst_RobotUdp::endpointThatCouldNotBeBoundStaysUnbound()
     RobotUdp another;
     QVERIFY(another.connectUdpSocket(QString(), 0, port));
     QVERIFY(another.isOpened());
+}
+
+void tst_RobotUdp::releasedEndpointTriesItsBindAgain()
+{
+    auto holder = std::make_unique<QUdpSocket>();
+    QVERIFY(holder->bind(0, QUdpSocket::DontShareAddress));
+    const quint16 port = holder->localPort();
+    RobotUdp endpoint;
+    Heard<RobotUdp> heard(endpoint);
+    for (int i = 0; i < 2; ++i) {
+        LogCapture log;
+        QVERIFY(endpoint.connectUdpSocket(QString(), 0, port));
+        QCOMPARE(log.with("failed: ").size(), 1);
+        endpoint.releaseUdpSocket();
+        QVERIFY(!endpoint.isOpened());
+    }
+    holder.reset();
+
+    QVERIFY(endpoint.connectUdpSocket(QString(), 0, port));
+
+    QVERIFY(endpoint.isOpened());
+    Other other;
+    other.send("at last", port);
+    QTRY_COMPARE(heard.list, Datagrams({{0, "at last"}}));
+}
+
+void tst_RobotUdp::endpointReleasedBehindAFailedBindStillSends()
+{
+    QUdpSocket taken;
+    QVERIFY(taken.bind(QHostAddress::Any, 0, QUdpSocket::DontShareAddress));
+    Other other;
+    RobotUdp endpoint;
+    QVERIFY(endpoint.connectUdpSocket(QString(), 0, taken.localPort()));
+
+    endpoint.releaseUdpSocket();
+
+    QVERIFY(endpoint.sendMessage(QStringLiteral("x"), QHostAddress::LocalHost,
+                                 other.socket.localPort()));
+    QCOMPARE(other.receive(), QByteArray("x"));
 }
 
 void tst_RobotUdp::boundPortIsNotShared()
