@@ -17,6 +17,16 @@ namespace {
 constexpr char kSync = 0x5A;
 constexpr int kMsPerDay = 24 * 60 * 60 * 1000;
 
+/// `text` with the size, or `plain`, which allocates nothing, where even that finds no memory.
+QString noMemoryText(const QString& text, qint64 size, const QString& plain)
+{
+    try {
+        return text.arg(size);
+    } catch (const std::bad_alloc&) {
+        return plain;
+    }
+}
+
 } // namespace
 
 SCStatusTcp::SCStatusTcp(QObject* parent)
@@ -69,16 +79,24 @@ bool SCStatusTcp::writeTcpData(quint16 command, const QByteArray& json, const QB
     _sentCommand = command;
     _sentNumber = number;
     _time = QTime::currentTime();
+    _isAnswerLost = false;
     try {
         if (!sendRequest(json, data))
             return false;
     } catch (const std::bad_alloc&) {
-        _lastError = QStringLiteral("request [%1 bytes]: no memory")
-                         .arg(ky::kHeaderSize + qint64(json.size()) + data.size());
+        _lastError = noMemoryText(QStringLiteral("request [%1 bytes]: no memory"),
+                                  ky::kHeaderSize + qint64(json.size()) + data.size(),
+                                  QStringLiteral("request: no memory"));
         return false;
     }
-    KY_DEBUG << "TCP:_timeOut:" << _timeOut;
-    return _timeOut == 0 || waitForAnswer();
+    try {
+        KY_DEBUG << "TCP:_timeOut:" << _timeOut;
+        return _timeOut == 0 || waitForAnswer();
+    } catch (const std::bad_alloc&) {
+        // The socket itself found no room for what came.
+        giveUp(_lastMessage.size());
+        return false;
+    }
 }
 
 /// Leaves the frame with the socket as a whole, or not at all.
@@ -108,15 +126,19 @@ void SCStatusTcp::reportRequest(const QByteArray& frame, const QByteArray& json,
 
 bool SCStatusTcp::waitForAnswer()
 {
-    if (!_tcpSocket->waitForBytesWritten(_timeOut)) {
-        _lastError = QStringLiteral("waitForBytesWritten: time out!");
-        return false;
-    }
-    if (!_tcpSocket->waitForReadyRead(_timeOut)) {
-        _lastError = QStringLiteral("waitForReadyRead: time out!");
-        return false;
-    }
-    return true;
+    if (!_tcpSocket->waitForBytesWritten(_timeOut))
+        return failWait(QStringLiteral("waitForBytesWritten: time out!"));
+    if (_isAnswerLost || !_tcpSocket->waitForReadyRead(_timeOut))
+        return failWait(QStringLiteral("waitForReadyRead: time out!"));
+    return !_isAnswerLost;
+}
+
+/// An answer comes inside the waits. Giving one up ends them, and has told its own reason.
+bool SCStatusTcp::failWait(const QString& text)
+{
+    if (!_isAnswerLost)
+        _lastError = text;
+    return false;
 }
 
 void SCStatusTcp::receiveTcpReadyRead()
@@ -140,8 +162,10 @@ void SCStatusTcp::receiveTcpReadyRead()
 void SCStatusTcp::giveUp(int held)
 {
     _lastMessage.clear();
-    _lastError = QStringLiteral("answer [%1 bytes and more]: no memory").arg(held);
+    _isAnswerLost = true;
     _tcpSocket->abort();
+    _lastError = noMemoryText(QStringLiteral("answer [%1 bytes and more]: no memory"), held,
+                              QStringLiteral("answer: no memory"));
 }
 
 void SCStatusTcp::takeIn(QByteArray& message)

@@ -14,7 +14,8 @@
 ///
 /// Thread: that of the object. writeTcpData() blocks it for up to twice the time-out, and reports
 /// of the answer come out of that wait.
-/// Errors: lastError(), after false or a sigChangedText() with false.
+/// Errors: lastError(), after false or a sigChangedText() with false. An answer that memory has no
+/// room for ends its connection, and the call that waits for it.
 class Q_DECL_EXPORT SCStatusTcp : public QObject
 {
     Q_OBJECT
@@ -63,6 +64,7 @@ private:
     void makeSocket();
     bool sendRequest(const QByteArray& json, const QByteArray& data);
     bool waitForAnswer();
+    bool failWait(const QString& text);
     int elapsedMs() const;
     void takeIn(QByteArray& message);
     void giveUp(int held);
@@ -78,4 +80,5 @@ private:
     quint32 _sentCommand = 0;
     quint32 _sentNumber = 0;
     qint32 _timeOut = 0;
+    bool _isAnswerLost = false; ///< since the last request, for want of memory
 };

@@ -53,6 +53,8 @@ private slots:
     void chunkWithoutMemoryEndsTheConnection();
     void arrivalThatFitsNoMemoryEndsTheExchange();
     void statusRequestThatFitsNoMemoryIsNotSent();
+    void statusAnswerWithoutMemoryIsToldBehindTheWait();
+    void statusAnswerLostBesideTheWriteIsTold();
     void relayedRequestThatFitsNoMemoryFails();
     void relayedRequestThatCannotBeToldFails();
 };
@@ -187,6 +189,52 @@ void tst_RequestMemory::statusRequestThatFitsNoMemoryIsNotSent()
     QVERIFY(client.writeTcpData(2000, {}, "next", ++number));
     QTRY_COMPARE(results.count(), 1);
     QCOMPARE(results.at(0).at(4).toInt(), 2);
+}
+
+void tst_RequestMemory::statusAnswerWithoutMemoryIsToldBehindTheWait()
+{
+    Peer peer(answerAll);
+    Owner owner;
+    SCStatusTcp client(&owner);
+    client.setTimeOut(2000);
+    QVERIFY(!client.connectHost(kLoopback, peer.port()));
+    QVERIFY(client.tcpSocket()->waitForConnected(2000));
+    // In the place of a report that there is no room for.
+    const auto refusal =
+        connect(&client, &SCStatusTcp::sigPrintInfo, this, [](const QString& text) {
+            if (text.contains("[Response]"))
+                throw std::bad_alloc();
+        });
+    quint16 number = 1;
+
+    QVERIFY(!client.writeTcpData(2000, {}, "text", number));
+
+    QCOMPARE(client.lastError(), QString("answer [20 bytes and more]: no memory"));
+    disconnect(refusal);
+    QVERIFY(!client.connectHost(kLoopback, peer.port()));
+    QVERIFY(client.tcpSocket()->waitForConnected(2000));
+    QVERIFY(client.writeTcpData(2000, {}, "next", number));
+}
+
+void tst_RequestMemory::statusAnswerLostBesideTheWriteIsTold()
+{
+    Peer peer([](Connection& connection) {
+        // Speaks first, and reads nothing, so that the client meets this while it writes.
+        connection.write(rawFrame(12000, 1, 2000, 0, "unasked"));
+        while (!connection.isStopped())
+            connection.pause(5);
+    });
+    Owner owner;
+    SCStatusTcp client(&owner);
+    client.setTimeOut(2000);
+    QVERIFY(!client.connectHost(kLoopback, peer.port()));
+    QVERIFY(client.tcpSocket()->waitForConnected(2000));
+    connect(&client, &SCStatusTcp::sigChangedText, this, [] { throw std::bad_alloc(); });
+    quint16 number = 1;
+
+    QVERIFY(!client.writeTcpData(2000, {}, zeros(50), number));
+
+    QCOMPARE(client.lastError(), QString("answer [23 bytes and more]: no memory"));
 }
 
 void tst_RequestMemory::relayedRequestThatFitsNoMemoryFails()
