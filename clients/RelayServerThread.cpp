@@ -5,6 +5,9 @@
 #include "service/TcpSocket.h"
 
 #include <memory>
+#include <utility>
+
+#include <unistd.h>
 
 namespace {
 
@@ -23,15 +26,28 @@ RelayServerThread::~RelayServerThread()
 
 void RelayServerThread::transaction(const QString& ip, quint16 port, qintptr handle)
 {
+    bool isRelaying = true;
     {
         const QMutexLocker locker(&_mutex);
         _ip = ip;
         _port = port;
         _handle = handle;
+        std::swap(isRelaying, _isRelaying);
     }
     setNeedStop(false);
-    if (!isRunning())
-        start(QThread::InheritPriority);
+    if (isRelaying)
+        return;
+    wait(); // the thread may still be ending, and takes up nothing any more
+    start(QThread::InheritPriority);
+    if (!isRunning() && endRelay())
+        ::close(int(handle));
+}
+
+/// Whether there was one to end.
+bool RelayServerThread::endRelay()
+{
+    const QMutexLocker locker(&_mutex);
+    return std::exchange(_isRelaying, false);
 }
 
 void RelayServerThread::stopThread()
@@ -59,6 +75,8 @@ void RelayServerThread::run()
     else
         KY_WARNING << "[!!!!!connect socket: timeout" << serverIp << serverPort << "]";
 
+    // From here on the next client is waited for by transaction(), which starts the thread again.
+    endRelay();
     KY_DEBUG << "[thread finished]";
     clientSocket.reset();
     serverSocket.reset();

@@ -22,8 +22,9 @@ public:
     explicit RelayServerThread(QObject* parent = nullptr);
     ~RelayServerThread() override;
 
-    /// Takes over the connected descriptor `handle` and relays it to the server. A relay that is
-    /// running goes on as it is; the values are only stored then.
+    /// Takes over the connected descriptor `handle` and relays it to the server, once a relay that
+    /// is ending has gone; closes it where no thread can be had. A relay that is running goes on as
+    /// it is: the values are only stored then, and the descriptor stays the caller's.
     void transaction(const QString& ip, quint16 port, qintptr handle);
 
     QString ip() const;
@@ -37,9 +38,13 @@ protected:
     void run() override;
 
 private:
+    bool endRelay();
+
     qintptr _handle = 0;
     quint16 _port = 19208;
     QString _ip = QStringLiteral("127.0.0.1");
 
-    mutable QMutex _mutex; ///< guards the three values between transaction() and run()
+    bool _isRelaying = false; ///< a client has been taken over, and its relay has not ended
+
+    mutable QMutex _mutex; ///< guards what transaction() and run() share: all of the above
 };

@@ -6,6 +6,7 @@
 #include "Peer.h"
 
 #include <QElapsedTimer>
+#include <QSemaphore>
 #include <QtTest>
 
 #include <sys/socket.h>
@@ -13,6 +14,7 @@
 
 #include <cerrno>
 #include <future>
+#include <utility>
 
 namespace {
 
@@ -34,7 +36,8 @@ struct Pair
         if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
             qFatal("no socket pair");
     }
-    ~Pair() { ::close(ends[0]); }
+    ~Pair() { close(); }
+    void close() { ::close(std::exchange(ends[0], -1)); }
     void write(const QByteArray& bytes) const
     {
         QCOMPARE(::send(ends[0], bytes.constData(), size_t(bytes.size()), MSG_NOSIGNAL),
@@ -94,6 +97,8 @@ private slots:
     void runningRelayStaysAsItIs();
     void stoppedThreadStartsAgain();
     void badDescriptorEndsTheThread();
+    void clientHandedToAnEndingThreadIsRelayed();
+    void clientWithoutAThreadIsClosed();
 
 private:
     Outcome _silent;
@@ -236,6 +241,58 @@ void tst_RelayServerThread::badDescriptorEndsTheThread()
     thread.transaction(kLoopback, server.port(), 999999);
 
     QVERIFY(thread.wait(5000));
+}
+
+void tst_RelayServerThread::clientHandedToAnEndingThreadIsRelayed()
+{
+    Peer server([](Connection& connection) { connection.waitForEnd(); });
+    Pair first;
+    Pair second;
+    RelayServerThread thread(nullptr);
+    LogCapture log;
+    QSemaphore isEnding;
+    QSemaphore isHandedOver;
+    log.onLine([&](const QString& line) {
+        if (!line.contains("[thread finished]") || server.connections() > 1)
+            return;
+        // Stays in run() until the client has been handed over, or that waits for the end.
+        isEnding.release();
+        isHandedOver.tryAcquire(1, 300);
+    });
+    thread.transaction(kLoopback, server.port(), first.ends[1]);
+    QTRY_COMPARE(server.connections(), 1);
+    first.close();
+    QVERIFY(isEnding.tryAcquire(1, 8000));
+    QVERIFY(thread.isRunning());
+
+    thread.transaction(kLoopback, server.port(), second.ends[1]);
+    isHandedOver.release();
+
+    QTRY_COMPARE(server.connections(), 2);
+    QVERIFY(thread.isRunning());
+    QVERIFY(!second.isClosed());
+    thread.stopThread();
+    QVERIFY(second.isClosed());
+}
+
+void tst_RelayServerThread::clientWithoutAThreadIsClosed()
+{
+    Peer server([](Connection& connection) { connection.waitForEnd(); });
+    RelayServerThread thread(nullptr);
+    // Less than a thread can have: none is started.
+    thread.setStackSize(1);
+    const Pair refused;
+
+    thread.transaction(kLoopback, server.port(), refused.ends[1]);
+
+    QVERIFY(!thread.isRunning());
+    QVERIFY(refused.isClosed());
+    thread.setStackSize(0);
+    const Pair next;
+    thread.transaction(kLoopback, server.port(), next.ends[1]);
+    QTRY_COMPARE(server.connections(), 1);
+    thread.stopThread();
+    QVERIFY(next.isClosed());
 }
 
 QTEST_GUILESS_MAIN(tst_RelayServerThread)
