@@ -3,6 +3,7 @@
 
 #include "clients/ClientsLog.h"
 #include "clients/Reply.h"
+#include "clients/StreamBuffer.h"
 #include "clients/Texts.h"
 #include "host/PublicClass.h"
 #include "host/SqliteClass.h"
@@ -40,6 +41,7 @@ QByteArray areaBytes(const QVariant& area)
 
 BlockThreadTcp::BlockThreadTcp(QObject* parent)
     : QObject(parent)
+    , _readBuffer(std::make_unique<ky::StreamBuffer>())
 {
     qRegisterMetaType<QAbstractSocket::SocketError>();
 }
@@ -106,7 +108,7 @@ void BlockThreadTcp::connectSocket(const QString& ip, int port)
                  << "peer:" << _tcpSocket->peerAddress().toString() << _tcpSocket->peerPort();
         if (_peerAddress != ip || _tcpSocket->peerPort() != port) {
             _tcpSocket->abort();
-            _readBuffer.clear();
+            _readBuffer->clear();
         }
     }
     setIp(ip);
@@ -148,7 +150,7 @@ void BlockThreadTcp::disconnectSocket()
 {
     if (_tcpSocket)
         _tcpSocket->abort();
-    _readBuffer.clear();
+    _readBuffer->clear();
 }
 
 QString BlockThreadTcp::getTcpSocketDebug() const
@@ -298,6 +300,6 @@ void BlockThreadTcp::fail(const QString& text)
         _lastError = text;
         _isOk = false;
     }
-    _readBuffer.clear();
+    _readBuffer->clear();
     emit sigFinished();
 }

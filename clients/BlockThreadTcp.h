@@ -1,16 +1,16 @@
 #pragma once
 
-#include "clients/StreamBuffer.h"
-
 #include <QMutex>
 #include <QTcpSocket>
 #include <QVariantMap>
 
 #include <atomic>
+#include <memory>
 
 namespace ky {
 struct FrameHead;
 struct Reply;
+class StreamBuffer;
 } // namespace ky
 
 /// One request and its answer with a peer that speaks the framed protocol. The worker behind
@@ -128,7 +128,7 @@ private:
     void takeReceivedJson(const QByteArray& json);
 
     QTcpSocket* _tcpSocket = nullptr; ///< made by the first connect, in the worker's thread
-    ky::StreamBuffer _readBuffer;
+    const std::unique_ptr<ky::StreamBuffer> _readBuffer; ///< never null
     std::atomic<bool> _needStop{false};
     QVariantMap _receiveMap;
     QByteArray _receiveData;

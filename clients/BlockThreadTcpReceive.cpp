@@ -4,6 +4,7 @@
 #include "clients/ClientsLog.h"
 #include "clients/FrameHead.h"
 #include "clients/Reply.h"
+#include "clients/StreamBuffer.h"
 #include "clients/Texts.h"
 #include "host/PublicClass.h"
 #include "service/FrameWriter.h"
@@ -59,7 +60,7 @@ void BlockThreadTcp::takeArrived()
 void BlockThreadTcp::resolveTcpReadData(const QByteArray& bytes)
 {
     try {
-        if (_readBuffer.append(bytes))
+        if (_readBuffer->append(bytes))
             takeFrames();
         else
             giveUp();
@@ -72,23 +73,23 @@ void BlockThreadTcp::resolveTcpReadData(const QByteArray& bytes)
 /// as bytes may still be too long for a text of it.
 void BlockThreadTcp::giveUp()
 {
-    const qint64 held = _readBuffer.size() + (_tcpSocket ? _tcpSocket->bytesAvailable() : 0);
+    const qint64 held = _readBuffer->size() + (_tcpSocket ? _tcpSocket->bytesAvailable() : 0);
     disconnectSocket();
     fail(QStringLiteral("reply [%1 bytes and more]: no memory").arg(held));
 }
 
 void BlockThreadTcp::takeFrames()
 {
-    while (!_readBuffer.isEmpty() && !isNeedStop()) {
+    while (!_readBuffer->isEmpty() && !isNeedStop()) {
         // A lone sync byte is dropped, too: the version behind it is not there.
-        if (!ky::startsFrame(_readBuffer.data(), _readBuffer.size())) {
+        if (!ky::startsFrame(_readBuffer->data(), _readBuffer->size())) {
             dropNoise();
             continue;
         }
-        if (_readBuffer.size() < ky::kHeaderSize)
+        if (_readBuffer->size() < ky::kHeaderSize)
             break;
-        const ky::FrameHead head = ky::readFrameHead(_readBuffer.data());
-        if (head.dataSize > quint32(_readBuffer.size() - ky::kHeaderSize)) {
+        const ky::FrameHead head = ky::readFrameHead(_readBuffer->data());
+        if (head.dataSize > quint32(_readBuffer->size() - ky::kHeaderSize)) {
             reportProgress(head);
             break;
         }
@@ -102,21 +103,21 @@ void BlockThreadTcp::takeFrames()
 /// off nothing is told, so that noise costs one search.
 void BlockThreadTcp::dropNoise()
 {
-    const int count = ky::findNextFrame(_readBuffer.data(), _readBuffer.size());
+    const int count = ky::findNextFrame(_readBuffer->data(), _readBuffer->size());
     if (kyClientsLog().isWarningEnabled()) {
         for (int i = 0; i < count; ++i)
             KY_LOG_WARNING_AS(kyClientsLog, "resolveTcpReadData")
-                << lossText(_readBuffer.data()[i]);
+                << lossText(_readBuffer->data()[i]);
     }
-    setLastError(lossText(_readBuffer.data()[count - 1]));
-    _readBuffer.drop(count);
+    setLastError(lossText(_readBuffer->data()[count - 1]));
+    _readBuffer->drop(count);
 }
 
 void BlockThreadTcp::reportProgress(const ky::FrameHead& head)
 {
     if (head.type == kQuietReply)
         return;
-    const int value = ky::progressOf(_readBuffer.size() - ky::kHeaderSize, head.dataSize);
+    const int value = ky::progressOf(_readBuffer->size() - ky::kHeaderSize, head.dataSize);
     if (value <= _progressValue)
         return;
     _progressValue = value;
@@ -125,7 +126,7 @@ void BlockThreadTcp::reportProgress(const ky::FrameHead& head)
 
 void BlockThreadTcp::takeFrame(const ky::FrameHead& head)
 {
-    ky::Reply reply = ky::splitReply(head, _readBuffer.data());
+    ky::Reply reply = ky::splitReply(head, _readBuffer->data());
     if (head.jsonSize != 0)
         KY_LOG_DEBUG_AS(kyClientsLog, "resolveTcpReadData")
             << ">>>>>>>>>>>>>>>>>>>>>>jsonSize:" << head.jsonSize << head.revCommand << head.type
@@ -136,7 +137,7 @@ void BlockThreadTcp::takeFrame(const ky::FrameHead& head)
     logReply(reply);
     if (head.type == kShownMessage)
         emit sigShowMessage(PublicClass::init()->getJsonVariant(reply.data).toMap());
-    _readBuffer.drop(ky::kHeaderSize + int(head.dataSize));
+    _readBuffer->drop(ky::kHeaderSize + int(head.dataSize));
     _progressValue = -1;
     if (!isNeedStop())
         deliver(reply);
