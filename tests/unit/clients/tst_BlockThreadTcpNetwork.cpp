@@ -89,7 +89,9 @@ private slots:
     void errorReplyIsAGoodEnd();
     void answerInSingleBytesBehindTheSync();
 
+    void wholeFrameIsWrittenAtOnce_data();
     void wholeFrameIsWrittenAtOnce();
+    void longFrameTellsItsSizeEachTime();
     void chunkedFrameArrives_data();
     void chunkedFrameArrives();
     void chunksOfAThousand();
@@ -403,15 +405,45 @@ void tst_BlockThreadTcpNetwork::answerInSingleBytesBehindTheSync()
     QCOMPARE(client.worker.receiveJsonVar(), QVariant(QVariantMap{{"a", 1}}));
 }
 
+void tst_BlockThreadTcpNetwork::wholeFrameIsWrittenAtOnce_data()
+{
+    QTest::addColumn<int>("size");
+    QTest::addColumn<int>("total");
+
+    QTest::newRow("header alone") << 0 << 16;
+    QTest::newRow("one byte less than a hundred") << 83 << 99;
+    QTest::newRow("a hundred") << 84 << 100;
+    QTest::newRow("one byte more") << 85 << 101;
+    QTest::newRow("a few packets") << 9984 << 10000;
+}
+
 void tst_BlockThreadTcpNetwork::wholeFrameIsWrittenAtOnce()
 {
+    QFETCH(int, size);
+    QFETCH(int, total);
     Peer peer(echo);
     Client client(peer.port());
 
-    client.worker.sendData(2000, QByteArray(84, 'x'), 1, QVariant());
+    client.worker.sendData(2000, QByteArray(size, 'x'), 1, QVariant());
 
-    QCOMPARE(progress(client.written), Steps({{100, 100}, {100, 100}}));
+    QCOMPARE(progress(client.written), Steps({{total, total}, {100, 100}}));
     QVERIFY(client.waitForEnd());
+}
+
+void tst_BlockThreadTcpNetwork::longFrameTellsItsSizeEachTime()
+{
+    constexpr qint64 kTotal = 20000016;
+    Peer peer(answering([](const QByteArray& request) { return answerTo(request, {}, {}); }));
+    Client client(peer.port());
+
+    client.worker.sendData(2000, QByteArray(20000000, 'x'), 1, QVariant());
+    QVERIFY(client.waitForEnd(20000));
+
+    // More than the kernel takes at once: the socket tells of each part.
+    const Steps steps = progress(client.written);
+    QVERIFY(steps.size() > 2 && steps.size() % 2 == 0);
+    for (int i = 0; i < steps.size(); i += 2)
+        QCOMPARE(steps.mid(i, 2), Steps({{kTotal, kTotal}, {100, 100}}));
 }
 
 void tst_BlockThreadTcpNetwork::chunkedFrameArrives_data()
