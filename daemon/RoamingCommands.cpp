@@ -1,7 +1,6 @@
 #include "daemon/RoamingCommands.h"
 
 #include "host/PublicClass.h"
-#include "network/WifiScanThread.h"
 #include "support/MacAddress.h"
 
 #include <optional>
@@ -118,20 +117,11 @@ Answer switchCard(SystemNetwork& network, const Request& request)
 RoamingCommands::RoamingCommands(const DaemonContext& context, std::shared_ptr<NetworkHost> host)
     : Subsystem(context)
     , _host(std::move(host))
-    , _scanThread(new WifiScanThread)
 {
     connect(&_trace, &RoamTrace::sigTold, this, &RoamingCommands::take, Qt::QueuedConnection);
     addWifiCommands();
     addSupervisionCommands();
     addScanThreadCommands();
-}
-
-RoamingCommands::~RoamingCommands()
-{
-    // A scan thread that is asked to stop goes on until its link is good: one that still runs is
-    // left to the end of the process.
-    if (!_scanThread->isRunning())
-        delete _scanThread;
 }
 
 void RoamingCommands::addWifiCommands()
@@ -184,18 +174,18 @@ void RoamingCommands::addScanThreadCommands()
     addCommand("scan_thread_start",
                [this](const Request& request) { return startScanThread(request.arguments()); });
     addCommand("scan_thread_status", [this](const Request&) {
-        return Answer::ok({{QStringLiteral("is_running"), _scanThread->isRunning()},
-                           {QStringLiteral("result"), _scanThread->result()}});
+        return Answer::ok({{QStringLiteral("is_running"), _scanThread.isRunning()},
+                           {QStringLiteral("result"), _scanThread.result()}});
     });
 }
 
 Answer RoamingCommands::startScanThread(const QVariantMap& config)
 {
-    if (_scanThread->isRunning())
+    if (_scanThread.isRunning())
         return Answer::error(kScanThreadBusy, QStringLiteral("the scan thread is running"));
     if (!config.isEmpty())
-        _scanThread->init(config);
-    _scanThread->start();
+        _scanThread.init(config);
+    _scanThread.start();
     return Answer::ok();
 }
 

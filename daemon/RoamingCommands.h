@@ -4,10 +4,9 @@
 #include "daemon/RoamStory.h"
 #include "daemon/RoamTrace.h"
 #include "daemon/Subsystem.h"
+#include "network/WifiScanThread.h"
 
 #include <memory>
-
-class WifiScanThread;
 
 namespace ky {
 
@@ -18,7 +17,6 @@ class RoamingCommands : public Subsystem
 
 public:
     RoamingCommands(const DaemonContext& context, std::shared_ptr<NetworkHost> host);
-    ~RoamingCommands() override;
 
 private:
     void addWifiCommands();
@@ -30,7 +28,7 @@ private:
     std::shared_ptr<NetworkHost> _host;
     RoamTrace _trace;
     RoamStory _story;
-    WifiScanThread* _scanThread;
+    WifiScanThread _scanThread;
 };
 
 } // namespace ky

@@ -29,6 +29,7 @@ int BaseThread::result() const
 void BaseThread::stopThread()
 {
     setNeedStop(true);
+    requestInterruption(); // for a run() to which the flag means something else
     quit();
     wait();
 }

@@ -22,8 +22,8 @@ public:
     int result() const;
 
 public slots:
-    /// Sets the stop flag, ends an event loop of the thread and waits for run() to return, without
-    /// a limit. Not to be called from the thread itself.
+    /// Sets the stop flag, requests interruption, ends an event loop of the thread and waits for
+    /// run() to return, without a limit. Not to be called from the thread itself.
     virtual void stopThread();
 
 private:

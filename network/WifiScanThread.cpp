@@ -11,6 +11,7 @@
 #include "network/WpaScanOutput.h"
 #include "support/ShellLine.h"
 
+#include <QDeadlineTimer>
 #include <QFile>
 #include <QMutexLocker>
 
@@ -21,6 +22,7 @@ namespace {
 constexpr char kRoam[] = "sudo wpa_cli -i %1 roam '%2' ";
 constexpr int kRoamLimitMs = 20000;
 constexpr char kLinkFile[] = "1.txt";
+constexpr qint64 kSliceMs = 50; ///< of a pause: how long it takes to notice an interruption
 
 IwconfigState readLink()
 {
@@ -40,6 +42,17 @@ std::optional<int> levelOf(const std::optional<AccessPoint>& accessPoint)
 bool movesTo5G(ScanThreadMove move)
 {
     return move == ScanThreadMove::Switch5G || move == ScanThreadMove::AutoSwitch5G;
+}
+
+/// Sleeps that long, or until the current thread is interrupted.
+void pauseFor(int ms)
+{
+    const QThread* thread = QThread::currentThread();
+    const QDeadlineTimer end(qMax(0, ms));
+    while (!end.hasExpired() && !thread->isInterruptionRequested()) {
+        const qint64 slice = qBound<qint64>(1, end.remainingTime(), kSliceMs);
+        QThread::msleep(static_cast<unsigned long>(slice));
+    }
 }
 
 } // namespace
@@ -62,6 +75,7 @@ WifiScanThread::~WifiScanThread()
 {
     KY_DEBUG << "end";
     setNeedStop(true);
+    requestInterruption(); // the flag alone keeps it going
     stopThread();
 }
 
@@ -107,10 +121,10 @@ void WifiScanThread::run()
     setResult(0);
     const Parameters current = parameters();
     // The sense of the flag is what it is: a thread that nobody has asked to stop makes one cycle,
-    // one that is asked to stop goes on.
+    // one that is asked to stop goes on. Interruption is what ends it.
     do {
-        QThread::msleep(static_cast<unsigned long>(qMax(0, current.queryTimeMs)));
-    } while (runCycle(current) && isNeedStop());
+        pauseFor(current.queryTimeMs);
+    } while (!isInterruptionRequested() && runCycle(current) && isNeedStop());
 }
 
 // The step of SystemNetwork that looks like this one differs on purpose in defaults and signs.

@@ -14,8 +14,10 @@
 /// Thread: init() and switchAP() from any thread; run() is the thread. The parameters are guarded
 /// by one mutex and copied when the thread starts, so init() has no effect on a thread that runs.
 /// End: the thread ends by itself once the link is good, or after a move within 2.4 GHz, or, while
-/// nobody has asked it to stop, after one cycle. A thread that is asked to stop goes on with its
-/// cycle until the link is good: stopThread() and the destructor wait for that, without a limit.
+/// the stop flag is clear, after one cycle. With setNeedStop(true) alone it goes on with its cycle
+/// until the link is good. stopThread() and the destructor end it: at once while it pauses, else
+/// after the cycle at hand, which takes 20 s at most. The flag stays set, so clear it before the
+/// next start if that is to make one cycle.
 class Q_DECL_EXPORT WifiScanThread : public BaseThread
 {
     Q_OBJECT

@@ -5,6 +5,7 @@
 #include <QFile>
 #include <QTest>
 
+#include <csignal>
 #include <memory>
 
 namespace {
@@ -37,6 +38,7 @@ private slots:
     void pauseWaitsItsTurnOnTheNetworkThread();
     void statusTellsWhatIsInForce();
     void reportOfALostLinkReachesWhoAskedForIt();
+    void runningScanThreadKeepsNoDaemon();
 
 private:
     ProgramResult call(const QString& command, const QString& json = QStringLiteral("{}"))
@@ -231,6 +233,18 @@ void tst_DaemonRoaming::reportOfALostLinkReachesWhoAskedForIt()
     QCOMPARE(event.type, kLinkEvent);
     QCOMPARE(event.map().value("state").toString(), QString("lost"));
     QCOMPARE(host.lines().filter("ping -c 1 203.0.113.9").size(), 1);
+}
+
+void tst_DaemonRoaming::runningScanThreadKeepsNoDaemon()
+{
+    DaemonFixture daemon;
+    QVERIFY2(daemon.start(), qPrintable(daemon.errorText()));
+    const QStringList start = {"call", "scan_thread_start", R"({"queryTime":3600000})", "--json"};
+    const QStringList status = {"call", "scan_thread_status", "{}", "--json"};
+    QCOMPARE(daemon.kyctl(start).status, 0);
+    QCOMPARE(daemon.kyctl(status).json().value("is_running").toBool(), true);
+
+    QCOMPARE(daemon.stop(SIGTERM), 0);
 }
 
 QTEST_GUILESS_MAIN(tst_DaemonRoaming)

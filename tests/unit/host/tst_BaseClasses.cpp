@@ -1,6 +1,7 @@
 #include "host/BaseObject.h"
 #include "host/BaseThread.h"
 
+#include <QDeadlineTimer>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -13,6 +14,7 @@ private slots:
     void objectBelongsToItsParent();
     void flagAndResultStartClear();
     void stopEndsAThreadThatPollsTheFlag();
+    void stopInterruptsAThreadThatIgnoresTheFlag();
     void stopEndsAThreadWithAnEventLoop();
     void stopBeforeTheEventLoopRunsIsNotLost();
     void stopOfAThreadThatNeverRanReturns();
@@ -34,6 +36,19 @@ protected:
         while (!isNeedStop())
             msleep(1);
         setResult(result() + 1);
+    }
+};
+
+/// Ends when it is interrupted, and by itself after 10 s.
+class InterruptibleThread : public BaseThread
+{
+protected:
+    void run() override
+    {
+        const QDeadlineTimer limit(10000);
+        while (!isInterruptionRequested() && !limit.hasExpired())
+            msleep(1);
+        setResult(limit.hasExpired() ? -1 : 1);
     }
 };
 
@@ -90,6 +105,17 @@ void tst_BaseClasses::stopEndsAThreadThatPollsTheFlag()
 
     QVERIFY(thread.isFinished());
     QVERIFY(thread.isNeedStop());
+    QCOMPARE(thread.result(), 1);
+}
+
+void tst_BaseClasses::stopInterruptsAThreadThatIgnoresTheFlag()
+{
+    InterruptibleThread thread;
+    thread.start();
+
+    thread.stopThread();
+
+    QVERIFY(thread.isFinished());
     QCOMPARE(thread.result(), 1);
 }
 

@@ -6,6 +6,7 @@
 #include "network/WpaScanOutput.h"
 
 #include <QTest>
+#include <QThread>
 
 namespace {
 
@@ -45,6 +46,7 @@ private slots:
     void fixedTableHasItsForm();
     void fixedTableHasTwoRowsIn24G();
     void missingFileEndsTheFirstCycle();
+    void emptyFileEndsTheFirstCycle();
     void goodLinkEndsTheThread_data();
     void goodLinkEndsTheThread();
     void fileIsReadUpToItsZero();
@@ -57,6 +59,11 @@ private slots:
     void currentApIsNoCandidate();
     void unaskedThreadMakesOneCycle();
     void stoppedThreadGoesOnCycling();
+    void stopThreadEndsItOnAWeakLink();
+    void stopThreadEndsItsPause();
+    void threadStartedAgainAfterAStopCycles();
+    void destroyingARunningThreadEndsIt();
+    void destroyingAThreadThatNeverRanReturns();
     void initDuringARunHasNoEffect();
     void negativeQueryTimeIsNoWait();
     void linesOfTheLog();
@@ -73,6 +80,8 @@ private:
     QVariantMap config(int switchingDb = 7, int floorDbm = -75, bool isOnlyTo5G = false) const;
     /// Runs the thread to its end and gives the lines that it asked for.
     QStringList runOnce(const QVariantMap& parameters);
+    /// Whether this ends in time. A thread that goes on is let go by a good link.
+    bool endsInTime(const std::function<void()>& work);
 
     std::unique_ptr<NetworkFixture> _fixture;
 };
@@ -116,6 +125,16 @@ QStringList tst_WifiScanThread::runOnce(const QVariantMap& parameters)
     if (!thread.wait(kLimitMs))
         qFatal("the thread does not end");
     return _fixture->host().lines();
+}
+
+bool tst_WifiScanThread::endsInTime(const std::function<void()>& work)
+{
+    const std::unique_ptr<QThread> worker(QThread::create(work));
+    worker->start();
+    const bool isInTime = worker->wait(kLimitMs);
+    writeLink(-40);
+    worker->wait();
+    return isInTime;
 }
 
 void tst_WifiScanThread::defaultsAreItsOwn()
@@ -181,6 +200,24 @@ void tst_WifiScanThread::fixedTableHasTwoRowsIn24G()
 void tst_WifiScanThread::missingFileEndsTheFirstCycle()
 {
     QVERIFY(runOnce(config()).isEmpty()); // a level of 0 is a good one
+}
+
+// An empty file gives a level of 0, which no weak link has.
+void tst_WifiScanThread::emptyFileEndsTheFirstCycle()
+{
+    _fixture->write(_fixture->path(QStringLiteral("1.txt")), {});
+    WifiScanThread thread;
+    thread.init(config());
+    thread.setNeedStop(true); // would go on if the link were weak
+    LogCapture log;
+
+    thread.start();
+    QVERIFY(thread.wait(kLimitMs));
+
+    QCOMPARE(log.lines(),
+             QStringList{QStringLiteral("[debug][runCycle]qualityValue: 0 qualityMax: 0 "
+                                        "signalLevel: 0 frequenc: 0 ssid:  bssid: ")});
+    QVERIFY(_fixture->host().lines().isEmpty());
 }
 
 void tst_WifiScanThread::goodLinkEndsTheThread_data()
@@ -281,6 +318,77 @@ void tst_WifiScanThread::stoppedThreadGoesOnCycling()
     QVERIFY(thread.isRunning());
     writeLink(-40);
     QVERIFY(thread.wait(kLimitMs));
+}
+
+void tst_WifiScanThread::stopThreadEndsItOnAWeakLink()
+{
+    writeLink(-90);
+    std::atomic<int> moves{0};
+    _fixture->host().onCall([&](const RecordedHost::Call&) { ++moves; });
+    WifiScanThread thread;
+    thread.init(config());
+    thread.setNeedStop(true);
+    thread.start();
+    QTRY_VERIFY_WITH_TIMEOUT(moves >= 2, kLimitMs);
+
+    QVERIFY(endsInTime([&] { thread.stopThread(); }));
+
+    QVERIFY(thread.isFinished());
+}
+
+void tst_WifiScanThread::stopThreadEndsItsPause()
+{
+    writeLink(-90);
+    QVariantMap parameters = config();
+    parameters.insert(QStringLiteral("queryTime"), 4 * kLimitMs);
+    WifiScanThread thread;
+    thread.init(parameters);
+    thread.start();
+
+    QVERIFY(endsInTime([&] { thread.stopThread(); }));
+
+    QVERIFY(thread.isFinished());
+    QVERIFY(_fixture->host().lines().isEmpty()); // the cycle behind the pause is not made
+}
+
+void tst_WifiScanThread::threadStartedAgainAfterAStopCycles()
+{
+    writeLink(-90);
+    std::atomic<int> moves{0};
+    _fixture->host().onCall([&](const RecordedHost::Call&) { ++moves; });
+    WifiScanThread thread;
+    thread.init(config());
+    thread.start();
+    QVERIFY(endsInTime([&] { thread.stopThread(); }));
+    writeLink(-90);
+    moves = 0;
+
+    thread.start(); // the stop flag still stands: it goes on
+    QTRY_VERIFY_WITH_TIMEOUT(moves >= 2, kLimitMs);
+
+    QVERIFY(endsInTime([&] { thread.stopThread(); }));
+}
+
+void tst_WifiScanThread::destroyingARunningThreadEndsIt()
+{
+    writeLink(-90);
+    std::atomic<int> moves{0};
+    _fixture->host().onCall([&](const RecordedHost::Call&) { ++moves; });
+    auto thread = std::make_unique<WifiScanThread>();
+    thread->init(config());
+    thread->setNeedStop(true);
+    thread->start();
+    QTRY_VERIFY_WITH_TIMEOUT(moves >= 2, kLimitMs);
+    QVERIFY(thread->isRunning());
+
+    QVERIFY(endsInTime([&] { thread.reset(); }));
+}
+
+void tst_WifiScanThread::destroyingAThreadThatNeverRanReturns()
+{
+    auto thread = std::make_unique<WifiScanThread>();
+
+    QVERIFY(endsInTime([&] { thread.reset(); }));
 }
 
 void tst_WifiScanThread::initDuringARunHasNoEffect()
