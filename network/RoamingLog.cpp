@@ -48,10 +48,10 @@ QStringList roamLogLines(RoamReason reason, const RoamLevels& levels, const Roam
     return stayLines(levels);
 }
 
-void logScanTable(const ScanTable& table)
+void logScanTable(const ScanTable& table, const char* function)
 {
     if (!table.isSingleRow && table.lineCount > 0)
-        KY_DEBUG << "[list.size:" << table.lineCount << "]";
+        KY_LOG_DEBUG_AS(kyNetworkLog, function) << "[list.size:" << table.lineCount << "]";
 }
 
 } // namespace ky

@@ -10,7 +10,8 @@ namespace ky {
 /// What the log tells of a decision: one line for a move, up to two for staying.
 QStringList roamLogLines(RoamReason reason, const RoamLevels& levels, const RoamLimits& limits);
 
-/// Tells the log how many lines a scan table had; one of a single row is not told.
-void logScanTable(const ScanTable& table);
+/// Tells the log how many lines a scan table had, in the name of the function that reads it; one of
+/// a single row is not told.
+void logScanTable(const ScanTable& table, const char* function);
 
 } // namespace ky

@@ -29,6 +29,8 @@ constexpr int kWireless = 1;
 
 constexpr char kWiredStartFile[] = "appInfo/setting/wiredNetworkCard.json";
 
+constexpr char kSwitching[] = "setWirelessCardStatus"; ///< as the log calls all of it
+
 /// Whether the platform script switches Wi-Fi cards on this board.
 bool hasWirelessFunction(SystemNetwork& network)
 {
@@ -37,7 +39,7 @@ bool hasWirelessFunction(SystemNetwork& network)
         return false;
     QString output;
     const bool hasRun = runOnHost(network, shellLine(kScriptFunctions, script), kLimitMs, output);
-    KY_DEBUG << output;
+    KY_LOG_DEBUG_AS(kyNetworkLog, kSwitching) << output;
     return hasRun && output.contains(QLatin1String("wireless"));
 }
 
@@ -48,7 +50,7 @@ bool switchByScript(SystemNetwork& network, const char* lineTemplate, const char
     QString output;
     const QString script = PublicClass::init()->halShPath;
     const bool hasRun = runOnHost(network, shellLine(lineTemplate, script, card), kLimitMs, output);
-    KY_DEBUG << logWord << output;
+    KY_LOG_DEBUG_AS(kyNetworkLog, kSwitching) << logWord << output;
     return hasRun;
 }
 

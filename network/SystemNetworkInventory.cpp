@@ -42,14 +42,15 @@ void insertIfconfig(const QString& name, QVariantMap& info)
     info.insert(QStringLiteral("name"), name);
 }
 
-void insertDeviceShow(const QString& name, QVariantMap& info)
+/// Logs in the name of the operation that asks.
+void insertDeviceShow(const QString& name, QVariantMap& info, const char* operation)
 {
     const QString output = outputOf(shellLine(kDeviceShow, name), kDeviceShowLimitMs);
     if (!output.contains(QLatin1Char('\n')))
-        KY_WARNING << "Not found line feed:" << output;
+        KY_LOG_WARNING_AS(kyNetworkLog, operation) << "Not found line feed:" << output;
     const DeviceShow show = parseDeviceShow(output);
     for (const QString& line : show.unreadable)
-        KY_WARNING << "Not found space:" << line;
+        KY_LOG_WARNING_AS(kyNetworkLog, operation) << "Not found space:" << line;
     for (const auto& [label, value] : show.rows) {
         if (label == QLatin1String("IP4.GATEWAY:"))
             info.insert(QStringLiteral("gateway"), value);
@@ -60,10 +61,10 @@ void insertDeviceShow(const QString& name, QVariantMap& info)
 }
 
 /// What the three card operations have in common.
-void insertCard(const QString& name, QVariantMap& info)
+void insertCard(const QString& name, QVariantMap& info, const char* operation)
 {
     insertIfconfig(name, info);
-    insertDeviceShow(name, info);
+    insertDeviceShow(name, info, operation);
 }
 
 void insertDhcp(const QString& fileName, const QString& uuid, QVariantMap& info)
@@ -136,7 +137,7 @@ bool SystemNetwork::isNetworkInterfaceFlag(const QString& name,
 
 bool SystemNetwork::getNetworkCardInfo(const QString& name, QVariantMap& info)
 {
-    insertCard(name, info);
+    insertCard(name, info, __func__);
     info.insert(QStringLiteral("dhcp"), QStringLiteral("Not Found"));
     QString uuid;
     if (getConnectionActiveiUUID(name, uuid))
@@ -146,7 +147,7 @@ bool SystemNetwork::getNetworkCardInfo(const QString& name, QVariantMap& info)
 
 bool SystemNetwork::getNetInfo(const QString& name, QVariantMap& info)
 {
-    insertCard(name, info);
+    insertCard(name, info, __func__);
     QString uuid;
     if (getActiveUUID(name, uuid))
         insertDhcp(getNetworkManagerSSIDFileNameBy(uuid), uuid, info);
@@ -158,7 +159,7 @@ bool SystemNetwork::getWifiCardInfo(QVariantMap& info)
     QString name = _wirelessCardName;
     if (!getWirelessCardName(name))
         return false;
-    insertCard(name, info);
+    insertCard(name, info, __func__);
     QString uuid;
     if (!getConnectionActiveiUUID(name, uuid))
         return false;

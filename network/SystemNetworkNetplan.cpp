@@ -22,6 +22,8 @@ constexpr char kStaticTemplate[] = "%1/appInfo/setting/00-installer-config-stati
 constexpr char kGatewayTemplate[] = "%1/appInfo/setting/00-installer-config-gateway4.yaml";
 constexpr char kWifiTemplate[] = "%1/wifiConfig.yaml";
 
+constexpr char kCopying[] = "copyNetplanYaml"; ///< as the log calls all of it
+
 QString besideProgram(const char* path)
 {
     return QString::fromLatin1(path).arg(QCoreApplication::applicationDirPath());
@@ -36,7 +38,7 @@ bool readFile(const QString& path, QByteArray& content)
 {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
-        KY_WARNING << "Open failed:" << file.errorString();
+        KY_LOG_WARNING_AS(kyNetworkLog, kCopying) << "Open failed:" << file.errorString();
         return false;
     }
     content = file.readAll();
@@ -48,7 +50,7 @@ bool createFrom(const QString& source, const QString& live)
     QFile file(source);
     if (file.copy(live))
         return true;
-    KY_WARNING << "Copy failed:" << file.errorString();
+    KY_LOG_WARNING_AS(kyNetworkLog, kCopying) << "Copy failed:" << file.errorString();
     return false;
 }
 
@@ -60,7 +62,7 @@ bool replaceBy(const QString& source, const QString& live)
     QString error;
     if (replaceFile(live, content, &error))
         return true;
-    KY_WARNING << "Open failed:" << error;
+    KY_LOG_WARNING_AS(kyNetworkLog, kCopying) << "Open failed:" << error;
     return false;
 }
 

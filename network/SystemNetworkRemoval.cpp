@@ -25,8 +25,9 @@ constexpr int kLimitMs = 20000;
 
 constexpr char kNotQueried[] = "The name/UUID already used for the connection was not queried";
 
-/// Removes each keyfile whose key has this value. True if at least one went.
-bool removeProfiles(const char* key, const QString& value)
+/// Removes each keyfile whose key has this value, and logs it in the name of the operation that
+/// asks. True if at least one went.
+bool removeProfiles(const char* key, const QString& value, const char* operation)
 {
     bool hasRemoved = false;
     const QStringList names = profileFiles(profileFolder());
@@ -36,9 +37,9 @@ bool removeProfiles(const char* key, const QString& value)
             continue;
         const bool isRemoved = QFile::remove(path);
         if (isRemoved)
-            KY_DEBUG << "File deleted successfully:" << path;
+            KY_LOG_DEBUG_AS(kyNetworkLog, operation) << "File deleted successfully:" << path;
         else
-            KY_WARNING << "Failed to deleted file:" << path;
+            KY_LOG_WARNING_AS(kyNetworkLog, operation) << "Failed to deleted file:" << path;
         hasRemoved = hasRemoved || isRemoved;
     }
     return hasRemoved;
@@ -59,7 +60,7 @@ void removeListed(const QString& list)
 
 void SystemNetwork::deleteConnections(const QString& card)
 {
-    if (removeProfiles("interface-name", card))
+    if (removeProfiles("interface-name", card, __func__))
         runOnHost(*this, shellLine(kReload), kReloadLimitMs);
     QString list;
     if (!runOnHost(*this, shellLine(kShowHolding, card), kLimitMs, list))
@@ -73,7 +74,7 @@ void SystemNetwork::deleteConnections(const QString& card)
 
 void SystemNetwork::deleteByConnectionType(const QString& type)
 {
-    removeProfiles("type", type);
+    removeProfiles("type", type, __func__);
     QString list;
     if (!runOnHost(*this, shellLine(kShowHolding, type), kLimitMs, list))
         return;

@@ -115,7 +115,7 @@ void SystemNetwork::roamOnce()
         return;
 
     const ScanTable table = parseScanTable(output);
-    logScanTable(table);
+    logScanTable(table, "slotAutoConnectEth1Ethernet");
     const BandLists candidates =
         candidatesOf(table.rows, link.value(QStringLiteral("ssid")).toString(),
                      link.value(QStringLiteral("bssid")).toString(), nowDbm);

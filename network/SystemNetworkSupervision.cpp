@@ -38,7 +38,8 @@ bool isUrlGood(const QString& url)
 {
     if (!HttpApi::init()->getUrl(url))
         return false;
-    KY_DEBUG << "[" << HttpApi::init()->getReq().toString() << "]";
+    KY_LOG_DEBUG_AS(kyNetworkLog, "slotAutoConnectEth1Ethernet")
+        << "[" << HttpApi::init()->getReq().toString() << "]";
     return true;
 }
 

@@ -59,7 +59,7 @@ QVariantList SystemNetwork::getApList()
     const QString bssid = link.value(QStringLiteral("bssid")).toString();
     QVariantList list;
     const ScanTable table = parseScanTable(output);
-    logScanTable(table);
+    logScanTable(table, __func__);
     for (const AccessPoint& accessPoint : table.rows) {
         if (accessPoint.ssid == ssid)
             list.append(apListEntry(accessPoint, bssid));
@@ -89,7 +89,7 @@ bool SystemNetwork::getWinApiWifiList(QVariantMap& result)
         return false;
 
     const ScanTable table = parseScanTable(output);
-    logScanTable(table);
+    logScanTable(table, __func__);
     QString& wifiSsid = PublicClass::init()->wifiSsid;
     wifiSsid.clear();
     const QVariantMap status = getCurrentWifiStatus(name);

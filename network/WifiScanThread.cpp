@@ -24,6 +24,8 @@ constexpr int kRoamLimitMs = 20000;
 constexpr char kLinkFile[] = "1.txt";
 constexpr qint64 kSliceMs = 50; ///< of a pause: how long it takes to notice an interruption
 
+constexpr char kRun[] = "run"; ///< what the log calls the whole of a cycle
+
 IwconfigState readLink()
 {
     QFile file(QString::fromLatin1(kLinkFile));
@@ -44,6 +46,73 @@ bool movesTo5G(ScanThreadMove move)
     return move == ScanThreadMove::Switch5G || move == ScanThreadMove::AutoSwitch5G;
 }
 
+struct Parameters
+{
+    int queryTimeMs = 0;
+    bool isOnlyTo5G = false;
+    int startScanningDbm = 0;
+    int switchingDb = 0;
+    int autoSwitchDbm = 0;
+    QString card;
+};
+
+bool roam(const QString& card, const QString& bssid)
+{
+    KY_LOG_DEBUG_AS(kyNetworkLog, "switchAP") << "Switch AP:" << bssid;
+    QString output;
+    return PublicClass::init()->processCmd(shellLine(kRoam, card, bssid), output, kRoamLimitMs,
+                                           true);
+}
+
+/// The candidates of the fixed table for a link.
+BandLists candidatesFor(const IwconfigState& link)
+{
+    BandLists lists;
+    const ScanTable table = parseScanTable(QLatin1String(kFixedScanTable));
+    logScanTable(table, kRun);
+    for (int i = 0; i < table.rows.size(); ++i) {
+        const AccessPoint& accessPoint = table.rows.at(i);
+        if (!isRoamTarget(accessPoint, link.ssid, link.bssid))
+            continue;
+        lists.add(accessPoint);
+        KY_LOG_DEBUG_AS(kyNetworkLog, kRun)
+            << "i:" << i << "tempSSID:" << accessPoint.ssid << accessPoint.rssi
+            << accessPoint.frequency << accessPoint.bssid;
+    }
+    KY_LOG_DEBUG_AS(kyNetworkLog, kRun) << "5GAPList.size:" << lists.fiveGhz.size();
+    KY_LOG_DEBUG_AS(kyNetworkLog, kRun) << "24GAPList.size:" << lists.twoFourGhz.size();
+    return lists;
+}
+
+/// One look at the link. True when the thread asks for another. The step of SystemNetwork that
+/// looks like this one differs on purpose in defaults and signs.
+bool runCycle(const Parameters& parameters)
+{
+    const IwconfigState link = readLink();
+    KY_LOG_DEBUG_AS(kyNetworkLog, kRun)
+        << "qualityValue:" << link.qualityValue << "qualityMax:" << link.qualityMax
+        << "signalLevel:" << link.signalDbm << "frequenc:" << link.frequencyMhz
+        << "ssid:" << link.ssid << "bssid:" << link.bssid;
+    if (parameters.startScanningDbm < link.signalDbm)
+        return false;
+
+    const BandLists lists = candidatesFor(link);
+    const std::optional<AccessPoint> best5G = lists.fiveGhz.strongest();
+    const std::optional<AccessPoint> best24G = lists.twoFourGhz.strongest();
+    const ScanThreadInput input{link.signalDbm,         levelOf(best5G),
+                                levelOf(best24G),       parameters.isOnlyTo5G,
+                                parameters.switchingDb, parameters.autoSwitchDbm};
+    const ScanThreadDecision decision = decideScanThread(input);
+    const QString line = scanThreadLine(decision.move, input);
+    if (!line.isEmpty())
+        KY_LOG_DEBUG_AS(kyNetworkLog, kRun) << line;
+    if (movesTo5G(decision.move))
+        roam(parameters.card, best5G->bssid);
+    else if (decision.move == ScanThreadMove::Switch24G)
+        roam(parameters.card, best24G->bssid);
+    return decision.asksToRepeat;
+}
+
 /// Sleeps that long, or until the current thread is interrupted.
 void pauseFor(int ms)
 {
@@ -56,16 +125,6 @@ void pauseFor(int ms)
 }
 
 } // namespace
-
-struct WifiScanThread::Parameters
-{
-    int queryTimeMs = 0;
-    bool isOnlyTo5G = false;
-    int startScanningDbm = 0;
-    int switchingDb = 0;
-    int autoSwitchDbm = 0;
-    QString card;
-};
 
 WifiScanThread::WifiScanThread(QObject* parent)
     : BaseThread(parent)
@@ -91,24 +150,12 @@ void WifiScanThread::init(const QVariantMap& config)
     wirelessCardName = value("wirelessCardName").toString();
 }
 
-WifiScanThread::Parameters WifiScanThread::parameters()
-{
-    const QMutexLocker locker(&parameterMutex);
-    return {queryTime,       isSwitchOnlyTo5G,       startScanningSignal,
-            switchingSignal, autoSwitchBestAPSignal, wirelessCardName};
-}
-
 bool WifiScanThread::switchAP(const QString& bssid)
 {
-    return switchAP(parameters().card, bssid);
-}
-
-bool WifiScanThread::switchAP(const QString& card, const QString& bssid)
-{
-    KY_DEBUG << "Switch AP:" << bssid;
-    QString output;
-    return PublicClass::init()->processCmd(shellLine(kRoam, card, bssid), output, kRoamLimitMs,
-                                           true);
+    QMutexLocker locker(&parameterMutex);
+    const QString card = wirelessCardName;
+    locker.unlock(); // init() does not wait for the command
+    return roam(card, bssid);
 }
 
 QString WifiScanThread::hexStringToStr(const QString& text)
@@ -119,51 +166,13 @@ QString WifiScanThread::hexStringToStr(const QString& text)
 void WifiScanThread::run()
 {
     setResult(0);
-    const Parameters current = parameters();
+    QMutexLocker locker(&parameterMutex);
+    const Parameters parameters{queryTime,       isSwitchOnlyTo5G,       startScanningSignal,
+                                switchingSignal, autoSwitchBestAPSignal, wirelessCardName};
+    locker.unlock();
     // The sense of the flag is what it is: a thread that nobody has asked to stop makes one cycle,
     // one that is asked to stop goes on. Interruption is what ends it.
     do {
-        pauseFor(current.queryTimeMs);
-    } while (!isInterruptionRequested() && runCycle(current) && isNeedStop());
-}
-
-// The step of SystemNetwork that looks like this one differs on purpose in defaults and signs.
-bool WifiScanThread::runCycle(const Parameters& parameters)
-{
-    const IwconfigState link = readLink();
-    KY_DEBUG << "qualityValue:" << link.qualityValue << "qualityMax:" << link.qualityMax
-             << "signalLevel:" << link.signalDbm << "frequenc:" << link.frequencyMhz
-             << "ssid:" << link.ssid << "bssid:" << link.bssid;
-    if (parameters.startScanningDbm < link.signalDbm)
-        return false;
-
-    BandLists lists;
-    const ScanTable table = parseScanTable(QLatin1String(kFixedScanTable));
-    logScanTable(table);
-    const QVector<AccessPoint>& seen = table.rows;
-    for (int i = 0; i < seen.size(); ++i) {
-        const AccessPoint& accessPoint = seen.at(i);
-        if (!isRoamTarget(accessPoint, link.ssid, link.bssid))
-            continue;
-        lists.add(accessPoint);
-        KY_DEBUG << "i:" << i << "tempSSID:" << accessPoint.ssid << accessPoint.rssi
-                 << accessPoint.frequency << accessPoint.bssid;
-    }
-    KY_DEBUG << "5GAPList.size:" << lists.fiveGhz.size();
-    KY_DEBUG << "24GAPList.size:" << lists.twoFourGhz.size();
-    const std::optional<AccessPoint> best5G = lists.fiveGhz.strongest();
-    const std::optional<AccessPoint> best24G = lists.twoFourGhz.strongest();
-
-    const ScanThreadInput input{link.signalDbm,         levelOf(best5G),
-                                levelOf(best24G),       parameters.isOnlyTo5G,
-                                parameters.switchingDb, parameters.autoSwitchDbm};
-    const ScanThreadDecision decision = decideScanThread(input);
-    const QString line = scanThreadLine(decision.move, input);
-    if (!line.isEmpty())
-        KY_DEBUG << line;
-    if (movesTo5G(decision.move))
-        switchAP(parameters.card, best5G->bssid);
-    else if (decision.move == ScanThreadMove::Switch24G)
-        switchAP(parameters.card, best24G->bssid);
-    return decision.asksToRepeat;
+        pauseFor(parameters.queryTimeMs);
+    } while (!isInterruptionRequested() && runCycle(parameters) && isNeedStop());
 }

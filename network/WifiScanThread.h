@@ -49,11 +49,4 @@ protected:
     QString wirelessCardName;
     QMutex parameterMutex;
     QWaitCondition reservedCondition;
-
-private:
-    struct Parameters;
-    Parameters parameters();
-    bool switchAP(const QString& card, const QString& bssid);
-    /// One look at the link. True when the thread asks for another.
-    bool runCycle(const Parameters& parameters);
 };

@@ -119,6 +119,7 @@ private slots:
     void profileOfAnotherUuidLeavesDhcpAlone();
     void unreadableRowsAreLogged();
     void outputWithoutLineFeedIsLogged();
+    void eachCardOperationLogsInItsOwnName();
     void cardWithoutAnAddressHasEmptyTexts_data();
     void cardWithoutAnAddressHasEmptyTexts();
     void fixedAddressInAProfileOnDhcpIsDhcp();
@@ -414,8 +415,8 @@ void tst_CardInventory::unreadableRowsAreLogged()
     _network->getNetInfo(QStringLiteral("wlan0"), info);
 
     QCOMPARE(LogCapture::lines(),
-             (QStringList{QStringLiteral("[warning][insertDeviceShow]Not found space: A: b"),
-                          QStringLiteral("[warning][insertDeviceShow]Not found space: ")}));
+             (QStringList{QStringLiteral("[warning][getNetInfo]Not found space: A: b"),
+                          QStringLiteral("[warning][getNetInfo]Not found space: ")}));
     QCOMPARE(info, (QVariantMap{{QStringLiteral("GENERAL.DEVICE:"), QStringLiteral("wlan0")}}));
 }
 
@@ -428,8 +429,26 @@ void tst_CardInventory::outputWithoutLineFeedIsLogged()
     _network->getNetInfo(QStringLiteral("wlan0"), info);
 
     QCOMPARE(LogCapture::lines(),
-             QStringList{QStringLiteral(
-                 "[warning][insertDeviceShow]Not found line feed: sh: nmcli: not found")});
+             QStringList{
+                 QStringLiteral("[warning][getNetInfo]Not found line feed: sh: nmcli: not found")});
+}
+
+void tst_CardInventory::eachCardOperationLogsInItsOwnName()
+{
+    _fixture->host().answer(kCards, QStringLiteral("wlan0\n"));
+    _fixture->host().fail(kShow, QStringLiteral("no"));
+    _network->_aLXB10NetworkCardName = QStringLiteral("wlan0");
+    const LogCapture log;
+    QVariantMap info;
+
+    _network->getNetworkCardInfo(QStringLiteral("wlan0"), info);
+    _network->getWifiCardInfo(info);
+    _network->getAlxCardInfo(info);
+
+    QCOMPARE(LogCapture::lines().filter(QStringLiteral("[warning]")),
+             (QStringList{QStringLiteral("[warning][getNetworkCardInfo]Not found line feed: no"),
+                          QStringLiteral("[warning][getWifiCardInfo]Not found line feed: no"),
+                          QStringLiteral("[warning][getNetInfo]Not found line feed: no")}));
 }
 
 void tst_CardInventory::cardWithoutAnAddressHasEmptyTexts_data()

@@ -294,8 +294,8 @@ void tst_HostPreparation::netplanWithoutTemplateFails_data()
     QTest::addColumn<bool>("isThere");
     QTest::addColumn<QString>("warning");
 
-    QTest::newRow("to create") << false << "[warning][createFrom]Copy failed:";
-    QTest::newRow("to replace") << true << "[warning][readFile]Open failed:";
+    QTest::newRow("to create") << false << "[warning][copyNetplanYaml]Copy failed:";
+    QTest::newRow("to replace") << true << "[warning][copyNetplanYaml]Open failed:";
 }
 
 void tst_HostPreparation::netplanWithoutTemplateFails()
@@ -326,7 +326,8 @@ void tst_HostPreparation::netplanThatIsAFolderFails()
 
     QVERIFY(lines().isEmpty());
     QCOMPARE(log.lines().size(), 1);
-    QVERIFY(log.lines().first().startsWith(QStringLiteral("[warning][readFile]Open failed:")));
+    QVERIFY(
+        log.lines().first().startsWith(QStringLiteral("[warning][copyNetplanYaml]Open failed:")));
     QVERIFY(QFileInfo(live()).isDir());
 }
 
@@ -342,7 +343,8 @@ void tst_HostPreparation::netplanThatCannotBeReplacedFails()
 
     QVERIFY(lines().isEmpty());
     QCOMPARE(log.lines().size(), 1);
-    QVERIFY(log.lines().first().startsWith(QStringLiteral("[warning][replaceBy]Open failed:")));
+    QVERIFY(
+        log.lines().first().startsWith(QStringLiteral("[warning][copyNetplanYaml]Open failed:")));
     QCOMPARE(QFile::symLinkTarget(live()), QStringLiteral("/proc/version"));
 }
 

@@ -198,9 +198,10 @@ void tst_LiveRoaming::currentApAloneLogsOnlyTheList()
 
     step(link(-80), row("02:00", 5180, -79) + row("02:09", 5200, -40, "other"));
 
-    QCOMPARE(log.lines(), (QStringList{QStringLiteral("[info][CurrentAP][02:00|-80]"),
-                                       QStringLiteral("[debug][logScanTable][list.size: 4 ]"),
-                                       QStringLiteral("[info][ApList][02:00|-80|]")}));
+    QCOMPARE(log.lines(),
+             (QStringList{QStringLiteral("[info][CurrentAP][02:00|-80]"),
+                          QStringLiteral("[debug][slotAutoConnectEth1Ethernet][list.size: 4 ]"),
+                          QStringLiteral("[info][ApList][02:00|-80|]")}));
 }
 
 void tst_LiveRoaming::laterRowOfOneLevelIsTaken()
@@ -390,8 +391,11 @@ void tst_LiveRoaming::apListMarksTheOneInUse()
                                              row("02:09", 5180, -40, "other") +
                                              row("02:01", 2412, -60));
 
+    LogCapture log;
+
     const QVariantList list = _network->getApList();
 
+    QVERIFY(log.holds(QStringLiteral("[debug][getApList][list.size: 5 ]")));
     QCOMPARE(list.size(), 2);
     const QVariantMap first{{QStringLiteral("status"), 1},
                             {QStringLiteral("ssid"), QStringLiteral("site")},
@@ -453,6 +457,7 @@ void tst_LiveRoaming::displayListCarriesEverything()
     QVERIFY(_network->getWinApiWifiList(result));
 
     QVERIFY(log.holds(QStringLiteral("[debug][getWinApiWifiList][_wirelessCardName: wlan0")));
+    QVERIFY(log.holds(QStringLiteral("[debug][getWinApiWifiList][list.size: 10 ]")));
     QCOMPARE(_fixture->host().lines(),
              (QStringList{kFindCard, kScan, kScanResult,
                           QStringLiteral("sudo wpa_cli -i wlan0 status")}));

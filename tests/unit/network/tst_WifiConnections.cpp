@@ -722,9 +722,13 @@ void tst_WifiConnections::profilesOfACardAreRemovedAndReloaded()
     _fixture->writeProfile(QStringLiteral("r"), kWifi);
     _fixture->writeProfile(QStringLiteral("w"), kWired);
     _fixture->host().answer(kListEth1, captured("nmcli/connection-show-grep-eth1.c.out"));
+    const LogCapture log;
 
     _network->deleteConnections(QStringLiteral("eth1"));
 
+    QCOMPARE(LogCapture::lines(),
+             QStringList{QStringLiteral("[debug][deleteConnections]File deleted successfully: ") +
+                         _fixture->profileFolder() + QStringLiteral("/w")});
     QCOMPARE(_fixture->profiles(), QStringList{QStringLiteral("r")});
     QCOMPARE(lines().size(), 4);
     QCOMPARE(lines().mid(0, 2), (QStringList{kReload, kListEth1}));
@@ -823,8 +827,9 @@ void tst_WifiConnections::removalsAreLogged()
 
     _network->deleteByConnectionType(QStringLiteral("wifi"));
 
-    QVERIFY(LogCapture::holds(QStringLiteral("[debug][removeProfiles]File deleted successfully: ") +
-                              _fixture->profileFolder() + QStringLiteral("/r")));
+    QVERIFY(LogCapture::holds(
+        QStringLiteral("[debug][deleteByConnectionType]File deleted successfully: ") +
+        _fixture->profileFolder() + QStringLiteral("/r")));
 }
 
 void tst_WifiConnections::partsOfMoreThan35CharactersAreUuids()
@@ -952,7 +957,7 @@ void tst_WifiConnections::profileThatStaysIsWarnedOf()
 
     _network->deleteByConnectionType(QStringLiteral("wifi"));
 
-    QVERIFY(log.holds(QStringLiteral("[warning][removeProfiles]Failed to deleted file: ") +
+    QVERIFY(log.holds(QStringLiteral("[warning][deleteByConnectionType]Failed to deleted file: ") +
                       _fixture->profileFolder() + QStringLiteral("/w")));
     QCOMPARE(_fixture->profiles(), QStringList{QStringLiteral("w")});
 }

@@ -214,9 +214,8 @@ void tst_WifiScanThread::emptyFileEndsTheFirstCycle()
     thread.start();
     QVERIFY(thread.wait(kLimitMs));
 
-    QCOMPARE(log.lines(),
-             QStringList{QStringLiteral("[debug][runCycle]qualityValue: 0 qualityMax: 0 "
-                                        "signalLevel: 0 frequenc: 0 ssid:  bssid: ")});
+    QCOMPARE(log.lines(), QStringList{QStringLiteral("[debug][run]qualityValue: 0 qualityMax: 0 "
+                                                     "signalLevel: 0 frequenc: 0 ssid:  bssid: ")});
     QVERIFY(_fixture->host().lines().isEmpty());
 }
 
@@ -430,15 +429,15 @@ void tst_WifiScanThread::linesOfTheLog()
     runOnce(config());
 
     const QStringList lines = log.lines();
-    QCOMPARE(lines.at(0), QStringLiteral("[debug][runCycle]qualityValue: 49 qualityMax: 70 "
+    QCOMPARE(lines.at(0), QStringLiteral("[debug][run]qualityValue: 49 qualityMax: 70 "
                                          "signalLevel: -79 frequenc: 5745 ssid: KY-Warehouse "
                                          "bssid: 02:aa:00:00:00:01"));
-    QCOMPARE(lines.at(1), QStringLiteral("[debug][logScanTable][list.size: 20 ]"));
-    QCOMPARE(lines.at(2), QStringLiteral("[debug][runCycle]i: 0 tempSSID: KY-Warehouse -72 5180 "
+    QCOMPARE(lines.at(1), QStringLiteral("[debug][run][list.size: 20 ]"));
+    QCOMPARE(lines.at(2), QStringLiteral("[debug][run]i: 0 tempSSID: KY-Warehouse -72 5180 "
                                          "02:4b:59:00:01:10"));
-    QVERIFY(log.holds(QStringLiteral("[debug][runCycle]5GAPList.size: 15")));
-    QVERIFY(log.holds(QStringLiteral("[debug][runCycle]24GAPList.size: 2")));
-    QVERIFY(log.holds(QStringLiteral("[debug][runCycle]Switch AP:[-72>-79(7)]")));
+    QVERIFY(log.holds(QStringLiteral("[debug][run]5GAPList.size: 15")));
+    QVERIFY(log.holds(QStringLiteral("[debug][run]24GAPList.size: 2")));
+    QVERIFY(log.holds(QStringLiteral("[debug][run]Switch AP:[-72>-79(7)]")));
     QVERIFY(log.holds(QStringLiteral("[debug][switchAP]Switch AP: 02:4b:59:00:01:10")));
 }
 
@@ -460,7 +459,7 @@ void tst_WifiScanThread::linesOfTheOtherMoves()
 
     runOnce(parameters);
 
-    QVERIFY(log.holds(QStringLiteral("[debug][runCycle]") + line));
+    QVERIFY(log.holds(QStringLiteral("[debug][run]") + line));
 }
 
 void tst_WifiScanThread::resultIsZero()
