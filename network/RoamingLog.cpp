@@ -27,6 +27,11 @@ QString moveLine(const char* text, int nowDbm, std::optional<int> bestDbm, int l
 
 } // namespace
 
+void logForFollowers(const QString& text)
+{
+    qCInfo(kyNetworkLog).noquote().nospace() << "[info]" << text;
+}
+
 QStringList roamLogLines(RoamReason reason, const RoamLevels& levels, const RoamLimits& limits)
 {
     switch (reason) {

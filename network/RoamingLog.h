@@ -7,6 +7,9 @@
 
 namespace ky {
 
+/// Writes a line that is read by tools that follow a robot's path. It carries no function name.
+void logForFollowers(const QString& text);
+
 /// What the log tells of a decision: one line for a move, up to two for staying.
 QStringList roamLogLines(RoamReason reason, const RoamLevels& levels, const RoamLimits& limits);
 

@@ -43,9 +43,9 @@ LinkReport reportOf(const SupervisionState& state, bool isLinkGood)
     return isLinkGood ? LinkReport::Good : LinkReport::Lost;
 }
 
-bool isWatchingWanted(const SupervisionState& state)
+bool isWatchingWanted(bool isReporting, bool isRoamingEnabled, int method, const QString& pingIp)
 {
-    return state.isReporting && !state.isRoamingEnabled && chooseProbe(state) == Probe::Ping;
+    return isReporting && !isRoamingEnabled && method == kMethodPing && !pingIp.isEmpty();
 }
 
 } // namespace ky

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QString>
+
 namespace ky {
 
 /// What decides a cycle of link supervision.
@@ -64,6 +66,6 @@ LinkReport reportOf(const SupervisionState& state, bool isLinkGood);
 
 /// Whether the settings alone ask for a cycle that watches and reports. Such a cycle starts by
 /// itself and is not stopped from outside.
-bool isWatchingWanted(const SupervisionState& state);
+bool isWatchingWanted(bool isReporting, bool isRoamingEnabled, int method, const QString& pingIp);
 
 } // namespace ky

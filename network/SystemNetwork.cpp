@@ -2,6 +2,7 @@
 
 #include "host/PublicClass.h"
 #include "network/HostCommands.h"
+#include "network/HostPreparation.h"
 #include "network/InterfaceText.h"
 #include "network/NetworkLog.h"
 #include "network/NetworkSettings.h"
@@ -60,8 +61,8 @@ SystemNetwork::SystemNetwork(QObject* parent)
                 setting(settings, settings::kWirelessCardBanned).toBool();
             _aLXB10NetworkCardName = textOr(setting(settings, settings::kWiredCardName), "eth0");
         }
-        prepareWirelessCard();
-        prepareWiredAddress();
+        prepareWirelessCard(*this, _isDisableWirelessNetworkCard, _wirelessCardName);
+        prepareWiredAddress(*this);
         resetAPSetting();
         const QSettings settings(QLatin1String(settings::kFile), QSettings::IniFormat);
         _hmiIp = setting(settings, settings::kHmiIp).toString();
@@ -169,6 +170,7 @@ void SystemNetwork::resetAPSetting()
     KY_DEBUG << "=====================";
 
     // The one configuration in which supervision starts from settings alone.
-    if (isWatchingWanted(supervisionState()))
+    if (isWatchingWanted(_isDisconnectionSendError, _isEnabledRoaming, _disconnectionMethod,
+                         _pingIp))
         setAutoConnect(true);
 }

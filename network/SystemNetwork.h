@@ -11,11 +11,6 @@
 
 class QTimer;
 
-namespace ky {
-struct Addressing;
-struct SupervisionState;
-} // namespace ky
-
 /// Administers the network of the host for the daemon: cards, Wi-Fi and roaming, profiles, wired
 /// addressing, hotspot, link supervision. The text of the host's own tools is the interface; there
 /// is no other channel.
@@ -277,26 +272,6 @@ public slots:
     void slotAutoConnectEth1Ethernet();
 
 protected:
-    /// One look at the access points while associated: moves to a better one, or brings a lost
-    /// connection back (64 s at most).
-    void roamOnce();
-    /// Brings the stored Wi-Fi profile up again, unless another scan is under way (28 s).
-    void reconnectWifi();
-    /// The part of a cycle that probes, repairs and roams.
-    void workOnLink();
-    /// The state that the settings demand of the wireless card, at start.
-    void prepareWirelessCard();
-    /// The same of the wired address.
-    void prepareWiredAddress();
-    bool applyWifiAddress(const QString& card, const QString& uuid,
-                          const ky::Addressing& addressing);
-    bool applySsidAddress(const QString& ssid, const ky::Addressing& addressing);
-    bool openByHostapd(const QString& ssid, const QString& passPhrase);
-    bool openByNetworkManager(const QString& ssid, const QString& passPhrase);
-    void closeHostapdInterface();
-    /// What the members say to the decisions of link supervision.
-    ky::SupervisionState supervisionState() const;
-
     qint64 requstHandle = 0; ///< request in progress
     int requstNumber = 0;
     QStringList _networkCardNames;            ///< in the order of their hardware addresses

@@ -47,6 +47,31 @@ bool allowAddress(SystemNetwork& network, const QString& ip)
     return false;
 }
 
+bool applyWifiAddress(SystemNetwork& network, const QString& card, const QString& uuid,
+                      const Addressing& addressing)
+{
+    const QString modify =
+        addressing.isDhcp ? modifyToDhcpLine(uuid) : modifyToManualLine(uuid, addressing);
+    if (!runOnHost(network, modify, kWifiLimitMs)) // a good one prints nothing
+        return false;
+    PublicClass::init()->waitSTime(kWifiSettleS);
+    network.checkDHCP();
+    return runForSuccessWords(network, bringUpLine(uuid, card), kWifiLimitMs);
+}
+
+// A request for DHCP comes here, too, and gets a fixed address, without length if it has no mask.
+bool applySsidAddress(SystemNetwork& network, QString card, const QString& ssid,
+                      const Addressing& addressing)
+{
+    QString uuid;
+    if (!network.getWirelessCardName(card) || !network.getUuidBySsid(ssid, uuid))
+        return false;
+    if (!runOnHost(network, modifyToManualLine(uuid, addressing), kLimitMs))
+        return false;
+    network.checkDHCP();
+    return runForSuccessWords(network, connectDeviceLine(card), kLimitMs);
+}
+
 } // namespace
 
 bool SystemNetwork::setIPconfig(const QVariantMap& request)
@@ -82,19 +107,7 @@ bool SystemNetwork::setIPconfig(const QVariantMap& request)
         setLastError(QStringLiteral("Invalid subnet mask"));
         return false;
     }
-    return applyWifiAddress(card, uuid, addressing);
-}
-
-bool SystemNetwork::applyWifiAddress(const QString& card, const QString& uuid,
-                                     const Addressing& addressing)
-{
-    const QString modify =
-        addressing.isDhcp ? modifyToDhcpLine(uuid) : modifyToManualLine(uuid, addressing);
-    if (!runOnHost(*this, modify, kWifiLimitMs)) // a good one prints nothing
-        return false;
-    PublicClass::init()->waitSTime(kWifiSettleS);
-    checkDHCP();
-    return runForSuccessWords(*this, bringUpLine(uuid, card), kWifiLimitMs);
+    return applyWifiAddress(*this, card, uuid, addressing);
 }
 
 bool SystemNetwork::setAlxIPconfig(const QVariantMap& request)
@@ -147,7 +160,7 @@ bool SystemNetwork::setSSIDIPConfig(const QVariantMap& request)
     addressing.prefixLength = isValidMask(text(request, "mask"));
     if (!isDhcp && addressing.prefixLength.isEmpty())
         return false;
-    if (!applySsidAddress(ssid, addressing))
+    if (!applySsidAddress(*this, _wirelessCardName, ssid, addressing))
         return false;
 
     PublicClass* host = PublicClass::init();
@@ -158,19 +171,6 @@ bool SystemNetwork::setSSIDIPConfig(const QVariantMap& request)
     storeSetting(kWifiPassword, password);
     storeSetting(kWifiNonBroadcast, isHidden);
     return true;
-}
-
-// A request for DHCP comes here, too, and gets a fixed address, without length if it has no mask.
-bool SystemNetwork::applySsidAddress(const QString& ssid, const Addressing& addressing)
-{
-    QString card = _wirelessCardName;
-    QString uuid;
-    if (!getWirelessCardName(card) || !getUuidBySsid(ssid, uuid))
-        return false;
-    if (!runOnHost(*this, modifyToManualLine(uuid, addressing), kLimitMs))
-        return false;
-    checkDHCP();
-    return runForSuccessWords(*this, connectDeviceLine(card), kLimitMs);
 }
 
 bool SystemNetwork::setWiredNetworkIPconfig(const QVariantMap& request)

@@ -54,14 +54,55 @@ bool writeHostapdConf(const QString& path, const QString& ssid, const QString& p
     return replaceFile(path, text, error);
 }
 
+bool openByHostapd(SystemNetwork& network, const QString& ssid, const QString& passPhrase)
+{
+    if (network.isNetworkInterfaceFlag(QLatin1String(kHostapdInterface),
+                                       QNetworkInterface::IsRunning)) {
+        network.setLastError(SystemNetwork::tr("The hotspot has been activated"));
+        return false;
+    }
+    const QString path = hostapdConfPath();
+    QString error;
+    if (!writeHostapdConf(path, ssid, passPhrase, &error)) {
+        network.setLastError(error);
+        return false;
+    }
+    return runOnHost(network, shellLine(kStartHostapd, path), kLimitMs);
+}
+
+bool openByNetworkManager(SystemNetwork& network, const QString& card, const QString& ssid,
+                          const QString& passPhrase)
+{
+    // Without such a profile the deletion fails, and with it the start: there is no reason left.
+    QString output;
+    if (!PublicClass::init()->processCmd(shellLine(kDelete, kConnection), output, kLimitMs, true))
+        return false;
+    return runForSuccessWords(network, shellLine(kOpen, card, kConnection, ssid, passPhrase),
+                              kLimitMs) &&
+           runOnHost(network, shellLine(kAutoconnect, kConnection), kLimitMs);
+}
+
+void closeHostapdInterface(SystemNetwork& network)
+{
+    const QString name = QLatin1String(kHostapdInterface);
+    if (!network.isNetworkInterfaceFlag(name, QNetworkInterface::IsUp)) {
+        network.setLastError(SystemNetwork::tr("Hotspot not turned on"));
+        return;
+    }
+    QString output; // of a command that ran: a failed one leaves no reason
+    if (PublicClass::init()->processCmd(shellLine(kInterfaceDown, name), output, kLimitMs, true))
+        network.setLastError(output);
+}
+
 } // namespace
 
 bool SystemNetwork::startHotspot(const QVariantMap& request)
 {
     const QString ssid = request.value(QStringLiteral("ssid")).toString();
     const QString passPhrase = request.value(QStringLiteral("passwd")).toString();
-    const bool isOpen =
-        runsHostapd() ? openByHostapd(ssid, passPhrase) : openByNetworkManager(ssid, passPhrase);
+    const bool isOpen = runsHostapd()
+                            ? openByHostapd(*this, ssid, passPhrase)
+                            : openByNetworkManager(*this, _wirelessCardName, ssid, passPhrase);
     if (!isOpen)
         return false;
     storeSetting(settings::kHotspotSsid, ssid);
@@ -70,55 +111,16 @@ bool SystemNetwork::startHotspot(const QVariantMap& request)
     return true;
 }
 
-bool SystemNetwork::openByHostapd(const QString& ssid, const QString& passPhrase)
-{
-    if (isNetworkInterfaceFlag(QLatin1String(kHostapdInterface), QNetworkInterface::IsRunning)) {
-        setLastError(tr("The hotspot has been activated"));
-        return false;
-    }
-    const QString path = hostapdConfPath();
-    QString error;
-    if (!writeHostapdConf(path, ssid, passPhrase, &error)) {
-        setLastError(error);
-        return false;
-    }
-    return runOnHost(*this, shellLine(kStartHostapd, path), kLimitMs);
-}
-
-bool SystemNetwork::openByNetworkManager(const QString& ssid, const QString& passPhrase)
-{
-    // Without such a profile the deletion fails, and with it the start: there is no reason left.
-    QString output;
-    if (!PublicClass::init()->processCmd(shellLine(kDelete, kConnection), output, kLimitMs, true))
-        return false;
-    return runForSuccessWords(*this,
-                              shellLine(kOpen, _wirelessCardName, kConnection, ssid, passPhrase),
-                              kLimitMs) &&
-           runOnHost(*this, shellLine(kAutoconnect, kConnection), kLimitMs);
-}
-
 bool SystemNetwork::stopHotspot()
 {
     if (runsHostapd()) {
-        closeHostapdInterface();
+        closeHostapdInterface(*this);
         return false; // on this board callers look at the interface
     }
     if (!runForSuccessWords(*this, QLatin1String(kClose), kLimitMs))
         return false;
     storeSetting(settings::kHotspotRunning, false);
     return true;
-}
-
-void SystemNetwork::closeHostapdInterface()
-{
-    const QString name = QLatin1String(kHostapdInterface);
-    if (!isNetworkInterfaceFlag(name, QNetworkInterface::IsUp)) {
-        setLastError(tr("Hotspot not turned on"));
-        return;
-    }
-    QString output; // of a command that ran: a failed one leaves no reason
-    if (PublicClass::init()->processCmd(shellLine(kInterfaceDown, name), output, kLimitMs, true))
-        setLastError(output);
 }
 
 bool SystemNetwork::fixHotspot()

@@ -1,5 +1,6 @@
 #include "host/HttpApi.h"
 #include "host/PublicClass.h"
+#include "network/LiveRoaming.h"
 #include "network/NetworkLog.h"
 #include "network/NetworkSettings.h"
 #include "network/SupervisionDecision.h"
@@ -43,6 +44,19 @@ bool isUrlGood(const QString& url)
     return true;
 }
 
+/// Probes the link as the settings ask and reports. Without a probe, roaming is what is left.
+AfterProbe probeLink(SystemNetwork& network, const SupervisionState& state, const QString& pingIp,
+                     const QString& pingUrl)
+{
+    const Probe probe = chooseProbe(state);
+    if (probe == Probe::None)
+        return AfterProbe::Roam;
+    const bool isGood = probe == Probe::Url ? isUrlGood(pingUrl) : network.pingIP(pingIp);
+    const ProbeOutcome outcome = judgeProbe(state, isGood);
+    sendReport(network, outcome.report, probe == Probe::Url ? pingUrl : pingIp);
+    return outcome.next;
+}
+
 } // namespace
 
 void SystemNetwork::initAutoConnect()
@@ -62,7 +76,8 @@ void SystemNetwork::initAutoConnect()
 void SystemNetwork::setAutoConnect(bool on)
 {
     if (!on) {
-        if (isWatchingWanted(supervisionState()) || !_autoConnectSSIDTimer)
+        if (!_autoConnectSSIDTimer || isWatchingWanted(_isDisconnectionSendError, _isEnabledRoaming,
+                                                       _disconnectionMethod, _pingIp))
             return;
         disconnect(_autoConnectSSIDTimer, &QTimer::timeout, this,
                    &SystemNetwork::slotAutoConnectEth1Ethernet);
@@ -88,7 +103,7 @@ void SystemNetwork::startWaitTimer()
         _autoConnectSSIDTimer->start(_autoConnectWaitTime);
 }
 
-SupervisionState SystemNetwork::supervisionState() const
+void SystemNetwork::slotAutoConnectEth1Ethernet()
 {
     SupervisionState state;
     state.isRoamingEnabled = _isEnabledRoaming;
@@ -99,39 +114,22 @@ SupervisionState SystemNetwork::supervisionState() const
     state.hasUrlTarget = !_pingUrl.isEmpty();
     state.isReporting = _isDisconnectionSendError;
     state.isRepairingByReset = _isResetWirelessNetworkCard;
-    return state;
-}
 
-void SystemNetwork::slotAutoConnectEth1Ethernet()
-{
-    const CycleRoad road = chooseRoad(supervisionState());
+    const CycleRoad road = chooseRoad(state);
     if (road == CycleRoad::Stop)
         return;
-    if (road == CycleRoad::Watch)
-        sendReport(*this, reportOf(supervisionState(), pingIP(_pingIp)), _pingIp);
-    else if (road == CycleRoad::Work)
-        workOnLink();
-    startWaitTimer();
-}
-
-void SystemNetwork::workOnLink()
-{
-    if (_wirelessUUID.isEmpty())
+    if (road == CycleRoad::Work && _wirelessUUID.isEmpty())
         _wirelessUUID = getCurrentWifiUUid();
-    if (_wirelessUUID.isEmpty())
-        return; // no profile to restore
-
-    const SupervisionState state = supervisionState();
-    const Probe probe = chooseProbe(state);
-    AfterProbe next = AfterProbe::Roam;
-    if (probe != Probe::None) {
-        const bool isGood = probe == Probe::Url ? isUrlGood(_pingUrl) : pingIP(_pingIp);
-        const ProbeOutcome outcome = judgeProbe(state, isGood);
-        sendReport(*this, outcome.report, probe == Probe::Url ? _pingUrl : _pingIp);
-        next = outcome.next;
+    if (road == CycleRoad::Watch) {
+        sendReport(*this, reportOf(state, pingIP(_pingIp)), _pingIp);
+    } else if (road == CycleRoad::Work && !_wirelessUUID.isEmpty()) { // a profile to restore
+        const AfterProbe next = probeLink(*this, state, _pingIp, _pingUrl);
+        if (next == AfterProbe::Repair)
+            reconnectWifi(*this, _wirelessCardName);
+        else if (next == AfterProbe::Roam)
+            roamOnce(*this, _wirelessCardName,
+                     {_startScanningSignal, _switchingSignal, _autoSwitchBestAPSignal,
+                      _isSwitchOnlyTo5G});
     }
-    if (next == AfterProbe::Repair)
-        reconnectWifi();
-    else if (next == AfterProbe::Roam)
-        roamOnce();
+    startWaitTimer();
 }

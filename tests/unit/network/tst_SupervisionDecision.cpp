@@ -150,25 +150,15 @@ void tst_SupervisionDecision::outcomeOfAProbe()
 
 void tst_SupervisionDecision::watchingIsWantedByAllFourSettings()
 {
-    SupervisionState wanted;
-    wanted.isReporting = true;
-    wanted.method = 1;
-    wanted.hasPingTarget = true;
-    QVERIFY(ky::isWatchingWanted(wanted));
+    const QString ip = QStringLiteral("10.0.0.1");
 
-    SupervisionState silent = wanted;
-    silent.isReporting = false;
-    QVERIFY(!ky::isWatchingWanted(silent));
-    SupervisionState roams = wanted;
-    roams.isRoamingEnabled = true;
-    QVERIFY(!ky::isWatchingWanted(roams));
-    SupervisionState http = wanted;
-    http.method = 2;
-    http.hasUrlTarget = true;
-    QVERIFY(!ky::isWatchingWanted(http));
-    SupervisionState aimless = wanted;
-    aimless.hasPingTarget = false;
-    QVERIFY(!ky::isWatchingWanted(aimless));
+    QVERIFY(ky::isWatchingWanted(true, false, 1, ip));
+
+    QVERIFY(!ky::isWatchingWanted(false, false, 1, ip)); // does not report
+    QVERIFY(!ky::isWatchingWanted(true, true, 1, ip));   // roams
+    QVERIFY(!ky::isWatchingWanted(true, false, 0, ip));
+    QVERIFY(!ky::isWatchingWanted(true, false, 2, ip));
+    QVERIFY(!ky::isWatchingWanted(true, false, 1, QString()));
 }
 
 QTEST_APPLESS_MAIN(tst_SupervisionDecision)

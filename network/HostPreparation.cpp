@@ -1,9 +1,11 @@
+#include "network/HostPreparation.h"
+
 #include "host/PublicClass.h"
 #include "network/HostCommands.h"
 #include "network/SystemNetwork.h"
 #include "support/ShellLine.h"
 
-using namespace ky;
+namespace ky {
 
 namespace {
 
@@ -16,23 +18,25 @@ constexpr int kNetplanBoard = 1;
 
 } // namespace
 
-void SystemNetwork::prepareWirelessCard()
+void prepareWirelessCard(SystemNetwork& network, bool isBanned, QString& card)
 {
-    if (_isDisableWirelessNetworkCard)
-        setWirelessCardStatus(true, _wirelessCardName);
-    else if (getWirelessCardName(_wirelessCardName))
-        runOnHost(*this, shellLine(kPowerSaveOff, _wirelessCardName), kPowerSaveLimitMs);
+    if (isBanned)
+        network.setWirelessCardStatus(true, card);
+    else if (network.getWirelessCardName(card))
+        runOnHost(network, shellLine(kPowerSaveOff, card), kPowerSaveLimitMs);
 }
 
-void SystemNetwork::prepareWiredAddress()
+void prepareWiredAddress(SystemNetwork& network)
 {
     if (PublicClass::init()->hardwareType == kNetplanBoard) {
-        copyNetplanYaml();
+        network.copyNetplanYaml();
         return;
     }
-    const QString uuid = getNetworkManagerFileInfo(QStringLiteral("static-AlxWired-IP"))
+    const QString uuid = network.getNetworkManagerFileInfo(QStringLiteral("static-AlxWired-IP"))
                              .value(QStringLiteral("uuid"))
                              .toString();
     if (!uuid.isEmpty())
-        runOnHost(*this, shellLine(kConnectionUp, uuid), kConnectionUpLimitMs);
+        runOnHost(network, shellLine(kConnectionUp, uuid), kConnectionUpLimitMs);
 }
+
+} // namespace ky
