@@ -80,6 +80,7 @@ private slots:
     void displayListCarriesEverything();
     void displayListOfOneRowLacksBssidAndFrequency();
     void displayListWithoutCardDoesNothing();
+    void displayListOfSeveralUnknownCardsIsThatOfTheKnownName();
     void displayListEndsAtAFailedCommand_data();
     void displayListEndsAtAFailedCommand();
 
@@ -498,6 +499,24 @@ void tst_LiveRoaming::displayListWithoutCardDoesNothing()
     QCOMPARE(_fixture->host().lines(), QStringList{kFindCard});
     QVERIFY(result.isEmpty());
     QVERIFY(!QFile::exists(QLatin1String(ky::settings::kFile)));
+}
+
+// Finding the card succeeds and names none, so the name stays what it was.
+void tst_LiveRoaming::displayListOfSeveralUnknownCardsIsThatOfTheKnownName()
+{
+    _network->_wirelessCardName = QStringLiteral("wlan0");
+    _fixture->host().answer(kFindCard, QStringLiteral("wlx001\nwlp9s0\n"));
+    _fixture->host().answer(kScanResult, kHead + row("02:01", 5180, -60));
+    QVariantMap result;
+
+    QVERIFY(_network->getWinApiWifiList(result));
+
+    QCOMPARE(_fixture->host().lines(),
+             (QStringList{kFindCard, kScan, kScanResult,
+                          QStringLiteral("sudo wpa_cli -i wlan0 status")}));
+    QCOMPARE(result.value(QStringLiteral("wifi_list")).toList().size(), 1);
+    QCOMPARE(_network->_wirelessCardName, QStringLiteral("wlan0"));
+    QCOMPARE(_fixture->setting(ky::settings::kWirelessCardName), QVariant(QStringLiteral("wlan0")));
 }
 
 void tst_LiveRoaming::displayListEndsAtAFailedCommand_data()
