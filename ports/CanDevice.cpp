@@ -1,5 +1,6 @@
 #include "ports/CanDevice.h"
 
+#include "ports/CanDescriptor.h"
 #include "ports/CanFrame.h"
 #include "ports/PortsLog.h"
 #include "ports/ReadPace.h"
@@ -10,7 +11,6 @@
 #include <cstring>
 #include <fcntl.h>
 #include <net/if.h>
-#include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/time.h>
@@ -65,6 +65,7 @@ QString kernelReason()
 
 CanDevice::CanDevice(QObject* parent)
     : QObject(parent)
+    , _descriptor(std::make_unique<ky::CanDescriptor>())
 {}
 
 CanDevice::~CanDevice()
@@ -86,64 +87,82 @@ void CanDevice::setLastError(const QString& text)
     _lastError = text;
 }
 
-void CanDevice::closeSocket()
+bool CanDevice::isStop() const
 {
-    // First out of sight: the loop must not read from a number that somebody else gets next.
-    ::close(_socketId.exchange(-1));
+    return _descriptor->isStop();
+}
+
+void CanDevice::setStop(bool isStop)
+{
+    _descriptor->setStop(isStop);
+}
+
+int CanDevice::socketId() const
+{
+    return _descriptor->number();
+}
+
+void CanDevice::setSocketId(int socketId)
+{
+    _descriptor->setNumber(socketId);
+}
+
+bool CanDevice::isReading() const
+{
+    return _descriptor->isReading();
 }
 
 bool CanDevice::openCan(const QVariantMap& map)
 {
-    if (_socketId > 0)
-        closeSocket();
+    if (socketId() > 0)
+        _descriptor->close();
     if (map.isEmpty()) {
         setLastError(QStringLiteral("Map is empty"));
         return false;
     }
     const QString portName = map.value(QStringLiteral("portName")).toString();
     KY_DEBUG << "portName:" << portName;
-    _socketId = ::socket(AF_CAN, SOCK_RAW | SOCK_CLOEXEC, CAN_RAW);
-    if (_socketId < 0)
+    setSocketId(-1);
+    // The loop gets it bound or not at all: unbound, it would bring nothing.
+    auto socket =
+        std::make_shared<ky::Descriptor>(::socket(AF_CAN, SOCK_RAW | SOCK_CLOEXEC, CAN_RAW));
+    if (socket->number < 0)
         return failOpen(kSocketError);
-    if (!bindTo(portName))
+    if (!bindTo(portName, socket->number))
         return false;
-    _isStop = false;
-    KY_DEBUG << "_socketId" << _socketId.load();
+    _descriptor->open(std::move(socket));
+    KY_DEBUG << "_socketId" << socketId();
     return true;
 }
 
-bool CanDevice::bindTo(const QString& portName)
+bool CanDevice::bindTo(const QString& portName, int fd)
 {
     const QByteArray name = portName.toUtf8();
     if (name.size() >= IFNAMSIZ || name.contains('\0')) {
-        closeSocket();
         setLastError(QStringLiteral("Interface name [%1]: more than 15 bytes, or a zero byte")
                          .arg(portName));
         return false;
     }
     ifreq request = {};
     memcpy(request.ifr_name, name.constData(), size_t(name.size()));
-    ::fcntl(_socketId, F_SETFL, 0);
-    ::setsockopt(_socketId, SOL_SOCKET, SO_SNDTIMEO, &kWriteLimit, sizeof kWriteLimit);
-    enlargeReceiveQueue(_socketId);
-    if (::ioctl(_socketId, SIOCGIFINDEX, &request) < 0)
+    ::fcntl(fd, F_SETFL, 0);
+    ::setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &kWriteLimit, sizeof kWriteLimit);
+    enlargeReceiveQueue(fd);
+    if (::ioctl(fd, SIOCGIFINDEX, &request) < 0)
         return failOpen(kIoctlError);
     sockaddr_can address = {};
     address.can_family = AF_CAN;
     address.can_ifindex = request.ifr_ifindex;
     // Up to the identifiers of transport protocols, which a raw socket does not have.
     constexpr socklen_t kAddressSize = 16;
-    if (::bind(_socketId, reinterpret_cast<const sockaddr*>(&address), kAddressSize) < 0)
+    if (::bind(fd, reinterpret_cast<const sockaddr*>(&address), kAddressSize) < 0)
         return failOpen(kBindError);
     return true;
 }
 
 bool CanDevice::failOpen(const char* text)
 {
-    const QString reason = kernelReason();
-    if (_socketId >= 0)
-        closeSocket();
-    setLastError(QString::fromLatin1(text).arg(reason));
+    setLastError(QString::fromLatin1(text).arg(kernelReason()));
     return false;
 }
 
@@ -160,63 +179,68 @@ bool CanDevice::writeCan(const QVariantMap& map)
         setLastError(error);
         return false;
     }
-    const int fd = _socketId;
-    const ssize_t size = ::write(fd, &*frame, ky::kCanFrameSize);
+    const ky::HeldDescriptor socket = _descriptor->hold();
+    const ssize_t size = ::write(socket->number, &*frame, ky::kCanFrameSize);
     if (size == ky::kCanFrameSize)
         return true;
     const QString reason = kernelReason();
     setLastError(QStringLiteral("Write error[socketId:%1  ret:%2]:%3")
-                     .arg(QString::number(fd), QString::number(size), reason));
+                     .arg(QString::number(socket->number), QString::number(size), reason));
     return false;
 }
 
 void CanDevice::closeCan(const QVariantMap& /*map*/)
 {
-    _isStop = true;
-    if (_socketId < 1)
+    setStop(true);
+    if (socketId() < 1)
         return;
-    closeSocket();
+    _descriptor->close();
 }
 
 void CanDevice::readCan()
 {
-    if (_socketId < 0) {
+    if (socketId() < 0) {
         setLastError(QStringLiteral("socketId < 0"));
         return;
     }
-    KY_DEBUG << "readCan:" << _socketId.load() << "_isStop:" << (_isStop ? "true" : "false");
+    KY_DEBUG << "readCan:" << socketId() << "_isStop:" << (isStop() ? "true" : "false");
     ky::ReadPace pace;
-    do {
-        while (!_isStop) {
-            _isReading = true;
-            readFrame(pace);
+    bool hasPaused = false;
+    while (const ky::HeldDescriptor socket = _descriptor->nextToRead()) {
+        if (socket->number < 0) {
+            readFrame(*socket); // says so in the kernel's words
+            _descriptor->waitForDescriptor();
+            continue;
         }
-    } while (!isLeaving());
+        // On a busy bus a pause instead of a wait for the very next frame, which would wake this
+        // thread and the one that the frame goes to for each single one. What waits already is
+        // taken without it.
+        const bool mayPause = pace.isBusy() && !hasPaused;
+        const auto found = _descriptor->wait(*socket, mayPause ? 0 : -1);
+        hasPaused = found == ky::CanDescriptor::Wait::Nothing;
+        if (hasPaused)
+            std::this_thread::sleep_for(ky::ReadPace::kGathering);
+        else if (found == ky::CanDescriptor::Wait::Readable && readFrame(*socket))
+            pace.frameReadAt(std::chrono::steady_clock::now());
+    }
 }
 
-/// Says that the loop has ended, unless the owner has opened again meanwhile: whoever clears the
-/// stop flag and then still sees isReading() relies on the loop to go on.
-bool CanDevice::isLeaving()
-{
-    _isReading = false;
-    return _isStop;
-}
-
-void CanDevice::readFrame(ky::ReadPace& pace)
+/// False if there is no frame to report.
+bool CanDevice::readFrame(const ky::Descriptor& socket)
 {
     can_frame frame = {};
-    const ssize_t size = ::read(_socketId, &frame, ky::kCanFrameSize);
+    const ssize_t size = ::read(socket.number, &frame, ky::kCanFrameSize);
     const int reason = errno;
-    if (_isStop)
-        return; // closed meanwhile: what came is dropped
+    if (isStop())
+        return false; // closed meanwhile: what came is dropped
     switch (ky::judgeCanRead(size)) {
     case ky::CanRead::Failed:
         KY_WARNING_AS(kReadCan)
             << QStringLiteral("Read error:%1").arg(QString::fromLocal8Bit(strerror(reason)));
-        return;
+        return false;
     case ky::CanRead::Incomplete:
         KY_WARNING_AS(kReadCan) << "Incomplete CAN frame received";
-        return;
+        return false;
     case ky::CanRead::Frame:
         break;
     }
@@ -225,16 +249,5 @@ void CanDevice::readFrame(ky::ReadPace& pace)
     map.insert(map.constEnd(), QStringLiteral("time"), receptionTime());
     KY_DEBUG_AS(kReadCan) << "Received CAN frame:" << map;
     emit sigReadyRead(map);
-    pace.frameReadAt(std::chrono::steady_clock::now());
-    if (pace.isBusy())
-        letFramesGather();
-}
-
-/// A pause instead of a wait for the very next frame, which would wake this thread and the one that
-/// the frame goes to for each single one. What waits already is taken without it.
-void CanDevice::letFramesGather() const
-{
-    pollfd waiting = {_socketId, POLLIN, 0};
-    if (::poll(&waiting, 1, 0) == 0)
-        std::this_thread::sleep_for(ky::ReadPace::kGathering);
+    return true;
 }

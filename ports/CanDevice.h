@@ -4,19 +4,21 @@
 #include <QObject>
 #include <QVariantMap>
 
-#include <atomic>
+#include <memory>
 
 namespace ky {
-class ReadPace;
-}
+class CanDescriptor;
+struct Descriptor;
+} // namespace ky
 
 /// One raw channel of the kernel's CAN layer, opened by interface name ("can0").
 ///
 /// Thread: readCan() blocks the thread that the object lives on; openCan(), writeCan() and
 /// closeCan() are called from the thread of the owner meanwhile. What both sides touch, the
-/// descriptor and the two flags, is atomic, and the error text is under a mutex.
+/// descriptor with the two flags and the error text, is under a mutex each.
 /// closeCan() does not wake a read that is blocked: the loop leaves when that read returns, which
-/// may be never. Closing and opening again keeps the loop, which goes on with the new descriptor.
+/// may be never. Opening again keeps the loop and takes it out of that read: it goes on with the
+/// new descriptor at once. The process gets a closed number back when the loop has left it.
 /// Errors: nothing throws. After false, lastError() tells the call and the kernel's reason.
 class Q_DECL_EXPORT CanDevice : public QObject
 {
@@ -27,7 +29,8 @@ public:
     ~CanDevice() override;
 
     /// Opens the interface named by "portName" (at most 15 bytes), closing an open one first.
-    /// canName() stays as it is.
+    /// canName() stays as it is. After false the port is closed, and a loop that runs waits for the
+    /// next openCan() or closeCan().
     bool openCan(const QVariantMap& map);
 
     /// Sends one frame: "frameType" (1 extended), "frameFormat" (1 remote), "frameId",
@@ -48,20 +51,23 @@ public:
     QString canName() const { return _canName; }
     void setCanName(const QString& name) { _canName = name; }
 
-    bool isStop() const { return _isStop; }
-    void setStop(bool isStop) { _isStop = isStop; }
+    bool isStop() const;
+    void setStop(bool isStop);
 
     /// The descriptor, -1 when closed. Descriptor 0 counts as not open.
-    int socketId() const { return _socketId; }
-    void setSocketId(int socketId) { _socketId = socketId; }
+    int socketId() const;
+    /// Takes a descriptor over: closing the port closes it. The one before is left open to whoever
+    /// calls this, and a loop that waits for a frame of it goes on waiting.
+    void setSocketId(int socketId);
 
     /// Whether the loop of readCan() runs.
-    bool isReading() const { return _isReading; }
+    bool isReading() const;
 
 public slots:
     /// Reads frames until the stop flag is seen behind a read. A read that fails is logged, and
-    /// the next follows at once. On a bus of 2000 frames a second and more a frame may wait for
-    /// about a millisecond, so that several are taken at once.
+    /// the next follows at once; without a descriptor, as soon as there is one again. On a bus of
+    /// 2000 frames a second and more a frame may wait for about a millisecond, so that several are
+    /// taken at once.
     void readCan();
 
 signals:
@@ -70,17 +76,12 @@ signals:
     void sigReadyRead(const QVariantMap& map);
 
 private:
-    void closeSocket();
     bool failOpen(const char* text);
-    bool bindTo(const QString& portName);
-    bool isLeaving();
-    void readFrame(ky::ReadPace& pace);
-    void letFramesGather() const;
+    bool bindTo(const QString& portName, int fd);
+    bool readFrame(const ky::Descriptor& socket);
 
     mutable QMutex _errorMutex; // guards _lastError between the owner and the loop
     QString _lastError;
-    std::atomic<int> _socketId{-1};
-    std::atomic<bool> _isStop{false};
-    std::atomic<bool> _isReading{false};
+    const std::unique_ptr<ky::CanDescriptor> _descriptor; // shared by the owner and the loop
     QString _canName;
 };

@@ -27,7 +27,9 @@ private slots:
     void writeToAnInterfaceThatIsDownFails();
     void interfaceThatGoesDownAndComesBackIsReadAgain();
     void removedInterfaceFailsWrites();
-    void replacedInterfaceIsWrittenButNotRead();
+    void replacedInterfaceIsReadOnceThePortIsOpenedAgain();
+    void portThatReadsIsOpenedAfresh_data();
+    void portThatReadsIsOpenedAfresh();
     void twoPortsAtOnce();
     void listsInterfacesWithState();
 
@@ -233,7 +235,7 @@ void tst_Vcan::removedInterfaceFailsWrites()
     QCOMPARE(open(can, kFirst), QString("-1 IOCTL error: No such device"));
 }
 
-void tst_Vcan::replacedInterfaceIsWrittenButNotRead()
+void tst_Vcan::replacedInterfaceIsReadOnceThePortIsOpenedAgain()
 {
     Manager can;
     QSignalSpy frames(&can, &CanObject::sigFrame);
@@ -243,15 +245,48 @@ void tst_Vcan::replacedInterfaceIsWrittenButNotRead()
         QtWarningMsg, QRegularExpression("\\[warning\\]\\[readCan\\].*Read error:No such device"));
 
     QVERIFY(ip("link del " + kFirst));
-    QTest::qWait(200); // one failure, then the read blocks, on a socket of no interface
+    QCOMPARE(open(can, kFirst), QString("-1 IOCTL error: No such device")); // too early
     QVERIFY(ip("link add " + kFirst + " type vcan"));
     QVERIFY(ip("link set " + kFirst + " up"));
     QCOMPARE(open(can, kFirst), QString("0 "));
     QVERIFY(cansend(kFirst, "123#11"));
 
-    QVERIFY(!frames.wait(500));
+    QVERIFY(frames.count() == 1 || frames.wait(3000));
+    QCOMPARE(frames[0][0].toMap()["frameId"].toInt(), 0x123);
     QVERIFY(can.device(kFirst)->isReading());
     QCOMPARE(write(can, frameTo(kFirst, 1, "x")), QString("0 "));
+}
+
+void tst_Vcan::portThatReadsIsOpenedAfresh_data()
+{
+    QTest::addColumn<bool>("isClosedFirst");
+
+    QTest::newRow("closed and opened") << true;
+    QTest::newRow("opened") << false;
+}
+
+/// The bus has one frame for every socket, and the loop must not wait in the old one's read.
+void tst_Vcan::portThatReadsIsOpenedAfresh()
+{
+    QFETCH(bool, isClosedFirst);
+    Manager can;
+    QSignalSpy frames(&can, &CanObject::sigFrame);
+    QSignalSpy reads(&can, &CanObject::sigRead);
+    QCOMPARE(open(can, kFirst), QString("0 "));
+    QVERIFY(cansend(kFirst, "001#"));
+    QVERIFY(frames.count() == 1 || frames.wait(3000));
+
+    if (isClosedFirst)
+        emit can.sigClose(port(kFirst));
+    QCOMPARE(open(can, kFirst), QString("0 "));
+    QVERIFY(cansend(kFirst, "002#"));
+    QVERIFY(cansend(kFirst, "003#"));
+
+    const auto hasLast = [&] { return frames.last()[0].toMap()["frameId"].toInt() == 3; };
+    QTRY_VERIFY(hasLast());
+    QCOMPARE(frames.count(), 3); // each of them once
+    QVERIFY2(isClosedFirst || reads.count() == 1, "the loop goes on, no second one is asked for");
+    QVERIFY(can.device(kFirst)->isReading());
 }
 
 void tst_Vcan::twoPortsAtOnce()

@@ -23,6 +23,10 @@ namespace {
 
 std::atomic<const std::function<void()>*> onClose{nullptr}; // runs within the next close()
 std::atomic<const std::function<void()>*> onPause{nullptr}; // runs within the loop's next pause
+std::atomic<const std::function<void()>*> onRead{nullptr};  // runs before the next read of readFd
+std::atomic<int> readFd{-1};
+std::atomic<const std::function<void()>*> onWrite{nullptr}; // runs before the next write of writeFd
+std::atomic<int> writeFd{-1};
 std::atomic<int> pauses{0};
 
 } // namespace
@@ -37,6 +41,26 @@ extern "C" Q_DECL_EXPORT int nanosleep(const timespec* wanted, timespec* left)
     static const auto real =
         reinterpret_cast<int (*)(const timespec*, timespec*)>(dlsym(RTLD_NEXT, "nanosleep"));
     return real(wanted, left);
+}
+
+/// Stands before the system's own, in this program: what the loop takes its frames with.
+extern "C" Q_DECL_EXPORT ssize_t read(int fd, void* bytes, size_t size)
+{
+    if (const auto* const hook = fd == readFd ? onRead.exchange(nullptr) : nullptr)
+        (*hook)();
+    static const auto real =
+        reinterpret_cast<ssize_t (*)(int, void*, size_t)>(dlsym(RTLD_NEXT, "read"));
+    return real(fd, bytes, size);
+}
+
+/// Stands before the system's own, in this program: what a port sends its frames with.
+extern "C" Q_DECL_EXPORT ssize_t write(int fd, const void* bytes, size_t size)
+{
+    if (const auto* const hook = fd == writeFd ? onWrite.exchange(nullptr) : nullptr)
+        (*hook)();
+    static const auto real =
+        reinterpret_cast<ssize_t (*)(int, const void*, size_t)>(dlsym(RTLD_NEXT, "write"));
+    return real(fd, bytes, size);
 }
 
 /// Stands before the system's own, in this program and its libraries.
@@ -83,12 +107,19 @@ private slots:
     void closeDoesNotWakeTheRead();
     void frameThatComesAfterCloseIsDropped();
     void loopGoesOnAfterReopening();
+    void loopNeverReadsFromANumberThatIsSomebodyElses();
+    void numberIsFreeOnceTheLoopHasLeft();
+    void writeNeverGoesToANumberThatIsSomebodyElses();
+    void descriptorSetFromOutsideIsTakenUpAfterTheRead();
     void quietBusIsReadWithoutPauses();
     void framesOfABusyBusGatherAndAllArrive();
     void closeWithinAPauseEndsTheLoop();
     void reopeningWithinAPauseGoesOnWithTheNewSocket();
-    void readThatNeverReturnsKeepsAReopenedPortDeaf();
-    void failedReopeningIsAnEndlessReadError();
+    void reopenedPortIsReadThoughTheOldReadNeverReturns_data();
+    void reopenedPortIsReadThoughTheOldReadNeverReturns();
+    void reopenedPortIsReadAfterAShortageOfDescriptors();
+    void failedReopeningIsOneReadErrorUntilThePortOpens();
+    void closeEndsALoopThatHasNoSocket();
     void failedReadIsWarnedOfAndRepeatedAtOnce();
     void peerThatGoesAwayIsAnEndlessIncompleteFrame();
     void destructorClosesTheSocket();
@@ -98,6 +129,7 @@ private slots:
 namespace {
 
 constexpr char kIncomplete[] = "[warning][readCan]Incomplete CAN frame received";
+constexpr char kNoDescriptor[] = "[warning][readCan]Read error:Bad file descriptor";
 
 /// A connected pair of sockets in the place of a CAN interface.
 struct Pair
@@ -146,6 +178,8 @@ public:
         QObject::connect(device, &CanDevice::sigReadyRead, &_receiver,
                          [this](const QVariantMap& map) { frames << map; });
         _thread.start();
+        QMetaObject::invokeMethod(
+            device, [] {}, Qt::BlockingQueuedConnection); // it has its events
     }
     ~Loop()
     {
@@ -179,6 +213,25 @@ public:
 private:
     QObject _receiver; // lives here: frames cross by queued signal
     QThread _thread;
+};
+
+/// As long as it lives, the process gets no descriptor more than it has.
+class NoMoreDescriptors
+{
+public:
+    NoMoreDescriptors()
+    {
+        getrlimit(RLIMIT_NOFILE, &_old);
+        const int next = dup(STDERR_FILENO);
+        ::close(next);
+        rlimit tight = _old;
+        tight.rlim_cur = rlim_t(next);
+        setrlimit(RLIMIT_NOFILE, &tight);
+    }
+    ~NoMoreDescriptors() { setrlimit(RLIMIT_NOFILE, &_old); }
+
+private:
+    rlimit _old = {};
 };
 
 int receiveQueueOf(int fd)
@@ -630,20 +683,104 @@ void tst_CanDevice::loopGoesOnAfterReopening()
     CanBus bus(folder.path());
     Pair first;
     Loop loop(first.device);
+    const auto wake = qScopeGuard([&] { first.hangUp(); }); // a loop that is deaf ends by this
     loop.start();
-    QVERIFY(loop.waitForReading(true));
-    QTest::qWait(50);
+    first.send(canFrame(1, "a"));
+    QVERIFY(loop.waitForFrames(1));
 
     loop.device->closeCan({});
     QVERIFY(loop.device->openCan({{"portName", "can0"}}));
     bus.accept();
     QVERIFY(loop.device->isReading());
-    first.send(canFrame(1, "a")); // the old read returns, and its frame counts
     bus.send(canFrame(2, "b"));
 
     QVERIFY(loop.waitForFrames(2));
-    QCOMPARE(loop.frames[0]["frameId"].toInt(), 1);
     QCOMPARE(loop.frames[1]["frameId"].toInt(), 2);
+}
+
+/// The loop has made up its mind to read; before it does, the port is closed and somebody else
+/// opens a descriptor.
+void tst_CanDevice::loopNeverReadsFromANumberThatIsSomebodyElses()
+{
+    Pair port;
+    std::unique_ptr<Pair> stranger;
+    Loop loop(port.device);
+    const std::function<void()> closeAndOpen = [&] {
+        loop.device->closeCan({});
+        stranger = std::make_unique<Pair>();
+        stranger->send(canFrame(7, "other's"));
+    };
+    readFd = port.device;
+    onRead = &closeAndOpen;
+    port.send(canFrame(1, "a"));
+
+    loop.start();
+
+    QVERIFY(QTest::qWaitFor([&] { return loop.device->isStop(); }, 3000));
+    QVERIFY(loop.waitForReading(false));
+    can_frame left = {};
+    QCOMPARE(::recv(stranger->device, &left, sizeof left, MSG_DONTWAIT), ssize_t(sizeof left));
+    QCOMPARE(left.can_id, 7u);
+    ::close(stranger->device);
+}
+
+void tst_CanDevice::numberIsFreeOnceTheLoopHasLeft()
+{
+    Pair port;
+    Loop loop(port.device);
+    loop.start();
+    port.send(canFrame(1, "a"));
+    QVERIFY(loop.waitForFrames(1));
+
+    loop.device->closeCan({});
+    QCOMPARE(loop.device->socketId(), -1);
+    port.send(canFrame(2, "b")); // lets the loop leave
+
+    QVERIFY(loop.waitForReading(false));
+    QVERIFY(!isDescriptorOpen(port.device));
+}
+
+/// A write may wait for a second, and another thread may close the port meanwhile.
+void tst_CanDevice::writeNeverGoesToANumberThatIsSomebodyElses()
+{
+    Pair port;
+    std::unique_ptr<Pair> stranger;
+    CanDevice can;
+    can.setSocketId(port.device);
+    const std::function<void()> closeAndOpen = [&] {
+        can.closeCan({});
+        stranger = std::make_unique<Pair>();
+    };
+    writeFd = port.device;
+    onWrite = &closeAndOpen;
+
+    QVERIFY(can.writeCan({{"frameId", 7}}));
+
+    QVERIFY(stranger);
+    QCOMPARE(stranger->received().can_id, 0xDEADu); // nothing
+    QCOMPARE(port.received().can_id, 7u);
+    QVERIFY(!isDescriptorOpen(port.device));
+    ::close(stranger->device);
+}
+
+/// Nothing takes the loop out of its read then, so the frame that does counts.
+void tst_CanDevice::descriptorSetFromOutsideIsTakenUpAfterTheRead()
+{
+    Pair first;
+    Pair second;
+    Loop loop(first.device);
+    loop.start();
+    first.send(canFrame(1, "a"));
+    QVERIFY(loop.waitForFrames(1));
+
+    loop.device->setSocketId(second.device);
+    QVERIFY2(isDescriptorOpen(first.device), "left to whoever had set it");
+    first.send(canFrame(2, "b"));
+    second.send(canFrame(3, "c"));
+
+    QVERIFY(loop.waitForFrames(3));
+    QCOMPARE(loop.frames[1]["frameId"].toInt() + loop.frames[2]["frameId"].toInt(), 5);
+    ::close(first.device);
 }
 
 void tst_CanDevice::quietBusIsReadWithoutPauses()
@@ -721,30 +858,95 @@ void tst_CanDevice::reopeningWithinAPauseGoesOnWithTheNewSocket()
     QVERIFY(loop.device->isReading());
 }
 
-/// The socket of an adapter that was pulled out brings nothing more, and the loop stays in it.
-void tst_CanDevice::readThatNeverReturnsKeepsAReopenedPortDeaf()
+void tst_CanDevice::reopenedPortIsReadThoughTheOldReadNeverReturns_data()
+{
+    QTest::addColumn<bool>("isClosedFirst");
+
+    QTest::newRow("closed and opened") << true;
+    QTest::newRow("opened afresh") << false;
+}
+
+/// The socket of an adapter that was pulled out brings nothing more.
+void tst_CanDevice::reopenedPortIsReadThoughTheOldReadNeverReturns()
+{
+    QFETCH(bool, isClosedFirst);
+    CanBusFolder folder;
+    CanBus bus(folder.path());
+    Pair pulledOut;
+    Loop loop(pulledOut.device);
+    const auto wake = qScopeGuard([&] { pulledOut.hangUp(); }); // a loop that is deaf ends by this
+    loop.start();
+    pulledOut.send(canFrame(1, "a"));
+    QVERIFY(loop.waitForFrames(1));
+
+    if (isClosedFirst)
+        loop.device->closeCan({});
+    QVERIFY(loop.device->openCan({{"portName", "can0"}}));
+    bus.accept();
+    bus.send(canFrame(2, "in"));
+
+    QVERIFY(loop.waitForFrames(2));
+    QCOMPARE(loop.frames[1]["frameId"].toInt(), 2);
+    QVERIFY(loop.device->isReading());
+    char byte;
+    QTRY_COMPARE(::recv(pulledOut.peer, &byte, 1, MSG_DONTWAIT), ssize_t(0)); // let go of
+    QVERIFY(loop.device->writeCan({{"frameId", 3}}));
+    QCOMPARE(bus.receive().can_id, 3u);
+}
+
+/// What wakes the loop costs a descriptor of its own, and there may be none.
+void tst_CanDevice::reopenedPortIsReadAfterAShortageOfDescriptors()
 {
     CanBusFolder folder;
     CanBus bus(folder.path());
     Pair pulledOut;
     Loop loop(pulledOut.device);
-    const auto wake = qScopeGuard([&] { pulledOut.hangUp(); }); // else the thread never ends
-    loop.start();
-    QVERIFY(loop.waitForReading(true));
-    QTest::qWait(50);
+    const auto wake = qScopeGuard([&] { pulledOut.hangUp(); });
+    bool isRead = false;
+    {
+        const NoMoreDescriptors shortage;
+        loop.start();
+        pulledOut.send(canFrame(1, "a"));
+        isRead = loop.waitForFrames(1);
+    }
+    QVERIFY(isRead);
 
-    loop.device->closeCan({});
     QVERIFY(loop.device->openCan({{"portName", "can0"}}));
     bus.accept();
-    bus.send(canFrame(1, "in"));
+    bus.send(canFrame(2, "in"));
 
-    QVERIFY(!QTest::qWaitFor([&] { return !loop.frames.isEmpty(); }, 200));
-    QVERIFY(loop.device->isReading()); // so the manager asks for no second loop
-    QVERIFY(loop.device->writeCan({{"frameId", 2}}));
-    QCOMPARE(bus.receive().can_id, 2u);
+    QVERIFY(loop.waitForFrames(2));
 }
 
-void tst_CanDevice::failedReopeningIsAnEndlessReadError()
+/// An interface that went away and is asked for too early.
+void tst_CanDevice::failedReopeningIsOneReadErrorUntilThePortOpens()
+{
+    CanBusFolder folder;
+    CanBus bus(folder.path());
+    LogTap log;
+    Pair pair;
+    Loop loop(pair.device);
+    const auto wake = qScopeGuard([&] { pair.hangUp(); });
+    loop.start();
+    pair.send(canFrame(1, "a"));
+    QVERIFY(loop.waitForFrames(1));
+
+    QVERIFY(!loop.device->openCan({{"portName", "can9"}}));
+    QCOMPARE(loop.device->socketId(), -1);
+    pair.send(canFrame(2, "b")); // the read returns, and finds no descriptor the next time
+    QTRY_COMPARE(log.count(kNoDescriptor), 1);
+    QVERIFY(!loop.device->openCan({{"portName", "can9"}}));
+    QVERIFY(loop.device->isReading());
+    QVERIFY(loop.device->openCan({{"portName", "can0"}}));
+    bus.accept();
+    bus.send(canFrame(3, "c"));
+
+    QVERIFY(loop.waitForFrames(3));
+    QCOMPARE(loop.frames[2]["frameId"].toInt(), 3);
+    QCOMPARE(log.count(kNoDescriptor), 1);
+}
+
+void tst_CanDevice::closeEndsALoopThatHasNoSocket()
 {
     CanBusFolder folder;
     LogTap log;
@@ -752,16 +954,16 @@ void tst_CanDevice::failedReopeningIsAnEndlessReadError()
     Loop loop(pair.device);
     const auto wake = qScopeGuard([&] { pair.hangUp(); });
     loop.start();
-    QVERIFY(loop.waitForReading(true));
-    QTest::qWait(50);
-
+    pair.send(canFrame(1, "a"));
+    QVERIFY(loop.waitForFrames(1));
     QVERIFY(!loop.device->openCan({{"portName", "can9"}}));
-    pair.send(canFrame(1, "a")); // the read returns, and finds no descriptor the next time
+    pair.send(canFrame(2, "b"));
+    QTRY_COMPARE(log.count(kNoDescriptor), 1);
 
-    QTRY_VERIFY(log.count("[warning][readCan]Read error:Bad file descriptor") >= 100);
-    QVERIFY(loop.device->isReading());
     loop.device->closeCan({});
+
     QVERIFY(loop.waitForReading(false));
+    QCOMPARE(log.count(kNoDescriptor), 1);
 }
 
 void tst_CanDevice::failedReadIsWarnedOfAndRepeatedAtOnce()
