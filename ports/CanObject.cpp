@@ -14,6 +14,9 @@
 #include <QNetworkInterface>
 #include <QThread>
 
+#include <atomic>
+#include <memory>
+
 namespace {
 
 constexpr char kPortFile[] = "/appInfo/backupFile/canConfig.json";
@@ -42,6 +45,25 @@ QVector<ky::CanInterface> presentInterfaces()
                                          flags.testFlag(QNetworkInterface::IsRunning)});
     }
     return present;
+}
+
+/// Each opening of a port asks all the others to read as well, and one whose loop runs cannot
+/// take that up: a single call waits for it then, however often it was asked.
+void connectReads(const CanObject& can, CanDevice* device)
+{
+    const auto isWaiting = std::make_shared<std::atomic<bool>>(false);
+    const auto ask = [device, isWaiting] {
+        if (isWaiting->exchange(true))
+            return;
+        QMetaObject::invokeMethod(
+            device,
+            [device, isWaiting] {
+                *isWaiting = false; // who asks from now on may have opened behind the call's back
+                device->readCan();
+            },
+            Qt::QueuedConnection);
+    };
+    QObject::connect(&can, &CanObject::sigRead, device, ask, Qt::DirectConnection);
 }
 
 void release(SocketCan* channel)
@@ -106,7 +128,7 @@ CanDevice* CanObject::makeDevice(const QString& name)
     device->setCanName(name);
     auto* const thread = new QThread;
     connect(device, &CanDevice::sigReadyRead, this, &CanObject::slotReadyRead);
-    connect(this, &CanObject::sigRead, device, &CanDevice::readCan);
+    connectReads(*this, device);
     device->moveToThread(thread);
     thread->start(QThread::InheritPriority);
     keepForProcess(device);

@@ -10,7 +10,10 @@
 #include <QThread>
 #include <QtTest>
 
+#include <atomic>
+#include <memory>
 #include <thread>
+#include <unistd.h>
 
 class tst_CanObject : public QObject
 {
@@ -31,6 +34,8 @@ private slots:
     void twoPortsAtOnce();
     void everyReadRequestReachesEveryDevice();
     void readRequestWaitsUntilTheLoopHasLeft();
+    void oneReadRequestAtMostWaitsForAPort();
+    void portThatLostItsInterfaceReadsAgainOnceOpened();
     void portReopenedUnderLoadStaysAlive();
     void frameLeavesAsJsonAndAsMap();
     void frameWithBytesThatAreNoTextIsIntactInTheMap();
@@ -349,6 +354,58 @@ void tst_CanObject::readRequestWaitsUntilTheLoopHasLeft()
 
     QTRY_COMPARE(device->lastError(), QString("socketId < 0"));
     QVERIFY(!device->isReading());
+}
+
+void tst_CanObject::oneReadRequestAtMostWaitsForAPort()
+{
+    LogTap log;
+    CanBusFolder folder;
+    CanBus bus(folder.path());
+    Manager can;
+    can.openCan(port("can0"));
+    bus.accept();
+    CanDevice* const device = can._canDevices["can0"];
+    QTRY_VERIFY(device->isReading());
+
+    for (int n = 0; n < 5000; ++n)
+        emit can.sigRead(); // as every opening of another port does
+    emit can.sigClose(port("can0"));
+    bus.send(1, "leave");
+    QTRY_VERIFY(!device->isReading());
+    std::atomic<bool> isServed{false};
+    QMetaObject::invokeMethod(
+        device, [&isServed] { isServed = true; }, Qt::QueuedConnection);
+
+    QTRY_VERIFY(isServed);
+    QCOMPARE(log.count("[warning][setLastError]socketId < 0"), 1);
+    emit can.sigRead(); // none waits now, so this one is served
+    QTRY_COMPARE(log.count("[warning][setLastError]socketId < 0"), 2);
+}
+
+/// As the daemon does it for a client: the adapter is pulled out, asked for too early, plugged in
+/// and opened.
+void tst_CanObject::portThatLostItsInterfaceReadsAgainOnceOpened()
+{
+    LogTap log;
+    CanBusFolder folder;
+    auto bus = std::make_unique<CanBus>(folder.path());
+    Manager can;
+    Answers answers(can);
+    QSignalSpy frames(&can, &CanObject::sigFrame);
+    can.openCan(port("can0"));
+    const int peer = dup(bus->accept()); // keeps the old socket alive, and silent
+    QTRY_VERIFY(can._canDevices["can0"]->isReading());
+    bus.reset();
+    can.openCan(port("can0"));
+    bus = std::make_unique<CanBus>(folder.path());
+    can.openCan(port("can0"));
+    bus->accept();
+
+    bus->send(5, "five");
+
+    QTRY_COMPARE(lastIdentifier(frames), 5);
+    QCOMPARE(answers.take(), QStringList({"0 ", "-1 IOCTL error: No such device", "0 "}));
+    ::close(peer);
 }
 
 /// Closing and opening race with the loop that is about to leave: whoever comes first, the port
