@@ -219,7 +219,8 @@ void CanObject::configureAll(const QVariantList& list)
         bool isNumber = false;
         const int baudRate = record.value(QStringLiteral("baudRate")).toInt(&isNumber);
         if (!isNumber) // goes on with 0, like every unknown rate
-            setLastError(QStringLiteral("baud rate of CAN port [%1]: not a number").arg(name));
+            KY_WARNING_AS("saveCanPortsToFile")
+                << QStringLiteral("baud rate of CAN port [%1]: not a number").arg(name);
         config(name, QString::number(baudRate), PublicClass::init()->tbxName);
     }
 }

@@ -39,7 +39,7 @@ public:
     QVariantList getAllCanPorts();
 
     /// Replaces the port file. With `applyConfig` each port is set up first, in order, with its
-    /// "baudRate". False for an empty list only.
+    /// "baudRate"; one that is no number counts as 0, with a warning. False for an empty list only.
     bool saveCanPortsToFile(const QVariantList& list, bool applyConfig);
 
     /// Takes the first port of that name out of the port file.
