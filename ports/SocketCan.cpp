@@ -9,9 +9,29 @@
 #include <cerrno>
 #include <cstring>
 
+namespace {
+
+/// A socket that refuses in its own words what is no address. Qt would bind it to any interface.
+class Carrier : public QTcpSocket
+{
+public:
+    using QTcpSocket::QTcpSocket;
+
+    bool bindTo(const QHostAddress& address)
+    {
+        if (!address.isNull())
+            return bind(address, 0, DefaultForPlatform);
+        setSocketError(SocketAddressNotAvailableError);
+        setErrorString(QStringLiteral("Not an IP address"));
+        return false;
+    }
+};
+
+} // namespace
+
 SocketCan::SocketCan(QObject* parent)
     : QObject(parent)
-    , _tcpSocket(new QTcpSocket(this))
+    , _tcpSocket(new Carrier(this))
 {
     Q_UNUSED(_flag)
     connect(_tcpSocket, &QTcpSocket::readyRead, this, &SocketCan::readCan);
@@ -51,9 +71,7 @@ void SocketCan::bindTo(const QString& portName)
 {
     if (isBoundOrOpen())
         return; // two requests before the first bind
-    const QHostAddress address(portName);
-    // Qt takes an address that does not parse for the address of any interface.
-    if (address.isNull() || !_tcpSocket->bind(address, 0, QAbstractSocket::DefaultForPlatform)) {
+    if (!static_cast<Carrier*>(_tcpSocket)->bindTo(QHostAddress(portName))) {
         setLastError(
             QStringLiteral("Bind CAN[%1] failed: %2").arg(portName, _tcpSocket->errorString()));
         return;

@@ -19,6 +19,8 @@ private slots:
     void openPortIsNotBoundAgain();
     void failedBindIsReportedLater_data();
     void failedBindIsReportedLater();
+    void failedBindTellsOfItself_data();
+    void failedBindTellsOfItself();
     void closedPortCanBeBoundAgain();
     void writeToUnconnectedSocketIsTrue();
     void writesWholeFrame();
@@ -151,6 +153,36 @@ void tst_SocketCan::failedBindIsReportedLater()
 
     QVERIFY(can.openCan({{"portName", "127.0.0.1"}})); // the next one tries again
     QTRY_COMPARE(can.findChild<QTcpSocket*>()->state(), QAbstractSocket::BoundState);
+}
+
+void tst_SocketCan::failedBindTellsOfItself_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("text");
+
+    QTest::newRow("no address") << "can0"
+                                << "Bind CAN[can0] failed: Not an IP address";
+    QTest::newRow("empty") << ""
+                           << "Bind CAN[] failed: Not an IP address";
+    QTest::newRow("of another host")
+        << "203.0.113.5"
+        << "Bind CAN[203.0.113.5] failed: The address is not available";
+}
+
+/// Whatever the one before has met.
+void tst_SocketCan::failedBindTellsOfItself()
+{
+    QFETCH(QString, name);
+    SocketCan can;
+
+    for (const char* const earlier : {"203.0.113.9", "can9"}) {
+        QVERIFY(can.openCan({{"portName", earlier}}));
+        QCoreApplication::processEvents();
+        QVERIFY(can.openCan({{"portName", name}}));
+        QCoreApplication::processEvents();
+
+        QTEST(can.lastError(), "text");
+    }
 }
 
 void tst_SocketCan::closedPortCanBeBoundAgain()
