@@ -11,6 +11,8 @@
 
 namespace {
 
+constexpr char kReadCan[] = "readCan"; // as the log names it
+
 /// A socket that refuses in its own words what is no address. Qt would bind it to any interface.
 class Carrier : public QTcpSocket
 {
@@ -116,10 +118,11 @@ void SocketCan::readFrame()
     const QByteArray bytes = _tcpSocket->readAll();
     switch (ky::judgeCanRead(bytes.size())) {
     case ky::CanRead::Failed:
-        KY_WARNING << QStringLiteral("Read error:%1").arg(QString::fromLocal8Bit(strerror(errno)));
+        KY_WARNING_AS(kReadCan)
+            << QStringLiteral("Read error:%1").arg(QString::fromLocal8Bit(strerror(errno)));
         return;
     case ky::CanRead::Incomplete:
-        KY_WARNING << "Incomplete CAN frame received";
+        KY_WARNING_AS(kReadCan) << "Incomplete CAN frame received";
         return;
     case ky::CanRead::Frame:
         break;
@@ -127,6 +130,6 @@ void SocketCan::readFrame()
     can_frame frame = {};
     memcpy(&frame, bytes.constData(), ky::kCanFrameSize); // what follows in `bytes` is dropped
     const QVariantMap map = ky::canFrameMap(frame);
-    KY_DEBUG << "Received CAN frame:" << map;
+    KY_DEBUG_AS(kReadCan) << "Received CAN frame:" << map;
     emit sigReadyRead(map);
 }

@@ -52,7 +52,7 @@ private:
 
 namespace {
 
-constexpr char kIncomplete[] = "[warning][readFrame]Incomplete CAN frame received";
+constexpr char kIncomplete[] = "[warning][readCan]Incomplete CAN frame received";
 
 QByteArray frameBytes(quint32 word, char fill)
 {
@@ -307,9 +307,9 @@ void tst_SocketCan::eachNotificationAddsAReader()
         line.arrive(frameBytes(0x9FFFFFFF, 'c'));
 
     QCOMPARE(frames.count(), 3);
-    QVERIFY2(log.hasPart("[debug][readFrame]Received CAN frame: ",
-                         "(frameId, QVariant(int, 536870911))"),
-             qPrintable(log.all().join('\n')));
+    QVERIFY2(
+        log.hasPart("[debug][readCan]Received CAN frame: ", "(frameId, QVariant(int, 536870911))"),
+        qPrintable(log.all().join('\n')));
     QCOMPARE(log.count(kIncomplete), 0 + 0 + 1 + 2);
     QCOMPARE(frames[2][0].toMap()["frameId"].toInt(), 0x1FFFFFFF);
     QCOMPARE(frames[2][0].toMap()["frameType"].toInt(), 1);
