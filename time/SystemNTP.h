@@ -80,6 +80,7 @@ signals:
     void sigNtpTimeout();
 
 public slots:
+    // What the client's socket reports. Without effect before the first ntpTime().
     void readingDataGrams();
     void connectsucess();
     void slotNtpError(QAbstractSocket::SocketError error);

@@ -105,6 +105,8 @@ bool SystemNTP::isClockSet() const
 
 void SystemNTP::connectsucess()
 {
+    if (!_ntpUdpSocket)
+        return; // called by hand, before the first exchange
     NTPPackage request;
     QByteArray packet = request.toByteArray();
     _originBytes = request.originBytes;
@@ -117,6 +119,8 @@ void SystemNTP::connectsucess()
 
 void SystemNTP::slotNtpError(QAbstractSocket::SocketError error)
 {
+    if (!_ntpUdpSocket)
+        return; // called by hand, before the first exchange
     _udpErrorString = _ntpUdpSocket->errorString();
     KY_WARNING << "[error:" << error << "]";
     emit sigSetTimeFinished();
@@ -124,6 +128,8 @@ void SystemNTP::slotNtpError(QAbstractSocket::SocketError error)
 
 void SystemNTP::readingDataGrams()
 {
+    if (!_ntpUdpSocket)
+        return; // called by hand, before the first exchange
     const QByteArray reply = readLastDatagram(*_ntpUdpSocket);
     _ntpUdpSocket->disconnectFromHost();
     _ntpUdpSocket->close();

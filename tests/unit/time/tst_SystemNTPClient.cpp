@@ -72,6 +72,7 @@ private slots:
     void kissOfDeathIsAReplyLikeAnyOther();
     void leapVersionAndModeAreNotTested();
 
+    void slotsBeforeTheFirstExchangeDoNothing();
     void closedPortEndsTheExchange();
     void portZeroEndsTheExchange();
     void unknownServerLeavesNoTimer_data();
@@ -450,6 +451,20 @@ void tst_SystemNTPClient::leapVersionAndModeAreNotTested()
 
     QVERIFY(exchange());
 
+    QVERIFY(isClockSet());
+}
+
+/// They are public, so a caller may connect to them or call them at any time.
+void tst_SystemNTPClient::slotsBeforeTheFirstExchangeDoNothing()
+{
+    _ntp->connectsucess();
+    _ntp->readingDataGrams();
+    _ntp->slotNtpError(QAbstractSocket::NetworkError);
+
+    QCOMPARE(_finished->count(), 0); // no exchange, so none is over
+    QVERIFY(host().lines().isEmpty());
+    QCOMPARE(_ntp->getTimedatectlStatus().value("udpErrorString").toString(), QString());
+    QVERIFY(exchange());
     QVERIFY(isClockSet());
 }
 
