@@ -1,5 +1,8 @@
 #include "support/AtomicFile.h"
 
+#include "support/AsideFile.h"
+#include "support/InPlaceWrite.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -18,53 +21,16 @@ namespace {
 constexpr mode_t kNewFileMode = 0644;
 constexpr int kMaxLinks = 40;
 
-/// The file written aside; removed again unless it has been renamed.
-class Aside
+/// Whether a folder that takes no new name may still hold a file that takes new content.
+bool isFolderClosed(int error)
 {
-public:
-    /// A short name of its own: one made of the target's would be too long for a target whose
-    /// name has all the 255 bytes that a name may have.
-    explicit Aside(const QByteArray& folder)
-        : _path(folder + "/.new-XXXXXX")
-        , _fd(mkostemp(_path.data(), O_CLOEXEC))
-    {}
-    ~Aside()
-    {
-        if (_fd >= 0)
-            close(_fd);
-        if (!_path.isEmpty() && _isOpened)
-            unlink(_path.constData());
-    }
-    Aside(const Aside&) = delete;
-    Aside& operator=(const Aside&) = delete;
+    return error == EACCES || error == EPERM || error == EROFS;
+}
 
-    int fd() const { return _fd; }
-    bool renameTo(const QByteArray& target)
-    {
-        if (rename(_path.constData(), target.constData()) != 0)
-            return false;
-        _path.clear();
-        return true;
-    }
-
-private:
-    QByteArray _path;
-    int _fd;
-    bool _isOpened = _fd >= 0;
-};
-
-bool writeAll(int fd, const QByteArray& content)
+/// Whether the name stays with its file: a mount point, or a name that others own.
+bool isNameFixed(int error)
 {
-    qint64 done = 0;
-    while (done < content.size()) {
-        const ssize_t n = write(fd, content.constData() + done, size_t(content.size() - done));
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n < 0)
-            return false;
-        done += n;
-    }
-    return true;
+    return error == EBUSY || error == EXDEV || isFolderClosed(error);
 }
 
 /// Owner first: changing it clears bits of the mode. A process that may not give files away keeps
@@ -107,17 +73,19 @@ bool fail(QString* error, const char* call, const QString& path)
     return false;
 }
 
-} // namespace
-
-bool replaceFile(const QString& path, const QByteArray& content, QString* error)
+bool replaceInPlace(const QString& target, const QByteArray& content, QString* error)
 {
-    const QString target = targetOf(path);
-    QDir().mkpath(QFileInfo(target).absolutePath());
-    const QByteArray name = QFile::encodeName(target);
+    const char* failed = writeInPlace(QFile::encodeName(target), content);
+    return !failed || fail(error, failed, target);
+}
 
-    Aside aside(QFile::encodeName(QFileInfo(target).path()));
+bool replaceByRename(const QString& target, const QByteArray& content, bool isThere, QString* error)
+{
+    const QByteArray name = QFile::encodeName(target);
+    AsideFile aside(QFile::encodeName(QFileInfo(target).path()));
     if (aside.fd() < 0)
-        return fail(error, "create file in folder of", target);
+        return isThere && isFolderClosed(errno) ? replaceInPlace(target, content, error)
+                                                : fail(error, "create file in folder of", target);
     if (!writeAll(aside.fd(), content))
         return fail(error, "write", target);
     if (!takeOwnerAndMode(aside.fd(), name))
@@ -125,9 +93,32 @@ bool replaceFile(const QString& path, const QByteArray& content, QString* error)
     if (fsync(aside.fd()) != 0)
         return fail(error, "flush", target);
     if (!aside.renameTo(name))
-        return fail(error, "rename to", target);
+        return isThere && isNameFixed(errno) ? replaceInPlace(target, content, error)
+                                             : fail(error, "rename to", target);
     flushFolder(target);
     return true;
+}
+
+} // namespace
+
+bool replaceFile(const QString& path, const QByteArray& content, QString* error)
+{
+    const QString target = targetOf(path);
+    QDir().mkpath(QFileInfo(target).absolutePath());
+    struct stat facts = {};
+    const bool isThere = stat(QFile::encodeName(target).constData(), &facts) == 0;
+    // A link to /dev/null switches a file off; a rename would put a file in the place of the
+    // device.
+    if (isThere && !S_ISREG(facts.st_mode) && !S_ISDIR(facts.st_mode))
+        return replaceInPlace(target, content, error);
+    return replaceByRename(target, content, isThere, error);
+}
+
+QString reasonIn(const QString& error)
+{
+    const QString mark = QStringLiteral("]: ");
+    const int at = error.lastIndexOf(mark);
+    return at < 0 ? error : error.mid(at + mark.size());
 }
 
 } // namespace ky

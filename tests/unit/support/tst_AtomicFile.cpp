@@ -245,8 +245,7 @@ void tst_AtomicFile::unwritableFolderLeavesTheFile()
 
     QVERIFY(!replaceFile(fixed, "x", &error));
 
-    QVERIFY2(error.startsWith(QLatin1String("create file in folder of [/proc/version]: ")),
-             qUtf8Printable(error));
+    QVERIFY2(error.contains(QLatin1String(" [/proc/version]: ")), qUtf8Printable(error));
     QCOMPARE(contentOf(fixed), before);
 }
 
