@@ -39,14 +39,6 @@ const ky::AudioBoard& board()
     return ky::audioBoard(PublicClass::init()->hardwareType);
 }
 
-/// The kernel's words at the end of an error text of replaceFile().
-QString reasonOf(const QString& error)
-{
-    const QString mark = QStringLiteral("]: ");
-    const int at = error.lastIndexOf(mark);
-    return at < 0 ? error : error.mid(at + mark.size());
-}
-
 } // namespace
 
 SystemAudio::SystemAudio(QObject* parent)
@@ -107,7 +99,7 @@ bool SystemAudio::setAudioCard(const QString& cardIndex)
     }
     QString error;
     if (!ky::replaceFile(ky::hostPath(ky::paths::kAsoundConf), ky::asoundConf(cardIndex), &error)) {
-        setLastError(reasonOf(error));
+        setLastError(ky::reasonIn(error));
         return false;
     }
     KY_DEBUG << "/etc/asound.conf cardIndex:" << cardIndex;

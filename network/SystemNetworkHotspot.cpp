@@ -51,7 +51,10 @@ bool writeHostapdConf(const QString& path, const QString& ssid, const QString& p
     }
     const QByteArray text = rewrittenHostapdConf(file.readAll(), ssid, passPhrase);
     file.close();
-    return replaceFile(path, text, error);
+    if (replaceFile(path, text, error))
+        return true;
+    *error = QStringLiteral("Open faile[%1]:%2").arg(path, reasonIn(*error));
+    return false;
 }
 
 bool openByHostapd(SystemNetwork& network, const QString& ssid, const QString& passPhrase)

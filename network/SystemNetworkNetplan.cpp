@@ -62,7 +62,7 @@ bool replaceBy(const QString& source, const QString& live)
     QString error;
     if (replaceFile(live, content, &error))
         return true;
-    KY_LOG_WARNING_AS(kyNetworkLog, kCopying) << "Open failed:" << error;
+    KY_LOG_WARNING_AS(kyNetworkLog, kCopying) << "Open failed:" << reasonIn(error);
     return false;
 }
 

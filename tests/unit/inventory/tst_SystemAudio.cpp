@@ -1,3 +1,4 @@
+#include "../ClosedFolder.h"
 #include "HostFolder.h"
 
 #include "inventory/SystemAudio.h"
@@ -72,6 +73,8 @@ private slots:
     void cardThatIsNoIndexIsRefused_data();
     void cardThatIsNoIndexIsRefused();
     void confThatCannotBeWrittenIsTheKernelsReason();
+    void confInAClosedFolderIsWritten();
+    void confThatTakesNothingIsTheKernelsReason();
     void confIsReplacedAsAWhole();
 
     void resetWritesThePchCard();
@@ -430,6 +433,30 @@ void tst_SystemAudio::confThatCannotBeWrittenIsTheKernelsReason()
     QVERIFY(!_audio->setAudioCard("0"));
 
     QCOMPARE(_audio->getLastError(), QStringLiteral("Is a directory"));
+}
+
+void tst_SystemAudio::confInAClosedFolderIsWritten()
+{
+    _host->write(kConf, "old content\n");
+    {
+        const ClosedFolder closed(_host->path("/etc"));
+        QVERIFY(_audio->setAudioCard("2"));
+    }
+
+    QCOMPARE(_host->read(kConf), confOf("2"));
+}
+
+void tst_SystemAudio::confThatTakesNothingIsTheKernelsReason()
+{
+    _host->write(kConf, "old content\n");
+    QVERIFY(QFile::setPermissions(_host->path(kConf), QFile::ReadOwner));
+    {
+        const ClosedFolder closed(_host->path("/etc"));
+        QVERIFY(!_audio->setAudioCard("2"));
+    }
+
+    QCOMPARE(_audio->getLastError(), QStringLiteral("Permission denied"));
+    QCOMPARE(_host->read(kConf), QByteArray("old content\n"));
 }
 
 void tst_SystemAudio::confIsReplacedAsAWhole()

@@ -1,6 +1,14 @@
+#include "../ClosedFolder.h"
 #include "NetworkFixture.h"
 
 #include <QTest>
+
+#include <cstring>
+#include <memory>
+#include <net/if.h>
+#include <sched.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
 
 namespace {
 
@@ -12,6 +20,48 @@ const QString kAutoconnect =
     QStringLiteral("nmcli connection modify MyHostspot connection.autoconnect yes");
 const QString kClose = QStringLiteral("sudo nmcli connection delete MyHostspot");
 constexpr int kHostapdBoard = 6;
+const QString kInterfaceDown = QStringLiteral("sudo ifconfig wlsp1s1 down");
+
+bool isInOwnNetwork = false;
+
+bool askInterface(unsigned long request, ifreq ask)
+{
+    const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const bool isDone = ioctl(fd, request, &ask) == 0;
+    close(fd);
+    return isDone;
+}
+
+/// The loopback interface of this program's own network under the name of the board's own, up while
+/// this lives.
+class HostapdInterface
+{
+public:
+    HostapdInterface() { _isThere = rename("lo", "wlsp1s1") && setFlags("wlsp1s1", IFF_UP); }
+    ~HostapdInterface() { setFlags("wlsp1s1", 0), rename("wlsp1s1", "lo"); }
+    HostapdInterface(const HostapdInterface&) = delete;
+    HostapdInterface& operator=(const HostapdInterface&) = delete;
+
+    bool isThere() const { return _isThere; }
+
+private:
+    static bool rename(const char* from, const char* to)
+    {
+        ifreq ask = {};
+        std::strcpy(ask.ifr_name, from);
+        std::strcpy(ask.ifr_newname, to);
+        return askInterface(SIOCSIFNAME, ask);
+    }
+    static bool setFlags(const char* name, short flags)
+    {
+        ifreq ask = {};
+        std::strcpy(ask.ifr_name, name);
+        ask.ifr_flags = flags;
+        return askInterface(SIOCSIFFLAGS, ask);
+    }
+
+    bool _isThere = false;
+};
 
 QVariantMap request(const QString& ssid = QStringLiteral("robot"),
                     const QString& passPhrase = QStringLiteral("secret12"))
@@ -47,7 +97,11 @@ private slots:
     void hostapdThatFailsLeavesTheNewFile();
     void hostapdFileThatCannotBeOpened();
     void hostapdValueWithALineEndIsRefused();
+    void hostapdFileInAClosedFolderIsWritten();
+    void hostapdFileThatTakesNothing();
     void hostapdInterfaceThatIsMissingIsNotOn();
+    void hostapdInterfaceThatCannotBeTakenDownLeavesTheLastError();
+    void hostapdInterfaceThatWentDownLeavesWhatTheCommandPrinted();
 
 private:
     void useHostapd(const QByteArray& content);
@@ -273,6 +327,35 @@ void tst_Hotspot::hostapdFileThatCannotBeOpened()
     QVERIFY(lines().isEmpty());
 }
 
+void tst_Hotspot::hostapdFileInAClosedFolderIsWritten()
+{
+    useHostapd("ssid=old\n");
+    bool isStarted = false;
+    {
+        const ClosedFolder closed(QFileInfo(confPath()).path());
+        isStarted = _network->startHotspot(request());
+    }
+
+    QVERIFY2(isStarted, qPrintable(_network->getLastError()));
+    QCOMPARE(_fixture->read(confPath()), QByteArray("ssid=robot\n"));
+}
+
+void tst_Hotspot::hostapdFileThatTakesNothing()
+{
+    useHostapd("ssid=old\n");
+    QVERIFY(QFile::setPermissions(confPath(), QFile::ReadOwner));
+    {
+        const ClosedFolder closed(QFileInfo(confPath()).path());
+        QVERIFY(!_network->startHotspot(request()));
+    }
+
+    QCOMPARE(_network->getLastError(),
+             QStringLiteral("Open faile[%1/appInfo/backupFile/hostapd.conf]:Permission denied")
+                 .arg(PublicClass::init()->applicationDir));
+    QCOMPARE(_fixture->read(confPath()), QByteArray("ssid=old\n"));
+    QVERIFY(lines().isEmpty());
+}
+
 void tst_Hotspot::hostapdValueWithALineEndIsRefused()
 {
     useHostapd("ssid=old\n");
@@ -297,5 +380,47 @@ void tst_Hotspot::hostapdInterfaceThatIsMissingIsNotOn()
     QCOMPARE(isRunning().toBool(), true);
 }
 
-QTEST_GUILESS_MAIN(tst_Hotspot)
+void tst_Hotspot::hostapdInterfaceThatCannotBeTakenDownLeavesTheLastError()
+{
+    if (!isInOwnNetwork)
+        QSKIP("no network of one's own here");
+    const HostapdInterface interface;
+    QVERIFY(interface.isThere());
+    PublicClass::init()->hardwareType = kHostapdBoard;
+    _fixture->set(ky::settings::kHotspotRunning, true);
+    _fixture->host().fail(kInterfaceDown, QStringLiteral("SIOCSIFFLAGS: Operation not permitted"));
+    _network->setLastError(QStringLiteral("before"));
+
+    QVERIFY(!_network->stopHotspot());
+
+    QCOMPARE(lines(), QStringList{kInterfaceDown});
+    QCOMPARE(_fixture->host().calls().at(0).limitMs, 20000);
+    QCOMPARE(_network->getLastError(), QStringLiteral("before"));
+    QCOMPARE(isRunning().toBool(), true);
+}
+
+void tst_Hotspot::hostapdInterfaceThatWentDownLeavesWhatTheCommandPrinted()
+{
+    if (!isInOwnNetwork)
+        QSKIP("no network of one's own here");
+    const HostapdInterface interface;
+    QVERIFY(interface.isThere());
+    PublicClass::init()->hardwareType = kHostapdBoard;
+    _fixture->host().answer(kInterfaceDown, QStringLiteral("printed"));
+
+    QVERIFY(!_network->stopHotspot());
+
+    QCOMPARE(_network->getLastError(), QStringLiteral("printed"));
+    QVERIFY(!isRunning().isValid());
+}
+
+/// The program gets a network of its own where the kernel allows it.
+int main(int argc, char* argv[])
+{
+    isInOwnNetwork = unshare(CLONE_NEWNET) == 0 || unshare(CLONE_NEWUSER | CLONE_NEWNET) == 0;
+    QCoreApplication app(argc, argv);
+    tst_Hotspot test;
+    return QTest::qExec(&test, argc, argv);
+}
+
 #include "tst_Hotspot.moc"

@@ -1,3 +1,5 @@
+#include "../ClosedFolder.h"
+
 #include "support/AtomicFile.h"
 
 #include <QDir>
@@ -36,32 +38,6 @@ struct stat statOf(const QString& path)
     stat(QFile::encodeName(path).constData(), &facts);
     return facts;
 }
-
-/// The folder takes no new file while it lives. The modes of folders do not bind root, so root is
-/// somebody else meanwhile.
-class ClosedFolder
-{
-public:
-    explicit ClosedFolder(const QString& path)
-        : _path(QFile::encodeName(path))
-        , _isRoot(geteuid() == 0)
-    {
-        if (chmod(_path.constData(), 0555) != 0 || (_isRoot && seteuid(65534) != 0))
-            qFatal("the folder cannot be closed");
-    }
-    ~ClosedFolder()
-    {
-        if (_isRoot && seteuid(0) != 0)
-            qFatal("this program cannot be root again");
-        chmod(_path.constData(), 0755);
-    }
-    ClosedFolder(const ClosedFolder&) = delete;
-    ClosedFolder& operator=(const ClosedFolder&) = delete;
-
-private:
-    QByteArray _path;
-    bool _isRoot;
-};
 
 bool hasOwnMounts()
 {
