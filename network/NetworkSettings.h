@@ -4,6 +4,8 @@
 namespace ky::settings {
 
 constexpr char kFile[] = "appInfo/setting/WirelessCard.ini";
+/// Of the daemon's main settings file: where the certificates of Wi-Fi networks go.
+constexpr char kCertificateFolder[] = "AppInfo/networkBackup";
 
 constexpr char kWirelessCardName[] = "WirelessCard/CardName";
 constexpr char kWirelessCardBanned[] = "WirelessCard/CardStatus"; ///< true: switched off

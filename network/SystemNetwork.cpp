@@ -4,6 +4,7 @@
 #include "network/HostCommands.h"
 #include "network/HostPreparation.h"
 #include "network/InterfaceText.h"
+#include "network/Leftovers.h"
 #include "network/NetworkLog.h"
 #include "network/NetworkSettings.h"
 #include "network/SupervisionDecision.h"
@@ -52,6 +53,7 @@ SystemNetwork::SystemNetwork(QObject* parent)
     : BaseObject(parent)
 {
     qRegisterMetaType<uint16_t>("uint16_t"); // for queued connections to sigChangedText
+    clearNetworkLeftovers();
     if (PublicClass::init()->hardwareType >= 0) {
         checkDHCP();
         {

@@ -190,8 +190,7 @@ bool SystemNetwork::setWiredNetworkIPconfig(const QVariantMap& request)
 
 bool SystemNetwork::getLinuxDhcpStatus(const QString& fileName)
 {
-    const QString path = profileFolder() + QLatin1Char('/') + fileName;
-    return KeyFile::read(path).value("ipv4", "method") == QLatin1String("auto");
+    return profileNamed(fileName).value("ipv4", "method") == QLatin1String("auto");
 }
 
 void SystemNetwork::checkDHCP()

@@ -5,6 +5,7 @@
 #include "network/ConnectionTemplates.h"
 #include "network/HostCommands.h"
 #include "network/NetworkLog.h"
+#include "network/NetworkSettings.h"
 #include "support/ShellLine.h"
 
 #include <QDir>
@@ -96,7 +97,7 @@ bool SystemNetwork::runIwconfig(const QVariantMap& request)
         return false;
     PublicClass* host = PublicClass::init();
     const QString folder =
-        host->readIni(host->settingsFile, QStringLiteral("AppInfo/networkBackup")).toString();
+        host->readIni(host->settingsFile, QLatin1String(settings::kCertificateFolder)).toString();
     if (!folder.isEmpty())
         QDir().mkpath(folder);
     KY_DEBUG << "[cardName:" << card << "]";

@@ -29,14 +29,6 @@ QString noUuidOf(const QString& ssid)
     return QStringLiteral("The uuid corresponding to [ssid:%1] was not found").arg(ssid);
 }
 
-/// A keyfile by its name alone: a name with a folder in it is none.
-KeyFile profileNamed(const QString& fileName)
-{
-    if (fileName.contains(QLatin1Char('/')))
-        return KeyFile();
-    return KeyFile::read(profileFolder() + QLatin1Char('/') + fileName);
-}
-
 } // namespace
 
 QString SystemNetwork::getCurrentWifiUUid()

@@ -109,6 +109,8 @@ bool isAsideName(const QString& fileName)
 
 void clearLeftovers(const QString& folder)
 {
+    if (folder.isEmpty())
+        return; // to QDir that is the working directory
     const QStringList names =
         QDir(folder).entryList({QLatin1String(kPrefix) + QLatin1Char('*')},
                                QDir::Files | QDir::Hidden | QDir::NoSymLinks, QDir::Unsorted);

@@ -139,6 +139,7 @@ private slots:
 
     // Stale addresses
     void dhcpStatusIsReadFromTheFile();
+    void dhcpStatusIsReadInTheFolderOfProfilesAlone();
     void staleAddressIsRemovedAndNothingElse();
     void staleAddressWithoutAddressChangesNothing();
     void manualAddressStays();
@@ -798,6 +799,18 @@ void tst_Addressing::dhcpStatusIsReadFromTheFile()
     QVERIFY(!_network->getLinuxDhcpStatus(QStringLiteral("b")));
     QVERIFY(!_network->getLinuxDhcpStatus(QStringLiteral("missing")));
     QVERIFY(!_network->getLinuxDhcpStatus(QString()));
+}
+
+void tst_Addressing::dhcpStatusIsReadInTheFolderOfProfilesAlone()
+{
+    QVERIFY(QDir(_fixture->profileFolder()).mkdir(QStringLiteral("below")));
+    _fixture->writeProfile(QStringLiteral("below/a"), profile("auto"));
+    _fixture->write(_fixture->profileFolder() + QStringLiteral("/../outside"), profile("auto"));
+
+    QVERIFY(!_network->getLinuxDhcpStatus(QStringLiteral("../outside")));
+    QVERIFY(!_network->getLinuxDhcpStatus(QStringLiteral("below/a")));
+    QVERIFY(!_network->getLinuxDhcpStatus(QStringLiteral(".")));
+    QVERIFY(!_network->getLinuxDhcpStatus(QStringLiteral("..")));
 }
 
 void tst_Addressing::staleAddressIsRemovedAndNothingElse()

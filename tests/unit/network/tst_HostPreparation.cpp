@@ -1,3 +1,4 @@
+#include "../ClosedFolder.h"
 #include "LogCapture.h"
 #include "NetworkFixture.h"
 
@@ -45,6 +46,8 @@ private slots:
     void settingsAloneStartTheCycle();
     void nothingElseStartsTheCycle();
     void everythingFailingStillMakesTheObject();
+    void whatAKilledProcessLeftIsClearedAway_data();
+    void whatAKilledProcessLeftIsClearedAway();
 
     void netplanIsCreatedFromTheStaticTemplate();
     void netplanIsCreatedWithGatewayWhileBanned();
@@ -53,7 +56,8 @@ private slots:
     void netplanWithoutTemplateFails_data();
     void netplanWithoutTemplateFails();
     void netplanThatIsAFolderFails();
-    void netplanThatCannotBeReplacedFails();
+    void netplanThatCannotBeWrittenFails();
+    void netplanInAClosedFolderIsWritten();
     void failedApplyIsPassedOver();
     void firstNetplanFileIsByName();
     void wifiConfigGoesOverTheFirstFile();
@@ -237,6 +241,39 @@ void tst_HostPreparation::everythingFailingStillMakesTheObject()
     QCOMPARE(network->getLastError(), QStringLiteral("broken"));
 }
 
+void tst_HostPreparation::whatAKilledProcessLeftIsClearedAway_data()
+{
+    QTest::addColumn<QString>("folder");
+    QTest::addColumn<int>("board");
+
+    for (const int board : {-2, 2}) {
+        QTest::addRow("keyfiles, board %d", board)
+            << "/etc/NetworkManager/system-connections" << board;
+        QTest::addRow("netplan, board %d", board) << "/etc/netplan" << board;
+        QTest::addRow("drivers, board %d", board) << "/etc/modprobe.d" << board;
+        QTest::addRow("settings, board %d", board) << "/appInfo/setting" << board;
+        QTest::addRow("hotspot, board %d", board) << "/appInfo/backupFile" << board;
+        QTest::addRow("certificates, board %d", board) << "/certificates" << board;
+    }
+}
+
+void tst_HostPreparation::whatAKilledProcessLeftIsClearedAway()
+{
+    QFETCH(QString, folder);
+    QFETCH(int, board);
+    const QString path = _fixture->path(folder.mid(1));
+    PublicClass::init()->applicationDir = _fixture->path(QStringLiteral("."));
+    PublicClass::init()->writeIni(PublicClass::init()->settingsFile, "AppInfo/networkBackup",
+                                  _fixture->path(QStringLiteral("certificates")));
+    _fixture->write(path + QStringLiteral("/.new-aB3xY9"), "[connection]\ntype=wifi\n");
+    _fixture->write(path + QStringLiteral("/.new-ab"), "not ours");
+
+    make(board);
+
+    QVERIFY(!QFile::exists(path + QStringLiteral("/.new-aB3xY9")));
+    QVERIFY(QFile::exists(path + QStringLiteral("/.new-ab")));
+}
+
 void tst_HostPreparation::netplanIsCreatedFromTheStaticTemplate()
 {
     const auto network = make(-2);
@@ -331,21 +368,37 @@ void tst_HostPreparation::netplanThatIsAFolderFails()
     QVERIFY(QFileInfo(live()).isDir());
 }
 
-// A link to where not even root may write.
-void tst_HostPreparation::netplanThatCannotBeReplacedFails()
+void tst_HostPreparation::netplanThatCannotBeWrittenFails()
 {
-    QVERIFY(QFile::link(QStringLiteral("/proc/version"), live()));
+    _fixture->write(live(), kWithoutGateway);
+    QVERIFY(QFile::setPermissions(live(), QFile::ReadOwner));
     const auto network = make(-2);
     network->_isDisableWirelessNetworkCard = true;
     LogCapture log;
-
-    QVERIFY(!network->copyNetplanYaml());
+    {
+        const ClosedFolder closed(ky::hostPath("/etc/netplan"));
+        QVERIFY(!network->copyNetplanYaml());
+    }
 
     QVERIFY(lines().isEmpty());
     QCOMPARE(log.lines().size(), 1);
-    QVERIFY(
-        log.lines().first().startsWith(QStringLiteral("[warning][copyNetplanYaml]Open failed:")));
-    QCOMPARE(QFile::symLinkTarget(live()), QStringLiteral("/proc/version"));
+    QCOMPARE(log.lines().first(),
+             QStringLiteral("[warning][copyNetplanYaml]Open failed: Permission denied"));
+    QCOMPARE(_fixture->read(live()), QByteArray(kWithoutGateway));
+}
+
+void tst_HostPreparation::netplanInAClosedFolderIsWritten()
+{
+    _fixture->write(live(), kWithoutGateway);
+    const auto network = make(-2);
+    network->_isDisableWirelessNetworkCard = true;
+    {
+        const ClosedFolder closed(ky::hostPath("/etc/netplan"));
+        QVERIFY(network->copyNetplanYaml());
+    }
+
+    QCOMPARE(_fixture->read(live()), QByteArray(kWithGateway));
+    QCOMPARE(lines(), QStringList{kApply});
 }
 
 void tst_HostPreparation::failedApplyIsPassedOver()

@@ -61,7 +61,8 @@ private slots:
     void connectionIsAskedOfWpaFirst();
     void emptyDeviceNeverReachesWpa();
     void failedWpaCountsAsNotConnected();
-    void firstWifiProfileInListingOrderIsTheCurrentOne();
+    void wifiProfilesAreFoundByNameWhateverTheCase();
+    void whatAKilledProcessLeftIsNoProfile();
     void noFolderHasNoCurrentProfile();
     void otherTypesAreNoWifi();
     void hiddenFilesAreProfilesToo();
@@ -271,20 +272,35 @@ void tst_ProfileQueries::failedWpaCountsAsNotConnected()
     QCOMPARE(_network->getLastError(), kNotConnected);
 }
 
-void tst_ProfileQueries::firstWifiProfileInListingOrderIsTheCurrentOne()
+/// By name, whatever the case. A folder that lists by itself gives these names in the order in
+/// which they came, in the reverse of it, or by a hash: each time another file is the first.
+void tst_ProfileQueries::wifiProfilesAreFoundByNameWhateverTheCase()
 {
-    for (int i = 0; i < 20; ++i) {
-        const QByteArray number = QByteArray::number(i);
-        _fixture->writeProfile(QStringLiteral("p%1.nmconnection").arg(i),
-                               wifiProfile("p" + number, "uuid-" + number, "p" + number));
+    for (const char* name : {"k", "B", "z", "a", "M", "c2", "C10"})
+        _fixture->writeProfile(QLatin1String(name), wifiProfile(name, name, name));
+    QStringList found;
+
+    for (int i = 0; i < 7; ++i) {
+        found << _network->getCurrentWifiUUid();
+        QFile::remove(_fixture->profileFolder() + QLatin1Char('/') + found.last());
     }
-    const QStringList listed =
-        QDir(_fixture->profileFolder()).entryList(QDir::Files | QDir::Hidden, QDir::NoSort);
 
-    const QString uuid = _network->getCurrentWifiUUid();
+    QCOMPARE(found, QStringList({"a", "B", "C10", "c2", "k", "M", "z"}));
+}
 
-    const QString number = listed.first().mid(1).section(QLatin1Char('.'), 0, 0);
-    QCOMPARE(uuid, QStringLiteral("uuid-") + number);
+/// A process was killed while it changed the profile: the copy has the same UUID and type.
+void tst_ProfileQueries::whatAKilledProcessLeftIsNoProfile()
+{
+    _fixture->writeProfile(QStringLiteral(".new-aB3xY9"), wifiProfile("left", "u", "left"));
+    QCOMPARE(_network->getCurrentWifiUUid(), QString());
+    QCOMPARE(_network->getNetworkManagerSSIDFileNameBy(QStringLiteral("u")), QString());
+    QVERIFY(_network->getNetworkManagerFileInfo(QStringLiteral("left")).isEmpty());
+    QCOMPARE(_network->getWifiPassword(QStringLiteral(".new-aB3xY9")), QString());
+
+    _fixture->writeProfile(QStringLiteral("real"), wifiProfile("real", "u", "real"));
+
+    QCOMPARE(_network->getNetworkManagerSSIDFileNameBy(QStringLiteral("u")),
+             QStringLiteral("real"));
 }
 
 void tst_ProfileQueries::noFolderHasNoCurrentProfile()

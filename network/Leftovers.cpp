@@ -1,0 +1,44 @@
+#include "network/Leftovers.h"
+
+#include "host/PublicClass.h"
+#include "network/NetworkSettings.h"
+#include "network/Profiles.h"
+#include "support/AtomicFile.h"
+#include "support/HostPaths.h"
+#include "support/HostRoot.h"
+
+#include <QCoreApplication>
+#include <QFileInfo>
+
+namespace ky {
+
+namespace {
+
+QString folderOf(const QString& file)
+{
+    return QFileInfo(file).path();
+}
+
+QString certificateFolder()
+{
+    PublicClass* host = PublicClass::init();
+    if (host->settingsFile.isEmpty())
+        return {};
+    return host->readIni(host->settingsFile, QLatin1String(settings::kCertificateFolder))
+        .toString();
+}
+
+} // namespace
+
+void clearNetworkLeftovers()
+{
+    const PublicClass* host = PublicClass::init();
+    for (const QString& folder :
+         {profileFolder(), certificateFolder(), hostPath(paths::kNetplanFolder),
+          folderOf(hostPath(paths::kModuleBlacklist)), folderOf(QLatin1String(settings::kFile)),
+          host->applicationDir + QStringLiteral("/appInfo/backupFile"),
+          QCoreApplication::applicationDirPath() + QStringLiteral("/appInfo/setting")})
+        clearLeftovers(folder);
+}
+
+} // namespace ky

@@ -1,0 +1,11 @@
+#pragma once
+
+namespace ky {
+
+/// Removes what a killed process has left beside the files that the network classes replace: the
+/// keyfiles, the netplan file, the list of banned drivers, the settings, the hotspot's
+/// configuration and the certificates. Each of them may hold a secret or be read by another
+/// program.
+void clearNetworkLeftovers();
+
+} // namespace ky
