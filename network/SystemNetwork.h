@@ -89,7 +89,7 @@ public:
     /// As getActiveUUID(), but only while wpa_supplicant says that the device is connected
     /// (20 s + 6 s).
     bool getConnectionActiveiUUID(const QString& device, QString& uuid);
-    /// UUID of the first Wi-Fi profile in the folder's own order, or an empty text.
+    /// UUID of the first Wi-Fi profile by file name, whatever the case, or an empty text.
     QString getCurrentWifiUUid();
     /// Pass phrase and SSID stored in a keyfile, named without its folder.
     QString getWifiPassword(const QString& fileName);
@@ -169,9 +169,11 @@ public:
     bool runIwconfig(const QVariantMap& request);
     /// `nmcli device connect` (20 s).
     bool connectDeviceCard(const QString& card);
-    /// Removes the profiles of a card, first as keyfiles, then those that `nmcli` still lists.
+    /// Removes the profiles of a card, first as keyfiles, then those that `nmcli` still lists in a
+    /// row with that name. Text that is no card's name removes nothing and leaves a last error:
+    /// "." would find every row.
     void deleteConnections(const QString& card);
-    /// Removes the profiles of a type ("wifi") in the same way.
+    /// Removes the profiles of a type ("wifi", "802-3-ethernet") in the same way.
     void deleteByConnectionType(const QString& type);
     /// Puts the driver of the wired card on the kernel's blacklist (`kind` 1); `disable` is only
     /// stored. `kind` 0 is refused, any other does nothing and gives true.

@@ -6,6 +6,7 @@
 #include "network/NetworkSettings.h"
 #include "network/NmcliOutput.h"
 #include "network/Profiles.h"
+#include "network/RemovalNames.h"
 #include "support/AtomicFile.h"
 #include "support/HostPaths.h"
 #include "support/HostRoot.h"
@@ -60,6 +61,10 @@ void removeListed(const QString& list)
 
 void SystemNetwork::deleteConnections(const QString& card)
 {
+    if (!isCardName(card)) {
+        setLastError(QStringLiteral("profiles of card [%1]: not the name of a card").arg(card));
+        return;
+    }
     if (removeProfiles("interface-name", card, __func__))
         runOnHost(*this, shellLine(kReload), kReloadLimitMs);
     QString list;
@@ -74,6 +79,10 @@ void SystemNetwork::deleteConnections(const QString& card)
 
 void SystemNetwork::deleteByConnectionType(const QString& type)
 {
+    if (!isConnectionType(type)) {
+        setLastError(QStringLiteral("profiles of type [%1]: not a type").arg(type));
+        return;
+    }
     removeProfiles("type", type, __func__);
     QString list;
     if (!runOnHost(*this, shellLine(kShowHolding, type), kLimitMs, list))

@@ -1,11 +1,10 @@
+#include "../ClosedFolder.h"
 #include "LogCapture.h"
 #include "NetworkFixture.h"
 
 #include <QTest>
 
 #include <memory>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace settings = ky::settings;
 
@@ -60,34 +59,6 @@ QVariantMap nameAlone(const char* name)
 {
     return {{QStringLiteral("fileName"), QString::fromUtf8(name)}};
 }
-
-/// No keyfile can be removed while it lives. The modes of folders do not bind root, so root is
-/// somebody else meanwhile.
-class LockedProfiles
-{
-public:
-    explicit LockedProfiles(const NetworkFixture& fixture)
-        : _folder(QFile::encodeName(fixture.profileFolder()))
-        , _isRoot(geteuid() == 0)
-    {
-        const QByteArray home = QFile::encodeName(fixture.path(QString()));
-        if (chmod(home.constData(), 0755) != 0 || chmod(_folder.constData(), 0555) != 0 ||
-            (_isRoot && seteuid(65534) != 0))
-            qFatal("the profiles cannot be locked");
-    }
-    ~LockedProfiles()
-    {
-        if (_isRoot && seteuid(0) != 0)
-            qFatal("this program cannot be root again");
-        chmod(_folder.constData(), 0755);
-    }
-    LockedProfiles(const LockedProfiles&) = delete;
-    LockedProfiles& operator=(const LockedProfiles&) = delete;
-
-private:
-    QByteArray _folder;
-    bool _isRoot;
-};
 
 } // namespace
 
@@ -155,6 +126,15 @@ private slots:
     void removalsAreLogged();
     void partsOfMoreThan35CharactersAreUuids();
     void emptyNameRemovesNoProfile();
+    void cardNameThatFindsOthersRemovesNothing_data();
+    void cardNameThatFindsOthersRemovesNothing();
+    void cardNameOfTheKernelsReachesGrep_data();
+    void cardNameOfTheKernelsReachesGrep();
+    void typeThatFindsOthersRemovesNothing_data();
+    void typeThatFindsOthersRemovesNothing();
+    void typeOfAProfileReachesGrep_data();
+    void typeOfAProfileReachesGrep();
+    void leftoverIsNoProfileToRemove();
     void profilesOfOthersStayByteForByte();
 
     void wirelessDriverIsNotFound();
@@ -767,7 +747,7 @@ void tst_WifiConnections::eachListedProfileIsRemovedWhateverBecomesOfTheOthers()
 void tst_WifiConnections::profileThatCannotGoIsNoReasonToReload()
 {
     _fixture->writeProfile(QStringLiteral("w"), kWired);
-    const LockedProfiles locked(*_fixture);
+    const ClosedFolder locked(_fixture->profileFolder());
 
     _network->deleteConnections(QStringLiteral("eth1"));
 
@@ -852,6 +832,121 @@ void tst_WifiConnections::emptyNameRemovesNoProfile()
     _network->deleteByConnectionType(QString());
 
     QCOMPARE(_fixture->profiles().size(), 1);
+    QVERIFY(lines().isEmpty()); // grep would find every row by nothing
+}
+
+void tst_WifiConnections::cardNameThatFindsOthersRemovesNothing_data()
+{
+    QTest::addColumn<QString>("card");
+
+    QTest::newRow("dot") << ".";
+    QTest::newRow("two dots") << "..";
+    QTest::newRow("three dots") << "...";
+    QTest::newRow("anything") << ".*";
+    QTest::newRow("letter and anything") << "e*";
+    QTest::newRow("set") << "[a-z]";
+    QTest::newRow("beginning") << "^";
+    QTest::newRow("end") << "$";
+    QTest::newRow("class") << "\\w";
+    QTest::newRow("option") << "-v";
+    QTest::newRow("option with an expression") << "-e.";
+    QTest::newRow("slash") << "../eth1";
+    QTest::newRow("blank") << " ";
+    QTest::newRow("name and blank") << "eth1 ";
+    QTest::newRow("line feed") << "\n";
+    QTest::newRow("empty second line") << "eth1\n";
+    QTest::newRow("colon") << "eth1:0";
+    QTest::newRow("dashes") << "--";
+    QTest::newRow("16 bytes") << "abcdefghijklmnop";
+    QTest::newRow("zero byte") << QString(QChar::Null);
+}
+
+void tst_WifiConnections::cardNameThatFindsOthersRemovesNothing()
+{
+    QFETCH(QString, card);
+    _fixture->writeProfile(QStringLiteral("w"),
+                           "[connection]\ninterface-name=" + card.toUtf8() + '\n');
+    _fixture->host().answerOthers({captured("nmcli/connection-show-grep-eth1.c.out"), true});
+
+    _network->deleteConnections(card);
+
+    QVERIFY(lines().isEmpty());
+    QCOMPARE(_fixture->profiles().size(), 1);
+    QVERIFY2(_network->getLastError().contains(QLatin1Char('[') + card + QLatin1Char(']')),
+             qPrintable(_network->getLastError()));
+}
+
+void tst_WifiConnections::cardNameOfTheKernelsReachesGrep_data()
+{
+    QTest::addColumn<QString>("card");
+
+    QTest::newRow("wired") << "enp0s31f6";
+    QTest::newRow("VLAN") << "eth0.100";
+    QTest::newRow("by its hardware address") << "wlx020000000000";
+    QTest::newRow("other characters") << "br-lan_1@x+y";
+    QTest::newRow("one letter") << "e";
+    QTest::newRow("15 bytes") << "abcdefghijklmno";
+    QTest::newRow("Chinese") << QStringLiteral(u"机器人");
+}
+
+void tst_WifiConnections::cardNameOfTheKernelsReachesGrep()
+{
+    QFETCH(QString, card);
+
+    _network->deleteConnections(card);
+
+    QCOMPARE(lines(), QStringList{QStringLiteral("nmcli connection show | grep ") + card});
+    QVERIFY(_network->getLastError().isEmpty());
+}
+
+void tst_WifiConnections::typeThatFindsOthersRemovesNothing_data()
+{
+    QTest::addColumn<QString>("type");
+
+    for (const char* type : {".", "..", ".*", "[a-z]", "^", "$", "-v", "-e.", "a/b", " ", "wifi ",
+                             "wifi\n", "\n", "--", "\\w", "_"})
+        QTest::newRow(type) << QString::fromLatin1(type);
+}
+
+void tst_WifiConnections::typeThatFindsOthersRemovesNothing()
+{
+    QFETCH(QString, type);
+    _fixture->writeProfile(QStringLiteral("r"), kWifi);
+    _fixture->host().answerOthers({captured("nmcli/connection-show-grep-eth1.c.out"), true});
+
+    _network->deleteByConnectionType(type);
+
+    QVERIFY(lines().isEmpty());
+    QCOMPARE(_fixture->profiles().size(), 1);
+    QVERIFY2(_network->getLastError().contains(QLatin1Char('[') + type + QLatin1Char(']')),
+             qPrintable(_network->getLastError()));
+}
+
+void tst_WifiConnections::typeOfAProfileReachesGrep_data()
+{
+    QTest::addColumn<QString>("type");
+
+    for (const char* type : {"wifi", "802-11-wireless", "802-3-ethernet", "6lowpan", "wifi-p2p"})
+        QTest::newRow(type) << QString::fromLatin1(type);
+}
+
+void tst_WifiConnections::typeOfAProfileReachesGrep()
+{
+    QFETCH(QString, type);
+
+    _network->deleteByConnectionType(type);
+
+    QCOMPARE(lines(), QStringList{QStringLiteral("nmcli connection show | grep ") + type});
+}
+
+/// It goes at the next start; until then nobody counts it, so there is nothing to reload.
+void tst_WifiConnections::leftoverIsNoProfileToRemove()
+{
+    _fixture->writeProfile(QStringLiteral(".new-aB3xY9"), kWired);
+
+    _network->deleteConnections(QStringLiteral("eth1"));
+
+    QCOMPARE(lines(), QStringList{kListEth1});
 }
 
 void tst_WifiConnections::profilesOfOthersStayByteForByte()
@@ -952,7 +1047,7 @@ void tst_WifiConnections::disablingIsLogged()
 void tst_WifiConnections::profileThatStaysIsWarnedOf()
 {
     _fixture->writeProfile(QStringLiteral("w"), "[connection]\ntype=wifi\n");
-    const LockedProfiles locked(*_fixture);
+    const ClosedFolder locked(_fixture->profileFolder());
     const LogCapture log;
 
     _network->deleteByConnectionType(QStringLiteral("wifi"));
