@@ -8,8 +8,12 @@
 #include "host/PublicClass.h"
 #include "host/SqliteClass.h"
 #include "service/KyNetworkObject.h"
+#include "support/AtomicFile.h"
+#include "support/HostPaths.h"
+#include "support/HostRoot.h"
 
 #include <QDir>
+#include <QFileInfo>
 #include <QTcpServer>
 
 namespace ky {
@@ -29,6 +33,17 @@ QString deliver(const Parcel& parcel, const DaemonSettings& settings)
     request.data = parcel.data;
     request.limitMs = kDeliveryLimitMs;
     return exchangeWithPeer(request).error;
+}
+
+/// What a daemon that was killed has left beside the files that this one replaces. SystemNetwork
+/// looks after its own.
+void clearAllLeftovers(const QString& home, const QString& settingsFile)
+{
+    for (const QString& folder :
+         {home + QStringLiteral("/appInfo"), home + QStringLiteral("/appInfo/setting"),
+          home + QStringLiteral("/appInfo/backupFile"), QFileInfo(settingsFile).path(),
+          QFileInfo(hostPath(paths::kAsoundConf)).path()})
+        clearLeftovers(folder);
 }
 
 void fillHostFields(const QString& home, const DaemonSettings& settings)
@@ -77,6 +92,7 @@ QString Daemon::loadHost(const DaemonOptions& options)
                                      ? defaultSettingsFile(home)
                                      : QDir::current().absoluteFilePath(options.settingsFile);
     QString problem = prepareHome(home);
+    clearAllLeftovers(home, settingsFile);
     if (problem.isEmpty())
         problem = readSettings(settingsFile, &_settings);
     if (!problem.isEmpty())

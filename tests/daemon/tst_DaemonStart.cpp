@@ -2,6 +2,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QScopeGuard>
 #include <QTcpServer>
 #include <QTest>
@@ -17,6 +18,7 @@ private slots:
     void endsCleanlyOnSignals();
     void firstStartMakesTheHome();
     void settingsOfTheUserAreKept();
+    void whatAKilledDaemonLeftIsClearedAway();
     void badSettingsAreOneLine_data();
     void badSettingsAreOneLine();
     void unreadableSettingsAreOneLine();
@@ -91,6 +93,24 @@ void tst_DaemonStart::settingsOfTheUserAreKept()
 
     QVERIFY(file.open(QIODevice::ReadOnly));
     QCOMPARE(file.readAll(), QByteArray("mine"));
+}
+
+void tst_DaemonStart::whatAKilledDaemonLeftIsClearedAway()
+{
+    DaemonFixture daemon;
+    QStringList left;
+    for (const QString& folder :
+         {daemon.home() + "/appInfo", daemon.home() + "/appInfo/setting",
+          daemon.home() + "/appInfo/backupFile", QFileInfo(daemon.settingsFile()).path()}) {
+        QVERIFY(QDir().mkpath(folder));
+        left << folder + "/.new-aB3xY9";
+        QVERIFY(QFile(left.last()).open(QIODevice::WriteOnly));
+    }
+
+    QVERIFY2(daemon.start(), qPrintable(daemon.errorText()));
+
+    for (const QString& file : qAsConst(left))
+        QVERIFY2(!QFile::exists(file), qPrintable(file));
 }
 
 void tst_DaemonStart::badSettingsAreOneLine_data()
