@@ -6,6 +6,7 @@
 #include "inventory/AudioBoard.h"
 #include "inventory/InventoryLog.h"
 #include "inventory/SoundCards.h"
+#include "inventory/ToolProcess.h"
 #include "inventory/Volume.h"
 #include "support/AtomicFile.h"
 #include "support/HostPaths.h"
@@ -13,8 +14,9 @@
 #include "support/ShellLine.h"
 
 #include <QFile>
-#include <QProcess>
 #include <QTextStream>
+
+#include <memory>
 
 namespace {
 
@@ -134,11 +136,11 @@ bool SystemAudio::resetAsoundConf()
 
 QVariantList SystemAudio::getAllAudioDevice()
 {
-    QProcess cat;
-    cat.start(QStringLiteral("cat"), {ky::hostPath(ky::paths::kSoundCards)}, QIODevice::ReadWrite);
-    cat.waitForStarted(kCatLimitMs);
-    cat.waitForFinished(kCatLimitMs);
-    const QVariantList cards = ky::parseHdaCards(cat.readAllStandardOutput());
-    cat.close();
+    auto cat = std::make_unique<ky::ToolProcess>();
+    cat->start(QStringLiteral("cat"), {ky::hostPath(ky::paths::kSoundCards)}, QIODevice::ReadWrite);
+    cat->waitForStarted(kCatLimitMs);
+    cat->waitForFinished(kCatLimitMs);
+    const QVariantList cards = ky::parseHdaCards(cat->readAllStandardOutput());
+    ky::closeTool(std::move(cat));
     return cards;
 }

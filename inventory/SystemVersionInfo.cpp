@@ -3,9 +3,11 @@
 #include "host/PublicClass.h"
 #include "inventory/HardwareText.h"
 #include "inventory/InventoryLog.h"
+#include "inventory/ToolProcess.h"
 
-#include <QProcess>
 #include <QThread>
+
+#include <memory>
 
 namespace {
 
@@ -18,15 +20,16 @@ constexpr char kThermalZones[] = "grep . /sys/class/thermal/thermal_zone*/type";
 constexpr int kLimitMs = 30000;
 constexpr int kThermalLimitMs = 20000;
 
-/// What a line prints, as UTF-8 up to the first NUL byte; empty if its tool is missing.
+/// What a line prints, as UTF-8 up to the first NUL byte; empty if its tool is missing. Of a line
+/// that takes too long, what it has printed until then.
 QString outputOf(const char* line)
 {
-    QProcess bash;
-    bash.start(QStringLiteral("/bin/bash"), {QStringLiteral("-c"), QString::fromUtf8(line)},
-               QIODevice::ReadWrite);
-    bash.waitForFinished(kLimitMs);
-    const QByteArray output = bash.readAllStandardOutput();
-    bash.close();
+    auto bash = std::make_unique<ky::ToolProcess>();
+    bash->start(QStringLiteral("/bin/bash"), {QStringLiteral("-c"), QString::fromUtf8(line)},
+                QIODevice::ReadWrite);
+    bash->waitForFinished(kLimitMs);
+    const QByteArray output = bash->readAllStandardOutput();
+    ky::closeTool(std::move(bash));
     return QString::fromUtf8(output.constData());
 }
 

@@ -16,7 +16,8 @@ public:
 
     /// Reads everything afresh from the host's tools. There is no failure: what cannot be read is
     /// empty or left out. Blocks while the tools run, up to 30 s for each of the first three and
-    /// 20 s for the temperatures.
+    /// 20 s for the temperatures. A tool that takes longer is killed with all that it started, and
+    /// what it had printed counts.
     ///
     /// "disk": a map for each row of `df` with "Filesystem", "Used", "Size", "Use%" (all texts;
     /// on most boards the first entry is the head of the table).
