@@ -229,9 +229,13 @@ struct Host
     std::vector<std::string> nextUuids; ///< handed out before random ones
     int nextPath = 2;
 
+    /// Null for a name, address or profile that the host does not have.
     Card* card(const std::string& name);
+    const Card* card(const std::string& name) const;
     AccessPoint* accessPoint(const std::string& bssid);
+    const AccessPoint* accessPoint(const std::string& bssid) const;
     Profile* profile(const std::string& uuidOrId);
+    const Profile* profile(const std::string& uuidOrId) const;
     bool ipv6On() const;
 };
 

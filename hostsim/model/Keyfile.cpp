@@ -137,10 +137,10 @@ const Keyfile::Group* Keyfile::group(const std::string& name) const
 
 Keyfile::Group& Keyfile::groupFor(const std::string& name)
 {
-    if (const Group* found = group(name))
-        return const_cast<Group&>(*found);
-    _groups.push_back({name, {}});
-    return _groups.back();
+    for (Group& group : _groups)
+        if (group.name == name)
+            return group;
+    return _groups.emplace_back(Group{name, {}});
 }
 
 std::string Keyfile::raw(const std::string& name, const std::string& key) const

@@ -34,7 +34,7 @@ void finishScan(const Host& host, Card& card)
 void moveToBest(const Host& host, Card& card, int marginDb)
 {
     const AccessPoint* best = strongest(host, card, card.ssid, true);
-    const AccessPoint* current = const_cast<Host&>(host).accessPoint(card.bssid);
+    const AccessPoint* current = host.accessPoint(card.bssid);
     if (best && (!current || best->level >= current->level + marginDb))
         associate(card, *best);
 }
@@ -49,7 +49,7 @@ void lose(Card& card, int64_t now)
 
 void keepLink(const Host& host, Card& card, int64_t now)
 {
-    const AccessPoint* current = const_cast<Host&>(host).accessPoint(card.bssid);
+    const AccessPoint* current = host.accessPoint(card.bssid);
     if (!current || !isHeard(host, *current) || current->ssid != card.ssid) {
         if (const AccessPoint* other = strongest(host, card, card.ssid, true))
             return associate(card, *other);

@@ -75,7 +75,7 @@ int hostapd(Call& call)
         return failInterface(call, path,
                              "Could not open configuration file '" + path + "' for reading.\n");
     const std::string name = valueOf(text, "interface");
-    Host host = call.host();
+    const Host host = call.host();
     const Card* card = host.card(name);
     const size_t length = valueOf(text, "wpa_passphrase").size();
     if (length != 0 && (length < 8 || length > 63))

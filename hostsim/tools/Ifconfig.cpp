@@ -123,7 +123,7 @@ int failUp(Call& call, const char* english, const char* chinese)
 
 int bring(Call& call, const std::string& name, bool up)
 {
-    Host host = call.host();
+    const Host host = call.host();
     const Card& card = *host.card(name);
     if (up && card.blocked)
         return failUp(call, "Operation not possible due to RF-kill", "由于 RF-kill 而无法操作");
@@ -166,7 +166,7 @@ int ifconfig(Call& call)
     const std::string name = call.arg(0);
     if (name.empty() || name == "-a")
         return list(call, name == "-a");
-    Host host = call.host();
+    const Host host = call.host();
     const Card* card = host.card(name);
     const std::string missing = call.pick("No such device", "没有那个设备");
     if (!card && !call.has(1))

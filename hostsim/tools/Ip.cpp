@@ -117,7 +117,7 @@ int ip(Call& call)
         return call.fail(1, "Object \"" + call.arg(at) + "\" is unknown, try \"ip help\".\n");
     const std::string verb = call.arg(at + 1);
     const size_t nameAt = call.arg(at + 2) == "dev" ? at + 3 : at + 2;
-    Host host = call.host();
+    const Host host = call.host();
     const Card* card = host.card(call.arg(nameAt));
     if (!card)
         return call.fail(1, (verb == "show" ? "Device \"" : "Cannot find device \"") +

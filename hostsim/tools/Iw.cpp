@@ -8,7 +8,7 @@ namespace {
 
 int link(Call& call, const Host& host, const Card& card)
 {
-    const AccessPoint* ap = const_cast<Host&>(host).accessPoint(card.bssid);
+    const AccessPoint* ap = host.accessPoint(card.bssid);
     if (!ap || isHotspot(card)) {
         call.out("Not connected.\n");
         return 0;
@@ -32,7 +32,7 @@ int link(Call& call, const Host& host, const Card& card)
 int iw(Call& call)
 {
     const size_t at = call.arg(0) == "dev" ? 1 : 0;
-    Host host = call.host();
+    const Host host = call.host();
     const Card* card = host.card(call.arg(at));
     if (card && card->isWifi() && call.arg(at + 1) == "link")
         return link(call, host, *card);

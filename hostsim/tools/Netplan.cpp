@@ -111,8 +111,7 @@ std::vector<Request> requestsOf(const std::string& text, const Host& host)
     for (std::string line; std::getline(lines, line);) {
         const std::string key = stripped(line);
         const std::string name = key.substr(0, key.find(':'));
-        const bool isCard =
-            !key.empty() && key.back() == ':' && const_cast<Host&>(host).card(name) != nullptr;
+        const bool isCard = !key.empty() && key.back() == ':' && host.card(name) != nullptr;
         if (isCard)
             requests.push_back({name, false, "", ""});
         else if (!requests.empty())

@@ -174,7 +174,7 @@ int reportUp(Call& call, Joining result, const Profile& profile, const std::stri
 
 int bringUp(Call& call, const std::string& uuid, const std::string& cardName)
 {
-    Host before = call.host();
+    const Host before = call.host();
     call.wait(
         waitFor(tryJoining(before, *before.card(cardName), Keyfile(before.profile(uuid)->text))));
     int status = 0;
@@ -194,7 +194,7 @@ int bringUp(Call& call, const std::string& uuid, const std::string& cardName)
 // Without a profile any that suits the card will do.
 int upAny(Call& call, const std::string& cardName)
 {
-    Host host = call.host();
+    const Host host = call.host();
     const Card* card = host.card(cardName);
     if (!card)
         return fail(call, kNotFound,
@@ -214,7 +214,7 @@ int upAny(Call& call, const std::string& cardName)
 
 int upOn(Call& call, const Profile& profile, const std::string& cardName)
 {
-    Host host = call.host();
+    const Host host = call.host();
     const Card* card = host.card(cardName);
     if (!card)
         return fail(call, kActivationFailed,
@@ -325,7 +325,7 @@ int connectionUp(Call& call, size_t first)
     const std::string name = at == first ? "" : nameArgument(call, first);
     if (name.empty())
         return upAny(call, card);
-    Host host = call.host();
+    const Host host = call.host();
     const Profile* profile = host.profile(name);
     if (!profile)
         return failUnknown(call, name);

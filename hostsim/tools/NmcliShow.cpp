@@ -64,14 +64,14 @@ std::string typeText(const Card& card)
     return card.type == "radiotap" ? "unknown" : card.type;
 }
 
-Device deviceOf(Host& host, const Card& card)
+Device deviceOf(const Host& host, const Card& card)
 {
     const Profile* profile = host.profile(card.profile);
     return {card.name,       typeText(card),        stateOf(card),
             isHotspot(card), !card.gateway.empty(), profile ? idOf(*profile) : ""};
 }
 
-std::vector<Device> devices(Host& host)
+std::vector<Device> devices(const Host& host)
 {
     std::vector<Device> list;
     for (const Card& card : host.cards) {
@@ -205,7 +205,7 @@ std::string stateNumber(const Call& call, const Card& card)
     return fill(call.pick("%1 (%2)", "%1（%2）"), {std::to_string(state), text});
 }
 
-std::string showText(const Call& call, Host& host, const Card& card)
+std::string showText(const Call& call, const Host& host, const Card& card)
 {
     const Profile* profile = host.profile(card.profile);
     const bool hasMac = !card.mac.empty() && !card.isCan();
@@ -240,7 +240,7 @@ int connectionShow(Call& call, size_t first)
 
 int deviceStatus(Call& call)
 {
-    Host host = call.host();
+    const Host host = call.host();
     std::vector<std::vector<std::string>> rows{{"DEVICE", "TYPE", "STATE", "CONNECTION"}};
     for (const Device& device : devices(host)) {
         std::string state = stateText(call, device.state);
@@ -255,7 +255,7 @@ int deviceStatus(Call& call)
 
 int deviceShow(Call& call, size_t first)
 {
-    Host host = call.host();
+    const Host host = call.host();
     const std::string name = call.arg(first);
     if (!name.empty() && !host.card(name))
         return fail(call, kNotFound,

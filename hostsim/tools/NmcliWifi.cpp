@@ -208,7 +208,7 @@ int startHotspot(Call& call, Host& host, const Request& request)
 
 int wifiList(Call& call, size_t)
 {
-    Host host = call.host();
+    const Host host = call.host();
     std::vector<std::vector<std::string>> rows{
         {"IN-USE", "BSSID", "SSID", "MODE", "CHAN", "RATE", "SIGNAL", "BARS", "SECURITY"}};
     for (const Card& card : host.cards) {

@@ -66,7 +66,7 @@ std::string enterpriseLines(const Card& card)
 
 std::string connectionLines(const Host& host, const Card& card)
 {
-    const AccessPoint* ap = const_cast<Host&>(host).accessPoint(card.bssid);
+    const AccessPoint* ap = host.accessPoint(card.bssid);
     const bool isOpen = card.keyManagement == "NONE";
     const std::string cipher = isOpen ? "NONE" : "CCMP";
     return "bssid=" + card.bssid + "\nfreq=" + std::to_string(ap ? ap->frequency : 2437) +
@@ -117,7 +117,7 @@ int wpaCli(Call& call)
         return interactive(call, call.arg(0) == "-i" ? call.arg(1) : "");
     const std::string name = call.arg(1);
     const std::string command = call.arg(2);
-    Host host = call.host();
+    const Host host = call.host();
     const Card* card = host.card(name);
     if (!card || !card->isWifi() || !host.networkManager)
         return call.fail(255, "Failed to connect to non-global ctrl_ifname: " + name +
