@@ -1,7 +1,9 @@
 #include "front/Folders.h"
 
 #include "front/DefaultScene.h"
+#include "model/Files.h"
 #include "model/HostJson.h"
+#include "model/MachineClock.h"
 #include "model/Process.h"
 
 #include <algorithm>
@@ -66,7 +68,7 @@ std::string newestRun()
     std::string newest;
     for (const fs::path& link : links()) {
         const std::string target = targetOf(link);
-        if (!target.empty() && isRunAlive(target))
+        if (!target.empty() && isRunAlive(StateFolder(target)))
             newest = target;
     }
     return newest;
@@ -87,7 +89,7 @@ void markStarted(const std::string& folder)
 {
     std::error_code ignored;
     fs::create_directories(runsFolder(), ignored);
-    removeLinks([](const std::string& target) { return !isRunAlive(target); });
+    removeLinks([](const std::string& target) { return !isRunAlive(StateFolder(target)); });
     const std::string mark = std::to_string(nowMs()) + "-" + std::to_string(::getpid());
     fs::create_symlink(folder, runsFolder() + "/" + mark, ignored);
     const std::string link = baseFolder() + "/current";

@@ -69,7 +69,7 @@ int set(const Store& store, const Args& args)
 int log(const Store& store, const Args& args)
 {
     const bool plain = !args.empty() && args[0] == "--lines";
-    std::cout << (plain ? CommandLog::lines(store) : CommandLog::merged(store));
+    std::cout << (plain ? CommandLog::lines(store.folder()) : CommandLog::merged(store.folder()));
     return 0;
 }
 

@@ -37,7 +37,7 @@ bool enterNamespace()
 
 } // namespace
 
-void mountPrivateFolders(const Store& store)
+void mountPrivateFolders(const StateFolder& folder)
 {
     if (!enterNamespace())
         return;
@@ -45,7 +45,7 @@ void mountPrivateFolders(const Store& store)
         return;
     for (const std::string& path : privatePrefixes()) {
         std::error_code ignored;
-        const std::string copy = store.privatePath(path);
+        const std::string copy = folder.privatePath(path);
         // Folders alone: a file under a mount could not be replaced by a rename any more.
         if (fs::is_directory(path, ignored) && fs::is_directory(copy, ignored))
             ::mount(copy.c_str(), path.c_str(), nullptr, MS_BIND, nullptr);

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "model/Store.h"
+#include "model/StateFolder.h"
 
 namespace hostsim {
 
@@ -8,6 +8,6 @@ namespace hostsim {
 /// host's own folders. Where the kernel does not allow it, or the machine has no such folder,
 /// nothing happens: the preload shim serves all of them in any case. This is for programs that the
 /// shim cannot reach, static ones above all.
-void mountPrivateFolders(const Store& store);
+void mountPrivateFolders(const StateFolder& folder);
 
 } // namespace hostsim

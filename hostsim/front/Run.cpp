@@ -2,7 +2,7 @@
 #include "front/Folders.h"
 #include "front/Front.h"
 #include "front/Mounts.h"
-#include "model/PrivatePaths.h"
+#include "model/Files.h"
 #include "model/Process.h"
 #include "model/Store.h"
 #include "tools/Dispatch.h"
@@ -78,7 +78,7 @@ void prepare(const Store& store, const Options& options)
     std::vector<std::string> names = toolNames();
     names.emplace_back("hostsim");
     for (const std::string& name : names) {
-        const std::string link = store.folder() + "/bin/" + name;
+        const std::string link = store.folder().binFolder() + "/" + name;
         std::error_code failed;
         fs::create_symlink(programFolder() + "/hostsim", link, failed);
     }
@@ -129,9 +129,9 @@ std::string shimFile()
 void setEnvironment(const Store& store, const Options& options)
 {
     setLanguage(options.language);
-    ::setenv("HOSTSIM_STATE", store.folder().c_str(), 1);
-    ::setenv("HOSTSIM_PLATFORM_SCRIPT", (store.folder() + "/bin/platform.sh").c_str(), 1);
-    prepend("PATH", store.folder() + "/bin");
+    ::setenv("HOSTSIM_STATE", store.folder().path().c_str(), 1);
+    ::setenv("HOSTSIM_PLATFORM_SCRIPT", (store.folder().binFolder() + "/platform.sh").c_str(), 1);
+    prepend("PATH", store.folder().binFolder());
     append("LD_PRELOAD", shimFile());
     // A program built with the address sanitizer wants to be first among the preloads.
     append("ASAN_OPTIONS", "verify_asan_link_order=0");
@@ -142,7 +142,7 @@ void setEnvironment(const Store& store, const Options& options)
     ::sigprocmask(SIG_UNBLOCK, &held, nullptr);
     ::prctl(PR_SET_PDEATHSIG, SIGTERM);
     if (options.mounts)
-        mountPrivateFolders(store);
+        mountPrivateFolders(store.folder());
     std::vector<char*> argv;
     for (const std::string& arg : options.command)
         argv.push_back(const_cast<char*>(arg.c_str()));
@@ -219,13 +219,13 @@ int runCommand(const std::vector<std::string>& args)
     const Options options = parse(args);
     const bool isTemporary = options.stateFolder.empty();
     const Store store(isTemporary ? newStateFolder() : fs::absolute(options.stateFolder).string());
-    fs::create_directories(store.folder());
+    fs::create_directories(store.folder().path());
     // A second run on the same host only visits it: the first one owns what lives in it.
     const bool isOwner = !isRunAlive(store.folder());
     prepare(store, options);
     if (isOwner) {
         markRun(store.folder());
-        markStarted(store.folder());
+        markStarted(store.folder().path());
     }
     if (isOwner)
         ::prctl(PR_SET_CHILD_SUBREAPER, 1); // background jobs stay children of this process
@@ -241,12 +241,12 @@ int runCommand(const std::vector<std::string>& args)
     const int status = superviseChild(store, child, childSignal, isOwner);
     std::error_code ignored;
     if (isOwner) {
-        fs::remove(store.folder() + "/run.pid", ignored);
-        markEnded(store.folder());
+        fs::remove(store.folder().runFile(), ignored);
+        markEnded(store.folder().path());
         endLeftOvers();
     }
     if (isTemporary)
-        fs::remove_all(store.folder(), ignored);
+        fs::remove_all(store.folder().path(), ignored);
     return status;
 }
 

@@ -1,7 +1,7 @@
 #include "model/Activation.h"
 
+#include "model/MachineClock.h"
 #include "model/Radio.h"
-#include "model/Store.h"
 #include "model/Words.h"
 
 #include <algorithm>

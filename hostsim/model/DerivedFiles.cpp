@@ -1,7 +1,7 @@
 #include "model/DerivedFiles.h"
 
 #include "model/Address.h"
-#include "model/Store.h"
+#include "model/Files.h"
 #include "model/Words.h"
 
 #include <algorithm>
@@ -52,10 +52,10 @@ int hardwareType(const Card& card)
     return card.isCan() ? 280 : 1;
 }
 
-void writeZones(const Host& host, const Store& store)
+void writeZones(const Host& host, const StateFolder& state)
 {
     namespace fs = std::filesystem;
-    const std::string folder = store.privatePath("/sys/class/thermal");
+    const std::string folder = state.privatePath("/sys/class/thermal");
     for (size_t i = 0; i < host.thermal.size(); ++i) {
         const std::string zone = folder + "/thermal_zone" + std::to_string(i);
         writeFile(zone + "/type", host.thermal[i].type + "\n");
@@ -126,12 +126,12 @@ std::string interfacesText(const Host& host)
     return text;
 }
 
-void writeDerivedFiles(const Host& host, const Store& store)
+void writeDerivedFiles(const Host& host, const StateFolder& state)
 {
-    writeFile(store.privatePath("/proc/asound/cards"), soundCardsText(host));
-    writeFile(store.privatePath("/proc/net/route"), routesText(host));
-    writeFile(store.folder() + "/interfaces", interfacesText(host));
-    writeZones(host, store);
+    writeFile(state.privatePath("/proc/asound/cards"), soundCardsText(host));
+    writeFile(state.privatePath("/proc/net/route"), routesText(host));
+    writeFile(state.interfacesFile(), interfacesText(host));
+    writeZones(host, state);
 }
 
 } // namespace hostsim

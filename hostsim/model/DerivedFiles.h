@@ -1,17 +1,16 @@
 #pragma once
 
 #include "model/Host.h"
+#include "model/StateFolder.h"
 
 #include <string>
 
 namespace hostsim {
 
-class Store;
-
 /// Puts what the kernel would show of the host into its private files: /proc/asound/cards,
 /// /proc/net/route, the thermal zones, and the table of interfaces from which the preload shim
 /// answers.
-void writeDerivedFiles(const Host& host, const Store& store);
+void writeDerivedFiles(const Host& host, const StateFolder& state);
 
 std::string soundCardsText(const Host& host);
 std::string routesText(const Host& host);

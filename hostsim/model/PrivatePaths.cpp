@@ -2,10 +2,7 @@
 
 #include "shim/PathMap.h"
 
-#include <cerrno>
 #include <filesystem>
-
-#include <sys/wait.h>
 
 namespace hostsim {
 
@@ -19,14 +16,6 @@ const std::vector<std::string>& privatePrefixes()
 bool isPrivatePath(const std::string& path)
 {
     return isBelowPrivatePrefix(std::filesystem::path(path).lexically_normal().c_str());
-}
-
-int waitForExit(int pid)
-{
-    int status = 0;
-    while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
-    }
-    return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
 }
 
 } // namespace hostsim

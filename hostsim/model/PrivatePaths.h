@@ -11,7 +11,4 @@ const std::vector<std::string>& privatePrefixes();
 
 bool isPrivatePath(const std::string& path);
 
-/// Waits for a child and gives its exit status, 128 + N after a signal.
-int waitForExit(int pid);
-
 } // namespace hostsim

@@ -1,11 +1,13 @@
 #include "model/Process.h"
 
-#include "model/Store.h"
+#include "model/Files.h"
 
+#include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 
-#include <csignal>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace hostsim {
@@ -18,15 +20,23 @@ std::string parentProgram()
     return program.filename().string();
 }
 
-bool isRunAlive(const std::string& folder)
+bool isRunAlive(const StateFolder& folder)
 {
-    const int pid = std::atoi(readFile(folder + "/run.pid").c_str());
+    const int pid = std::atoi(readFile(folder.runFile()).c_str());
     return pid > 0 && ::kill(pid, 0) == 0;
 }
 
-void markRun(const std::string& folder)
+void markRun(const StateFolder& folder)
 {
-    writeFile(folder + "/run.pid", std::to_string(::getpid()) + "\n");
+    writeFile(folder.runFile(), std::to_string(::getpid()) + "\n");
+}
+
+int waitForExit(int pid)
+{
+    int status = 0;
+    while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+    }
+    return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
 }
 
 std::string programFolder()

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "model/StateFolder.h"
+
 #include <string>
 
 namespace hostsim {
@@ -8,10 +10,13 @@ namespace hostsim {
 std::string parentProgram();
 
 /// Whether the run that owns the folder is still there.
-bool isRunAlive(const std::string& folder);
+bool isRunAlive(const StateFolder& folder);
 
 /// Notes this process as the owner of the folder.
-void markRun(const std::string& folder);
+void markRun(const StateFolder& folder);
+
+/// Waits for a child and gives its exit status, 128 + N after a signal.
+int waitForExit(int pid);
 
 /// Folder of this program's file.
 std::string programFolder();

@@ -1,7 +1,8 @@
 #include "model/Profiles.h"
 
 #include "model/Activation.h"
-#include "model/Store.h"
+#include "model/Files.h"
+#include "model/MachineClock.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -66,12 +67,12 @@ void loadFile(std::vector<Profile>& profiles, const Host& before, const fs::path
     profiles.push_back(profile);
 }
 
-void loadFolder(std::vector<Profile>& profiles, const Host& before, const Store& store,
+void loadFolder(std::vector<Profile>& profiles, const Host& before, const StateFolder& state,
                 const std::string& folder)
 {
     std::vector<fs::path> paths;
     std::error_code ignored;
-    for (const auto& entry : fs::directory_iterator(store.privatePath(folder), ignored))
+    for (const auto& entry : fs::directory_iterator(state.privatePath(folder), ignored))
         if (entry.is_regular_file() && isKeyfileName(entry.path()))
             paths.push_back(entry.path());
     std::sort(paths.begin(), paths.end());
@@ -93,28 +94,28 @@ std::string newUuid(Host& host)
     return uuid;
 }
 
-Profile& addProfile(Host& host, const Store& store, const Keyfile& keyfile)
+Profile& addProfile(Host& host, const StateFolder& state, const Keyfile& keyfile)
 {
     const std::string uuid = keyfile.raw("connection", "uuid");
     const std::string file = fileNameFor(host, keyfile.text("connection", "id"), uuid);
     host.profiles.push_back({uuid, file, keyfile.toText(), 0});
-    writeFile(store.privatePath(file), keyfile.toText(), 0600);
+    writeFile(state.privatePath(file), keyfile.toText(), 0600);
     for (Card& card : host.cards)
         if (!card.isActive())
             card.idleSinceMs = nowMs(); // an idle card waits before it takes the new profile
     return host.profiles.back();
 }
 
-void updateProfile(Profile& profile, const Store& store, const Keyfile& keyfile)
+void updateProfile(Profile& profile, const StateFolder& state, const Keyfile& keyfile)
 {
     Keyfile written = keyfile;
     if (profile.usedAt > 0)
         written.setRaw("connection", "timestamp", std::to_string(profile.usedAt));
     profile.text = written.toText();
-    writeFile(store.privatePath(profile.file), profile.text, 0600);
+    writeFile(state.privatePath(profile.file), profile.text, 0600);
 }
 
-void removeProfile(Host& host, const Store& store, const std::string& uuid)
+void removeProfile(Host& host, const StateFolder& state, const std::string& uuid)
 {
     for (Card& card : host.cards)
         if (card.profile == uuid)
@@ -123,18 +124,18 @@ void removeProfile(Host& host, const Store& store, const std::string& uuid)
                                    [&](const Profile& p) { return p.uuid == uuid; });
     if (gone == host.profiles.end())
         return;
-    ::unlink(store.privatePath(gone->file).c_str());
+    ::unlink(state.privatePath(gone->file).c_str());
     host.profiles.erase(gone);
 }
 
-void reloadProfiles(Host& host, const Store& store)
+void reloadProfiles(Host& host, const StateFolder& state)
 {
     std::vector<Profile> profiles;
     for (const Profile& profile : host.profiles)
         if (typeOf(profile) == "loopback")
             profiles.push_back(profile);
-    loadFolder(profiles, host, store, kProfileFolder);
-    loadFolder(profiles, host, store, kVolatileFolder);
+    loadFolder(profiles, host, state, kProfileFolder);
+    loadFolder(profiles, host, state, kVolatileFolder);
     host.profiles = profiles;
     for (Card& card : host.cards)
         if (card.isActive() && !host.profile(card.profile))

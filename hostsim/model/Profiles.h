@@ -2,10 +2,9 @@
 
 #include "model/Host.h"
 #include "model/Keyfile.h"
+#include "model/StateFolder.h"
 
 namespace hostsim {
-
-class Store;
 
 constexpr char kProfileFolder[] = "/etc/NetworkManager/system-connections";
 constexpr char kVolatileFolder[] = "/run/NetworkManager/system-connections";
@@ -14,13 +13,13 @@ constexpr char kVolatileFolder[] = "/run/NetworkManager/system-connections";
 std::string newUuid(Host& host);
 
 /// Adds a profile and its keyfile, named after the profile's id.
-Profile& addProfile(Host& host, const Store& store, const Keyfile& keyfile);
+Profile& addProfile(Host& host, const StateFolder& state, const Keyfile& keyfile);
 /// Takes over changed settings and writes the keyfile, with the time of the last use.
-void updateProfile(Profile& profile, const Store& store, const Keyfile& keyfile);
+void updateProfile(Profile& profile, const StateFolder& state, const Keyfile& keyfile);
 /// Removes profile and file; a card that uses it goes down.
-void removeProfile(Host& host, const Store& store, const std::string& uuid);
+void removeProfile(Host& host, const StateFolder& state, const std::string& uuid);
 /// Reads the folders afresh: files that are gone take their profiles with them.
-void reloadProfiles(Host& host, const Store& store);
+void reloadProfiles(Host& host, const StateFolder& state);
 
 std::string idOf(const Profile& profile);
 /// "wifi", "ethernet", "loopback".

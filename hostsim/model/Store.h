@@ -1,24 +1,22 @@
 #pragma once
 
 #include "model/Host.h"
+#include "model/StateFolder.h"
 
 #include <functional>
 #include <string>
 
 namespace hostsim {
 
-/// The folder that holds one simulated host: `state.json`, the private files under `root/`, the
-/// log of command lines and the stand-ins' links under `bin/`. Every process of a run opens it
-/// for itself; changes are made under a lock and the state is replaced as a whole, so that a
-/// reader never sees half of one.
+/// The state of one simulated host in its folder. Every process of a run opens it for itself;
+/// changes are made under a lock and the state is replaced as a whole, so that a reader never sees
+/// half of one.
 class Store
 {
 public:
-    explicit Store(std::string folder);
+    explicit Store(const std::string& folder);
 
-    const std::string& folder() const { return _folder; }
-    /// Where the private copy of a host path lies.
-    std::string privatePath(const std::string& path) const { return _folder + "/root" + path; }
+    const StateFolder& folder() const { return _folder; }
 
     /// Starts a simulated host: folders, files and state of a scene. The folder may exist.
     void create(const Host& scene) const;
@@ -31,10 +29,6 @@ public:
     /// Lets time pass: stores what a timer of the host has brought, if anything.
     void tick() const;
 
-    /// Appends one line to the log of command lines.
-    void appendLog(const std::string& line) const;
-    std::string logFile() const { return _folder + "/log"; }
-
 private:
     class Lock;
 
@@ -42,18 +36,10 @@ private:
     void save(const Host& host) const;
     void makeFiles(const Host& scene) const;
 
-    std::string _folder;
+    StateFolder _folder;
 };
 
 /// The store that HOSTSIM_STATE names. Throws std::runtime_error outside a run.
 Store storeOfEnvironment();
-
-/// Milliseconds since 1970 of the machine's clock.
-int64_t nowMs();
-
-/// Content of a file, empty if it cannot be read.
-std::string readFile(const std::string& path);
-/// Writes aside and renames, with the folders that are missing. Leaves an equal file alone.
-void writeFile(const std::string& path, const std::string& content, int mode = 0644);
 
 } // namespace hostsim

@@ -1,10 +1,9 @@
 #include "model/Time.h"
 
 #include "model/Activation.h"
-#include "model/Address.h"
+#include "model/MachineClock.h"
 #include "model/Profiles.h"
 #include "model/Radio.h"
-#include "model/Store.h"
 
 #include <algorithm>
 
@@ -164,7 +163,7 @@ std::string fingerprint(const Host& host)
 
 } // namespace
 
-void startHost(Host& host, const Store& store)
+void startHost(Host& host, const StateFolder& state)
 {
     for (Card& card : host.cards) {
         if (card.type == "loopback" && !card.isActive())
@@ -174,7 +173,7 @@ void startHost(Host& host, const Store& store)
         if (card.isWifi() && card.supplicantUuid.empty())
             card.supplicantUuid = "362db47b-a53a-5191-88fb-5458b986b2e4";
     }
-    reloadProfiles(host, store);
+    reloadProfiles(host, state);
     passTime(host, nowMs());
 }
 

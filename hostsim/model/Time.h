@@ -1,14 +1,13 @@
 #pragma once
 
 #include "model/Host.h"
+#include "model/StateFolder.h"
 
 namespace hostsim {
 
-class Store;
-
 /// Brings a scene to life as a host that has just booted: keyfiles are read, profiles that
 /// connect by themselves are up.
-void startHost(Host& host, const Store& store);
+void startHost(Host& host, const StateFolder& state);
 
 /// Does what the host's own programs have done up to now: scans end, access points that are gone
 /// are left, a better or returned one is joined, NetworkManager brings idle cards up. True if

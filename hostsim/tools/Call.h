@@ -21,6 +21,7 @@ public:
     bool has(size_t index) const { return index < _args.size(); }
 
     const Store& store() const { return _store; }
+    const StateFolder& folder() const { return _store.folder(); }
     Host host() const { return _store.read(); }
     const Locale& locale() const { return _locale; }
     std::string pick(const char* english, const char* chinese) const

@@ -1,5 +1,8 @@
 #include "tools/CommandLog.h"
 
+#include "model/Files.h"
+#include "model/MachineClock.h"
+
 #include <nlohmann/json.hpp>
 
 #include <map>
@@ -44,25 +47,26 @@ std::string shellText(const std::vector<std::string>& argv)
     return line;
 }
 
-CommandLog::Entry::Entry(const Store& store, const std::vector<std::string>& line)
-    : _store(store)
+CommandLog::Entry::Entry(const StateFolder& folder, const std::vector<std::string>& line)
+    : _folder(folder)
     , _id(std::to_string(::getpid()) + "-" + std::to_string(nowMs()))
 {
     const Json begin = {
         {"id", _id}, {"line", shellText(line)}, {"argv", line}, {"startMs", nowMs()}};
-    _store.appendLog(dumped(begin));
+    appendLine(_folder.logFile(), dumped(begin));
 }
 
 void CommandLog::Entry::finish(int status) const
 {
-    _store.appendLog(dumped(Json{{"id", _id}, {"status", status}, {"endMs", nowMs()}}));
+    appendLine(_folder.logFile(),
+               dumped(Json{{"id", _id}, {"status", status}, {"endMs", nowMs()}}));
 }
 
-static std::vector<Json> entriesOf(const Store& store)
+static std::vector<Json> entriesOf(const StateFolder& folder)
 {
     std::vector<Json> entries;
     std::map<std::string, size_t> places;
-    std::istringstream lines(readFile(store.logFile()));
+    std::istringstream lines(readFile(folder.logFile()));
     for (std::string line; std::getline(lines, line);) {
         const Json part = Json::parse(line, nullptr, false);
         if (part.is_discarded())
@@ -83,18 +87,18 @@ static std::vector<Json> entriesOf(const Store& store)
     return entries;
 }
 
-std::string CommandLog::merged(const Store& store)
+std::string CommandLog::merged(const StateFolder& folder)
 {
     std::string text;
-    for (const Json& entry : entriesOf(store))
+    for (const Json& entry : entriesOf(folder))
         text += dumped(entry) + "\n";
     return text;
 }
 
-std::string CommandLog::lines(const Store& store)
+std::string CommandLog::lines(const StateFolder& folder)
 {
     std::string text;
-    for (const Json& entry : entriesOf(store))
+    for (const Json& entry : entriesOf(folder))
         text += entry.value("line", "") + "\n";
     return text;
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "model/Store.h"
+#include "model/StateFolder.h"
 
 #include <string>
 #include <vector>
@@ -15,19 +15,19 @@ public:
     class Entry
     {
     public:
-        Entry(const Store& store, const std::vector<std::string>& line);
+        Entry(const StateFolder& folder, const std::vector<std::string>& line);
         void finish(int status) const;
 
     private:
-        Store _store;
+        StateFolder _folder;
         std::string _id;
     };
 
     /// The calls in the order of their beginning, one JSON object a line: "line" (as a shell
     /// would read it), "argv", "status" (null while it has none), "startMs", "endMs".
-    static std::string merged(const Store& store);
+    static std::string merged(const StateFolder& folder);
     /// The same as plain command lines.
-    static std::string lines(const Store& store);
+    static std::string lines(const StateFolder& folder);
 };
 
 /// The command line with quotes where a shell needs them.

@@ -85,7 +85,7 @@ int runFound(const Tool& tool, const std::vector<std::string>& line, bool underS
              std::vector<std::string> args)
 {
     const Store store = storeOfEnvironment();
-    const CommandLog::Entry entry(store, line);
+    const CommandLog::Entry entry(store.folder(), line);
     Call call(std::move(args), store);
     int status = 0;
     if (!applyFault(call, tool.name, underSudo, status))
@@ -107,7 +107,7 @@ int sudo(const std::vector<std::string>& args)
     const std::vector<std::string> command(args.begin() + static_cast<long>(begin), args.end());
     if (const Tool* tool = find(command[0]))
         return runFound(*tool, line, true, {command.begin() + 1, command.end()});
-    const CommandLog::Entry entry(storeOfEnvironment(), line);
+    const CommandLog::Entry entry(storeOfEnvironment().folder(), line);
     return execute(command);
 }
 

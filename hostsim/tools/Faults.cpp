@@ -70,7 +70,7 @@ bool applyFault(Call& call, const std::string& tool, bool underSudo, int& status
     if (fault->kind == "missing")
         status = missing(call, tool, underSudo);
     else if (fault->kind == "hang")
-        waitForEndOfRun(call.store());
+        waitForEndOfRun(call.folder());
     else if (fault->kind == "garbage")
         call.out(garbage());
     else if (fault->kind == "busy")
@@ -82,9 +82,9 @@ bool applyFault(Call& call, const std::string& tool, bool underSudo, int& status
     return true;
 }
 
-void waitForEndOfRun(const Store& store)
+void waitForEndOfRun(const StateFolder& folder)
 {
-    while (isRunAlive(store.folder()))
+    while (isRunAlive(folder))
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
 }
 

@@ -9,6 +9,6 @@ namespace hostsim {
 bool applyFault(Call& call, const std::string& tool, bool underSudo, int& status);
 
 /// Lives until the run ends or somebody ends it.
-void waitForEndOfRun(const Store& store);
+void waitForEndOfRun(const StateFolder& folder);
 
 } // namespace hostsim

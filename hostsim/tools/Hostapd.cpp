@@ -1,3 +1,4 @@
+#include "model/Files.h"
 #include "model/Process.h"
 #include "model/Radio.h"
 #include "tools/Tools.h"
@@ -54,7 +55,7 @@ void heedSignals()
 
 void serveUntilEnd(const Call& call)
 {
-    while (!isStopAsked && isRunAlive(call.store().folder()))
+    while (!isStopAsked && isRunAlive(call.folder()))
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
 }
 

@@ -1,3 +1,4 @@
+#include "model/Files.h"
 #include "model/Profiles.h"
 #include "tools/Tools.h"
 
@@ -17,11 +18,11 @@ namespace {
 constexpr int kBadYaml = 78;
 constexpr char kFolder[] = "/etc/netplan";
 
-std::vector<fs::path> yamlFiles(const Store& store)
+std::vector<fs::path> yamlFiles(const StateFolder& folder)
 {
     std::vector<fs::path> files;
     std::error_code ignored;
-    for (const auto& entry : fs::directory_iterator(store.privatePath(kFolder), ignored))
+    for (const auto& entry : fs::directory_iterator(folder.privatePath(kFolder), ignored))
         if (entry.path().extension() == ".yaml")
             files.push_back(entry.path());
     std::sort(files.begin(), files.end());
@@ -120,7 +121,7 @@ std::vector<Request> requestsOf(const std::string& text, const Host& host)
     return requests;
 }
 
-void writeProfile(Host& host, const Store& store, const Request& request)
+void writeProfile(Host& host, const StateFolder& folder, const Request& request)
 {
     Keyfile keyfile;
     keyfile.setText("connection", "id", "netplan-" + request.card);
@@ -133,15 +134,15 @@ void writeProfile(Host& host, const Store& store, const Request& request)
         keyfile.setRaw("ipv4", "address1",
                        request.address + (request.gateway.empty() ? "" : "," + request.gateway));
     keyfile.setRaw("ipv6", "method", "ignore");
-    writeFile(store.privatePath(std::string(kVolatileFolder) + "/netplan-" + request.card +
-                                ".nmconnection"),
+    writeFile(folder.privatePath(std::string(kVolatileFolder) + "/netplan-" + request.card +
+                                 ".nmconnection"),
               keyfile.toText(), 0600);
 }
 
-void clearProfiles(const Store& store)
+void clearProfiles(const StateFolder& folder)
 {
     std::error_code ignored;
-    for (const auto& entry : fs::directory_iterator(store.privatePath(kVolatileFolder), ignored))
+    for (const auto& entry : fs::directory_iterator(folder.privatePath(kVolatileFolder), ignored))
         if (startsWith(entry.path().filename().string(), "netplan-"))
             fs::remove(entry.path(), ignored);
 }
@@ -149,10 +150,10 @@ void clearProfiles(const Store& store)
 void applyRequests(Call& call, const std::vector<Request>& requests)
 {
     call.store().change([&](Host& host) {
-        clearProfiles(call.store());
+        clearProfiles(call.folder());
         for (const Request& request : requests)
-            writeProfile(host, call.store(), request);
-        reloadProfiles(host, call.store());
+            writeProfile(host, call.folder(), request);
+        reloadProfiles(host, call.folder());
         for (Card& card : host.cards)
             card.idleSinceMs = card.isActive() ? card.idleSinceMs : 0;
     });
@@ -165,7 +166,7 @@ int netplan(Call& call)
     if (call.arg(0) != "apply")
         return call.fail(2, "usage: netplan [-h] [--debug]  ...\n");
     std::vector<Request> requests;
-    for (const fs::path& path : yamlFiles(call.store())) {
+    for (const fs::path& path : yamlFiles(call.folder())) {
         const std::string text = readFile(path.string());
         const std::string shown = std::string(kFolder) + "/" + path.filename().string();
         if (isBroken(text))

@@ -280,7 +280,7 @@ int connectionAdd(Call& call, size_t first)
             return;
         }
         keyfile.setRaw("connection", "uuid", newUuid(host));
-        const std::string uuid = addProfile(host, call.store(), keyfile).uuid;
+        const std::string uuid = addProfile(host, call.folder(), keyfile).uuid;
         warnOfOthers(call, host, id, uuid);
         call.out(fill(call.pick("Connection '%1' (%2) successfully added.\n",
                                 "连接 \"%1\" (%2) 已成功添加。\n"),
@@ -313,7 +313,7 @@ int connectionModify(Call& call, size_t first)
                                     {id, *refused}));
             return;
         }
-        updateProfile(*profile, call.store(), keyfile);
+        updateProfile(*profile, call.folder(), keyfile);
     });
     return status;
 }
@@ -376,7 +376,7 @@ int connectionDelete(Call& call, size_t first)
         }
         const std::string id = idOf(*profile);
         const std::string uuid = profile->uuid;
-        removeProfile(host, call.store(), uuid);
+        removeProfile(host, call.folder(), uuid);
         call.out(fill(call.pick("Connection '%1' (%2) successfully deleted.\n",
                                 "成功删除连接 \"%1\" (%2)。\n"),
                       {id, uuid}));
@@ -386,7 +386,7 @@ int connectionDelete(Call& call, size_t first)
 
 int connectionReload(Call& call)
 {
-    call.store().change([&](Host& host) { reloadProfiles(host, call.store()); });
+    call.store().change([&](Host& host) { reloadProfiles(host, call.folder()); });
     return 0;
 }
 

@@ -26,7 +26,7 @@ Profile* fittingProfile(Host& host, const Card& card)
 }
 
 // NetworkManager makes a profile for a wired card by itself, named after the card.
-Profile& wiredProfile(Host& host, const Store& store, const Card& card)
+Profile& wiredProfile(Host& host, const StateFolder& folder, const Card& card)
 {
     Keyfile keyfile;
     keyfile.setText("connection", "id", card.name);
@@ -38,7 +38,7 @@ Profile& wiredProfile(Host& host, const Store& store, const Card& card)
     keyfile.setRaw("ipv6", "addr-gen-mode", "default");
     keyfile.setRaw("ipv6", "method", "auto");
     keyfile.addGroup("proxy");
-    return addProfile(host, store, keyfile);
+    return addProfile(host, folder, keyfile);
 }
 
 int connectCard(Call& call, Host& host, Card& card)
@@ -49,7 +49,7 @@ int connectCard(Call& call, Host& host, Card& card)
     if (!profile && card.isWifi())
         return failNew(call, "A 'wireless' setting is required if no AP path was given.");
     if (!profile)
-        profile = &wiredProfile(host, call.store(), card);
+        profile = &wiredProfile(host, call.folder(), card);
     const Joining result = activate(host, card, *profile);
     if (result != Joining::Done)
         return fail(call, kActivationFailed,

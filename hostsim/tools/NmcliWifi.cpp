@@ -1,3 +1,4 @@
+#include "model/MachineClock.h"
 #include "model/Profiles.h"
 #include "model/Radio.h"
 #include "model/Time.h"
@@ -114,17 +115,17 @@ Profile* profileOfSsid(Host& host, const Card& card, const std::string& ssid)
     return latest;
 }
 
-Profile& profileFor(Host& host, const Store& store, const Request& request, const AccessPoint& ap,
-                    const Card& card)
+Profile& profileFor(Host& host, const StateFolder& folder, const Request& request,
+                    const AccessPoint& ap, const Card& card)
 {
     Profile* known = profileOfSsid(host, card, request.ssid);
     Keyfile keyfile = known ? Keyfile(known->text) : newKeyfile(host, request, ap, card);
     if (isValidPsk(request.password) && ap.security == "psk")
         keyfile.setText("wifi-security", "psk", request.password);
     if (!known)
-        return addProfile(host, store, keyfile);
+        return addProfile(host, folder, keyfile);
     if (known->text != keyfile.toText())
-        updateProfile(*known, store, keyfile);
+        updateProfile(*known, folder, keyfile);
     return *known;
 }
 
@@ -145,7 +146,7 @@ int connectTo(Call& call, Host& host, const Request& request)
             startScan(host, card, nowMs(), request.ssid);
         return failNoNetwork(call, request.ssid);
     }
-    Profile& profile = profileFor(host, call.store(), request, *ap, card);
+    Profile& profile = profileFor(host, call.folder(), request, *ap, card);
     const Joining result = activate(host, card, profile);
     if (result == Joining::Done) {
         call.out(activatedLine(call, card.name, profile.uuid));
@@ -193,7 +194,7 @@ Keyfile hotspotKeyfile(Host& host, const Request& request)
 int startHotspot(Call& call, Host& host, const Request& request)
 {
     Card& card = *wifiCard(host, request.cardName);
-    Profile& profile = addProfile(host, call.store(), hotspotKeyfile(host, request));
+    Profile& profile = addProfile(host, call.folder(), hotspotKeyfile(host, request));
     if (activate(host, card, profile) != Joining::Done)
         return call.fail(kActivationFailed,
                          "Error: Connection activation failed: The device is not ready.\n");

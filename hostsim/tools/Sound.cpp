@@ -1,3 +1,4 @@
+#include "model/Files.h"
 #include "tools/Tools.h"
 
 #include <algorithm>
@@ -29,7 +30,7 @@ std::string mixerText(const MixerControl& control)
 // The card that /etc/asound.conf makes the default one, else the first.
 size_t defaultCard(const Call& call)
 {
-    std::istringstream conf(readFile(call.store().privatePath("/etc/asound.conf")));
+    std::istringstream conf(readFile(call.folder().privatePath("/etc/asound.conf")));
     for (std::string word; conf >> word;) {
         size_t index = 0;
         if (word == "defaults.ctl.card" && conf >> index)

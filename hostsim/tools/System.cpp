@@ -1,6 +1,6 @@
 #include "model/PrivatePaths.h"
+#include "model/Process.h"
 #include "model/Profiles.h"
-#include "model/Time.h"
 #include "tools/Tools.h"
 
 #include <algorithm>
@@ -33,7 +33,7 @@ int actOnService(Call& call, const std::string& verb, std::string name)
     call.store().change([&](Host& host) {
         host.networkManager = verb != "stop";
         if (host.networkManager)
-            reloadProfiles(host, call.store());
+            reloadProfiles(host, call.folder());
         for (Card& card : host.cards)
             card.keptDown = false;
     });
@@ -59,7 +59,7 @@ int runReal(Call& call, const char* tool, const std::vector<std::string>& args)
 
 std::string privateArgument(const Call& call, const std::string& arg)
 {
-    return isPrivatePath(arg) ? call.store().privatePath(arg) : arg;
+    return isPrivatePath(arg) ? call.folder().privatePath(arg) : arg;
 }
 
 std::string plainAssignment(const std::string& assignment, const std::string& name)

@@ -1,3 +1,4 @@
+#include "model/MachineClock.h"
 #include "tools/Tools.h"
 #include "tools/ZoneFile.h"
 
@@ -44,7 +45,7 @@ const char* yesNo(bool on)
 int status(Call& call)
 {
     const Host host = call.host();
-    const ZoneFile zone(call.store());
+    const ZoneFile zone(call.folder());
     const auto now = static_cast<std::time_t>((nowMs() + host.clock.offsetMs) / 1000);
     const std::tm utc = *std::gmtime(&now);
     const ZoneFile::Local local = zone.localTime(now);
@@ -93,7 +94,7 @@ int setTime(Call& call, const std::string& text)
     if (call.host().clock.ntp)
         return call.fail(1, "Failed to set time: Automatic time synchronization is enabled\n");
     const int64_t local = int64_t(::timegm(&time));
-    const int64_t seconds = local - ZoneFile(call.store()).offsetAtLocal(local);
+    const int64_t seconds = local - ZoneFile(call.folder()).offsetAtLocal(local);
     call.store().change([&](Host& host) { host.clock.offsetMs = seconds * 1000 + ms - nowMs(); });
     return 0;
 }
@@ -103,7 +104,7 @@ int setZone(Call& call, const std::string& name)
     if (!ZoneFile::exists(name))
         return call.fail(1, "Failed to set time zone: Invalid or not installed time zone '" + name +
                                 "'\n");
-    ZoneFile::link(call.store(), name);
+    ZoneFile::link(call.folder(), name);
     return 0;
 }
 
@@ -141,7 +142,7 @@ int date(Call& call)
 {
     const Host host = call.host();
     const int64_t nowAll = nowMs() + host.clock.offsetMs;
-    const ZoneFile::Local local = ZoneFile(call.store()).localTime(std::time_t(nowAll / 1000));
+    const ZoneFile::Local local = ZoneFile(call.folder()).localTime(std::time_t(nowAll / 1000));
     std::string format = "%a %b %e %H:%M:%S %Z %Y";
     if (startsWith(call.arg(0), "+"))
         format = call.arg(0).substr(1);

@@ -1,4 +1,4 @@
-#include "model/Address.h"
+#include "model/MachineClock.h"
 #include "model/Radio.h"
 #include "model/Time.h"
 #include "tools/Faults.h"
@@ -105,7 +105,7 @@ int interactive(Call& call, const std::string& name)
     call.out(kBanner);
     call.out("Could not connect to wpa_supplicant: " + name + " - re-trying\n");
     call.flush();
-    waitForEndOfRun(call.store());
+    waitForEndOfRun(call.folder());
     return 0;
 }
 

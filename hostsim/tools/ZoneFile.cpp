@@ -1,5 +1,6 @@
 #include "tools/ZoneFile.h"
 
+#include "model/Files.h"
 #include "model/Words.h"
 
 #include <algorithm>
@@ -15,18 +16,18 @@ namespace {
 
 constexpr char kZones[] = "/usr/share/zoneinfo/";
 
-std::string localtimePath(const Store& store)
+std::string localtimePath(const StateFolder& folder)
 {
-    return store.privatePath("/etc/localtime");
+    return folder.privatePath("/etc/localtime");
 }
 
 } // namespace
 
-ZoneFile::ZoneFile(const Store& store)
+ZoneFile::ZoneFile(const StateFolder& folder)
     : _name("Etc/UTC")
 {
     std::error_code failed;
-    const std::string target = fs::read_symlink(localtimePath(store), failed).string();
+    const std::string target = fs::read_symlink(localtimePath(folder), failed).string();
     if (failed)
         return;
     _name = startsWith(target, kZones) ? target.substr(sizeof kZones - 1) : "";
@@ -58,11 +59,11 @@ bool ZoneFile::exists(const std::string& name)
     return !name.empty() && !contains(name, "..") && fs::is_regular_file(kZones + name, ignored);
 }
 
-void ZoneFile::link(const Store& store, const std::string& name)
+void ZoneFile::link(const StateFolder& folder, const std::string& name)
 {
     std::error_code ignored;
-    fs::remove(localtimePath(store), ignored);
-    fs::create_symlink(kZones + name, localtimePath(store), ignored);
+    fs::remove(localtimePath(folder), ignored);
+    fs::create_symlink(kZones + name, localtimePath(folder), ignored);
 }
 
 std::vector<std::string> ZoneFile::names()

@@ -1,8 +1,11 @@
 #pragma once
 
-#include "model/Store.h"
+#include "model/StateFolder.h"
 
+#include <cstdint>
 #include <ctime>
+#include <string>
+#include <vector>
 
 namespace hostsim {
 
@@ -17,7 +20,7 @@ public:
         long offset = 0; ///< seconds east of Greenwich
     };
 
-    explicit ZoneFile(const Store& store);
+    explicit ZoneFile(const StateFolder& folder);
 
     /// As `timedatectl` names it: "n/a" for a link to the folder or to nothing, "Etc/UTC" without
     /// a link.
@@ -27,7 +30,7 @@ public:
     long offsetAtLocal(int64_t localSeconds) const;
 
     static bool exists(const std::string& name);
-    static void link(const Store& store, const std::string& name);
+    static void link(const StateFolder& folder, const std::string& name);
     /// All names, sorted, as the machine's time zone data has them.
     static std::vector<std::string> names();
 
