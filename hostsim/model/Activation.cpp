@@ -83,45 +83,46 @@ std::string eui64Address(const std::string& mac)
 void configure(const Host& host, Card& card, const Keyfile& keyfile)
 {
     const std::string method = keyfile.raw("ipv4", "method");
-    card.addresses6 = {linkLocalAddress(card.name + keyfile.raw("connection", "uuid"))};
-    card.addresses.clear();
-    card.gateway.clear();
-    card.dns.clear();
+    card.ip.addresses6 = {linkLocalAddress(card.name + keyfile.raw("connection", "uuid"))};
+    card.ip.addresses.clear();
+    card.ip.gateway.clear();
+    card.ip.dns.clear();
     if (method == "manual") {
-        card.addresses = {keyfile.address()};
-        card.gateway = keyfile.gateway();
+        card.ip.addresses = {keyfile.address()};
+        card.ip.gateway = keyfile.gateway();
         for (const std::string& server : split(keyfile.raw("ipv4", "dns"), ';'))
             if (!server.empty())
-                card.dns.push_back(server);
+                card.ip.dns.push_back(server);
     } else if (method == "shared") {
-        card.addresses = {kHotspotAddress};
-        card.addresses6 = {eui64Address(card.mac)};
+        card.ip.addresses = {kHotspotAddress};
+        card.ip.addresses6 = {eui64Address(card.mac)};
     } else {
         const Lease& lease = leaseFor(host, card, keyfile);
-        card.addresses = {lease.address + "/" + std::to_string(lease.prefix)};
-        card.gateway = lease.gateway;
-        card.gateway6 = lease.gateway6;
+        card.ip.addresses = {lease.address + "/" + std::to_string(lease.prefix)};
+        card.ip.gateway = lease.gateway;
+        card.ip.gateway6 = lease.gateway6;
         if (!lease.address6.empty())
-            card.addresses6.insert(card.addresses6.begin(), lease.address6);
-        card.dns = lease.dns;
+            card.ip.addresses6.insert(card.ip.addresses6.begin(), lease.address6);
+        card.ip.dns = lease.dns;
     }
 }
 
 void connectRadio(const Host& host, Card& card, const Keyfile& keyfile)
 {
     if (isHotspotProfile(keyfile)) {
-        card.bssid = card.mac;
-        card.ssid = keyfile.ssid();
-        card.keyManagement = "UNKNOWN";
+        card.link.bssid = card.mac;
+        card.link.ssid = keyfile.ssid();
+        card.link.keyManagement = "UNKNOWN";
         return;
     }
     if (const AccessPoint* ap = networkOf(host, card, keyfile)) {
         associate(card, *ap);
         if (ap->security == "eap")
-            card.eapMethod = hasMethod(keyfile, "tls") ? "tls" : "peap";
+            card.link.eapMethod = hasMethod(keyfile, "tls") ? "tls" : "peap";
         if (ap->hidden && keyfile.raw("wifi", "hidden") == "true" &&
-            std::count(card.askedSsids.begin(), card.askedSsids.end(), ap->ssid) == 0)
-            card.askedSsids.push_back(ap->ssid);
+            std::count(card.supplicant.askedSsids.begin(), card.supplicant.askedSsids.end(),
+                       ap->ssid) == 0)
+            card.supplicant.askedSsids.push_back(ap->ssid);
     }
 }
 
@@ -156,12 +157,12 @@ Joining activate(Host& host, Card& card, Profile& profile)
     const Keyfile keyfile(profile.text);
     const Joining result = tryJoining(host, card, keyfile);
     deactivate(card);
-    card.keptDown = result != Joining::Done;
+    card.nm.keptDown = result != Joining::Done;
     if (result != Joining::Done)
         return result;
-    card.profile = profile.uuid;
-    card.path = host.nextPath++;
-    card.staleAddress.clear();
+    card.nm.profile = profile.uuid;
+    card.nm.path = host.nextPath++;
+    card.supplicant.staleAddress.clear();
     profile.usedAt = (nowMs() + host.clock.offsetMs) / 1000;
     configure(host, card, keyfile);
     if (card.isWifi())
@@ -173,14 +174,10 @@ void deactivate(Card& card)
 {
     if (card.type == "loopback")
         return;
-    card.profile.clear();
-    card.path = 0;
-    card.addresses.clear();
-    card.addresses6.clear();
-    card.gateway.clear();
-    card.gateway6.clear();
-    card.dns.clear();
-    card.idleSinceMs = nowMs();
+    card.nm.profile.clear();
+    card.nm.path = 0;
+    card.ip = {};
+    card.nm.idleSinceMs = nowMs();
     dissociate(card);
 }
 

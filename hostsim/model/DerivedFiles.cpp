@@ -34,9 +34,9 @@ std::string routesOf(const Card& card)
 {
     std::string text;
     const int metric = card.isWifi() ? 600 : 100;
-    if (const auto gateway = parseIp4(card.gateway))
+    if (const auto gateway = parseIp4(card.ip.gateway))
         text += formatted(kRouteLine, card.name.c_str(), 0, *gateway, 3, metric, 0);
-    for (const std::string& entry : card.addresses)
+    for (const std::string& entry : card.ip.addresses)
         if (const auto net = parseNetwork(entry))
             text += formatted(kRouteLine, card.name.c_str(), net->address & net->mask(), 0, 1,
                               metric, net->mask());
@@ -117,9 +117,9 @@ std::string interfacesText(const Host& host)
                 std::to_string(flagsOf(card)) + " " + std::to_string(card.mtu) + " " +
                 std::to_string(hardwareType(card)) + " " + (card.isWifi() ? "1" : "0") + " " +
                 (card.mac.empty() ? "00:00:00:00:00:00" : card.mac) + "\n";
-        for (const std::string& address : card.addresses)
+        for (const std::string& address : card.ip.addresses)
             text += "addr " + std::to_string(index) + " " + address + "\n";
-        for (const std::string& address : card.addresses6)
+        for (const std::string& address : card.ip.addresses6)
             if (host.ipv6On())
                 text += "addr " + std::to_string(index) + " " + address + "\n";
     }

@@ -28,59 +28,33 @@ struct Lease
     std::string gateway6;
 };
 
-/// One network interface, with what NetworkManager and the supplicant have made of it.
-struct Card
+/// Addresses of a card and what it reaches by them, whoever set them: NetworkManager, ifconfig.
+struct IpSettings
 {
-    std::string name;
-    std::string type = "ethernet"; ///< loopback, ethernet, wifi, can, vcan, dummy, radiotap
-    std::string mac;
-    std::string driver;
-    std::string description; ///< what `lshw` calls it; empty: by type
-    int mtu = 1500;
-    int queueLength = 1000;
-    bool up = true;
-    bool carrier = true;  ///< wired: a cable is in; CAN: the bus is there
-    bool blocked = false; ///< Wi-Fi: the radio is switched off (rfkill)
-    Lease lease;          ///< wired: what DHCP gives here
-    Traffic traffic;
-
-    // NetworkManager's side.
-    std::string profile;   ///< UUID of the active profile, empty for none
-    int path = 0;          ///< number of the active connection
-    bool keptDown = false; ///< taken down by hand or by a failure: not brought up by itself
     std::vector<std::string> addresses; ///< IPv4 with prefix: "10.0.0.5/24"
     std::vector<std::string> addresses6;
     std::string gateway;
     std::string gateway6;
     std::vector<std::string> dns;
+};
 
-    // The supplicant's side.
-    std::string p2pMac;
-    std::string supplicantUuid;
-    std::string bssid; ///< access point in use; the card's own one on a hotspot
+/// What NetworkManager knows of a card.
+struct ManagerState
+{
+    std::string profile;     ///< UUID of the active profile, empty for none
+    int path = 0;            ///< number of the active connection
+    bool keptDown = false;   ///< taken down by hand or by a failure: not brought up by itself
+    int64_t idleSinceMs = 0; ///< from here it counts until it connects by itself
+};
+
+/// The access point that a Wi-Fi card uses, all empty without one.
+struct WifiLink
+{
+    std::string bssid; ///< the card's own address on a hotspot
     std::string ssid;
     std::string keyManagement;
     std::string eapMethod;
-    int server = 0;           ///< process number of the hostapd that runs on the card, 0 for none
-    std::string staleAddress; ///< shown by `wpa_cli status` for a while after a loss
-    int64_t idleSinceMs = 0;  ///< from here NetworkManager counts until it connects by itself
-    int64_t weakSinceMs = 0;
-    int64_t scanEndsMs = 0;              ///< a scan is under way until then; 0: none
-    std::string scanFor;                 ///< SSID that the scan under way asks for by name
-    std::vector<std::string> askedSsids; ///< hidden networks that a directed scan has found
-    std::vector<struct ScanRow> scan;
-
-    // CAN.
-    int bitRate = 0;
-    int restartMs = 0;
-    int interrupt = 0;
-    std::string timing;
-
-    bool isWifi() const { return type == "wifi"; }
-    bool isCan() const { return type == "can" || type == "vcan"; }
-    bool isManaged() const { return type == "ethernet" || type == "wifi" || type == "loopback"; }
-    bool isActive() const { return !profile.empty(); }
-    bool isRunning() const;
+    int64_t weakSinceMs = 0; ///< since when it has been too weak, 0 while it is not
 };
 
 /// One row of the supplicant's table of scan results.
@@ -93,13 +67,63 @@ struct ScanRow
     std::string ssid;
 };
 
+/// What the supplicant knows of a Wi-Fi card beyond its link.
+struct SupplicantState
+{
+    std::string p2pMac;
+    std::string uuid;
+    std::string staleAddress;            ///< shown by `wpa_cli status` for a while after a loss
+    int64_t scanEndsMs = 0;              ///< a scan is under way until then; 0: none
+    std::string scanFor;                 ///< SSID that the scan under way asks for by name
+    std::vector<std::string> askedSsids; ///< hidden networks that a directed scan has found
+    std::vector<ScanRow> scan;
+};
+
+struct CanState
+{
+    int bitRate = 0;
+    int restartMs = 0;
+    std::string timing;
+};
+
+/// One network interface: the kernel's side here, and a part for each program that keeps more.
+struct Card
+{
+    std::string name;
+    std::string type = "ethernet"; ///< loopback, ethernet, wifi, can, vcan, dummy, radiotap
+    std::string mac;
+    std::string driver;
+    std::string description; ///< what `lshw` calls it; empty: by type
+    int mtu = 1500;
+    int queueLength = 1000;
+    int interrupt = 0; ///< shown by `ifconfig`; 0: none
+    bool up = true;
+    bool carrier = true;  ///< wired: a cable is in; CAN: the bus is there
+    bool blocked = false; ///< Wi-Fi: the radio is switched off (rfkill)
+    Lease lease;          ///< wired: what DHCP gives here
+    Traffic traffic;
+
+    IpSettings ip;
+    ManagerState nm;
+    WifiLink link;
+    SupplicantState supplicant;
+    int hostapd = 0; ///< process number of the hostapd that runs on the card, 0 for none
+    CanState can;
+
+    bool isWifi() const { return type == "wifi"; }
+    bool isCan() const { return type == "can" || type == "vcan"; }
+    bool isManaged() const { return type == "ethernet" || type == "wifi" || type == "loopback"; }
+    bool isActive() const { return !nm.profile.empty(); }
+    bool isRunning() const;
+};
+
 inline bool Card::isRunning() const
 {
     if (!up || blocked)
         return false;
     if (type == "dummy" || type == "radiotap")
         return false;
-    return isWifi() ? !bssid.empty() : carrier;
+    return isWifi() ? !link.bssid.empty() : carrier;
 }
 
 /// Someone who may join an 802.1X network.

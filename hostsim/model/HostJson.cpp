@@ -35,21 +35,24 @@ void fields(Archive& a, ScanRow& v)
     a("ssid", v.ssid);
 }
 
+// A card is one flat object, whichever part of the struct a key belongs to.
 template <typename Archive>
 void fields(Archive& a, Card& v)
 {
     a("name", v.name)("type", v.type)("mac", v.mac)("driver", v.driver);
     a("description", v.description)("mtu", v.mtu)("queueLength", v.queueLength);
     a("up", v.up)("carrier", v.carrier)("blocked", v.blocked)("lease", v.lease);
-    a("traffic", v.traffic)("profile", v.profile)("path", v.path)("keptDown", v.keptDown);
-    a("addresses", v.addresses)("addresses6", v.addresses6)("gateway", v.gateway);
-    a("gateway6", v.gateway6)("dns", v.dns)("p2pMac", v.p2pMac)("supplicantUuid", v.supplicantUuid);
-    a("bssid", v.bssid)("ssid", v.ssid)("keyManagement", v.keyManagement);
-    a("eapMethod", v.eapMethod)("server", v.server)("staleAddress", v.staleAddress)("idleSinceMs",
-                                                                                    v.idleSinceMs);
-    a("weakSinceMs", v.weakSinceMs)("scanEndsMs", v.scanEndsMs)("scanFor", v.scanFor);
-    a("askedSsids", v.askedSsids)("scan", v.scan)("bitRate", v.bitRate);
-    a("restartMs", v.restartMs)("interrupt", v.interrupt)("timing", v.timing);
+    a("traffic", v.traffic)("profile", v.nm.profile)("path", v.nm.path);
+    a("keptDown", v.nm.keptDown)("addresses", v.ip.addresses)("addresses6", v.ip.addresses6);
+    a("gateway", v.ip.gateway)("gateway6", v.ip.gateway6)("dns", v.ip.dns);
+    a("p2pMac", v.supplicant.p2pMac)("supplicantUuid", v.supplicant.uuid);
+    a("bssid", v.link.bssid)("ssid", v.link.ssid)("keyManagement", v.link.keyManagement);
+    a("eapMethod", v.link.eapMethod)("server", v.hostapd);
+    a("staleAddress", v.supplicant.staleAddress)("idleSinceMs", v.nm.idleSinceMs);
+    a("weakSinceMs", v.link.weakSinceMs)("scanEndsMs", v.supplicant.scanEndsMs);
+    a("scanFor", v.supplicant.scanFor)("askedSsids", v.supplicant.askedSsids);
+    a("scan", v.supplicant.scan)("bitRate", v.can.bitRate)("restartMs", v.can.restartMs);
+    a("interrupt", v.interrupt)("timing", v.can.timing);
 }
 
 template <typename Archive>

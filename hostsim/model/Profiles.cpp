@@ -102,7 +102,7 @@ Profile& addProfile(Host& host, const StateFolder& state, const Keyfile& keyfile
     writeFile(state.privatePath(file), keyfile.toText(), 0600);
     for (Card& card : host.cards)
         if (!card.isActive())
-            card.idleSinceMs = nowMs(); // an idle card waits before it takes the new profile
+            card.nm.idleSinceMs = nowMs(); // an idle card waits before it takes the new profile
     return host.profiles.back();
 }
 
@@ -118,7 +118,7 @@ void updateProfile(Profile& profile, const StateFolder& state, const Keyfile& ke
 void removeProfile(Host& host, const StateFolder& state, const std::string& uuid)
 {
     for (Card& card : host.cards)
-        if (card.profile == uuid)
+        if (card.nm.profile == uuid)
             deactivate(card);
     const auto gone = std::find_if(host.profiles.begin(), host.profiles.end(),
                                    [&](const Profile& p) { return p.uuid == uuid; });
@@ -138,7 +138,7 @@ void reloadProfiles(Host& host, const StateFolder& state)
     loadFolder(profiles, host, state, kVolatileFolder);
     host.profiles = profiles;
     for (Card& card : host.cards)
-        if (card.isActive() && !host.profile(card.profile))
+        if (card.isActive() && !host.profile(card.nm.profile))
             deactivate(card);
 }
 

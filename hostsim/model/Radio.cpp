@@ -26,7 +26,7 @@ ScanRow rowOf(const AccessPoint& ap, const std::string& shownSsid)
 
 bool isAsked(const Card& card, const std::string& ssid)
 {
-    const auto& asked = card.askedSsids;
+    const auto& asked = card.supplicant.askedSsids;
     return std::find(asked.begin(), asked.end(), ssid) != asked.end();
 }
 
@@ -68,26 +68,22 @@ std::vector<ScanRow> scanRows(const Host& host, const Card& card)
 
 void associate(Card& card, const AccessPoint& ap)
 {
-    card.bssid = ap.bssid;
-    card.ssid = ap.ssid;
-    card.keyManagement = ap.security == "psk"   ? "WPA2-PSK"
-                         : ap.security == "eap" ? "WPA2/IEEE 802.1X/EAP"
-                                                : "NONE";
-    card.weakSinceMs = 0;
+    card.link.bssid = ap.bssid;
+    card.link.ssid = ap.ssid;
+    card.link.keyManagement = ap.security == "psk"   ? "WPA2-PSK"
+                              : ap.security == "eap" ? "WPA2/IEEE 802.1X/EAP"
+                                                     : "NONE";
+    card.link.weakSinceMs = 0;
 }
 
 void dissociate(Card& card)
 {
-    card.bssid.clear();
-    card.ssid.clear();
-    card.keyManagement.clear();
-    card.eapMethod.clear();
-    card.weakSinceMs = 0;
+    card.link = {};
 }
 
 bool isHotspot(const Card& card)
 {
-    return card.isWifi() && !card.bssid.empty() && card.bssid == card.mac;
+    return card.isWifi() && !card.link.bssid.empty() && card.link.bssid == card.mac;
 }
 
 } // namespace hostsim

@@ -20,47 +20,50 @@ constexpr int kDownNoticedMs = 4000; // until NetworkManager sees that a card wa
 
 void finishScan(const Host& host, Card& card)
 {
-    const AccessPoint* asked =
-        card.scanFor.empty() ? nullptr : strongest(host, card, card.scanFor, true);
+    const AccessPoint* asked = card.supplicant.scanFor.empty()
+                                   ? nullptr
+                                   : strongest(host, card, card.supplicant.scanFor, true);
     if (asked && asked->hidden &&
-        std::count(card.askedSsids.begin(), card.askedSsids.end(), card.scanFor) == 0)
-        card.askedSsids.push_back(card.scanFor);
-    card.scan = scanRows(host, card);
-    card.scanEndsMs = 0;
-    card.scanFor.clear();
+        std::count(card.supplicant.askedSsids.begin(), card.supplicant.askedSsids.end(),
+                   card.supplicant.scanFor) == 0)
+        card.supplicant.askedSsids.push_back(card.supplicant.scanFor);
+    card.supplicant.scan = scanRows(host, card);
+    card.supplicant.scanEndsMs = 0;
+    card.supplicant.scanFor.clear();
 }
 
 void moveToBest(const Host& host, Card& card, int marginDb)
 {
-    const AccessPoint* best = strongest(host, card, card.ssid, true);
-    const AccessPoint* current = host.accessPoint(card.bssid);
+    const AccessPoint* best = strongest(host, card, card.link.ssid, true);
+    const AccessPoint* current = host.accessPoint(card.link.bssid);
     if (best && (!current || best->level >= current->level + marginDb))
         associate(card, *best);
 }
 
 void lose(Card& card, int64_t now)
 {
-    if (!card.addresses.empty())
-        card.staleAddress = card.addresses.front().substr(0, card.addresses.front().find('/'));
+    if (!card.ip.addresses.empty())
+        card.supplicant.staleAddress =
+            card.ip.addresses.front().substr(0, card.ip.addresses.front().find('/'));
     deactivate(card);
-    card.idleSinceMs = now;
+    card.nm.idleSinceMs = now;
 }
 
 void keepLink(const Host& host, Card& card, int64_t now)
 {
-    const AccessPoint* current = host.accessPoint(card.bssid);
-    if (!current || !isHeard(host, *current) || current->ssid != card.ssid) {
-        if (const AccessPoint* other = strongest(host, card, card.ssid, true))
+    const AccessPoint* current = host.accessPoint(card.link.bssid);
+    if (!current || !isHeard(host, *current) || current->ssid != card.link.ssid) {
+        if (const AccessPoint* other = strongest(host, card, card.link.ssid, true))
             return associate(card, *other);
         return lose(card, now);
     }
     if (current->level >= kSelfRoamDbm) {
-        card.weakSinceMs = 0;
+        card.link.weakSinceMs = 0;
         return;
     }
-    if (card.weakSinceMs == 0)
-        card.weakSinceMs = now;
-    if (host.selfRoam && now - card.weakSinceMs >= kSelfRoamMs * host.pace)
+    if (card.link.weakSinceMs == 0)
+        card.link.weakSinceMs = now;
+    if (host.selfRoam && now - card.link.weakSinceMs >= kSelfRoamMs * host.pace)
         moveToBest(host, card, 1);
 }
 
@@ -83,16 +86,16 @@ void connectByItself(Host& host, Card& card)
 
 bool mayConnect(const Host& host, const Card& card, int64_t now)
 {
-    return host.networkManager && !card.isActive() && !card.keptDown && card.isManaged() &&
-           host.autoconnectMs >= 0 && now - card.idleSinceMs >= host.autoconnectMs;
+    return host.networkManager && !card.isActive() && !card.nm.keptDown && card.isManaged() &&
+           host.autoconnectMs >= 0 && now - card.nm.idleSinceMs >= host.autoconnectMs;
 }
 
 // However hostapd ends, the kernel closes its access point.
 void closeDeadServer(Card& card)
 {
-    if (card.server == 0 || ::kill(card.server, 0) == 0)
+    if (card.hostapd == 0 || ::kill(card.hostapd, 0) == 0)
         return;
-    card.server = 0;
+    card.hostapd = 0;
     dissociate(card);
 }
 
@@ -100,22 +103,22 @@ void passRadioTime(Host& host, Card& card, int64_t now)
 {
     closeDeadServer(card);
     const bool isOn = card.up && !card.blocked;
-    if (!isOn && !card.bssid.empty()) {
+    if (!isOn && !card.link.bssid.empty()) {
         dissociate(card);
-        card.idleSinceMs = now;
-    } else if (!card.bssid.empty() && !isHotspot(card)) {
+        card.nm.idleSinceMs = now;
+    } else if (!card.link.bssid.empty() && !isHotspot(card)) {
         keepLink(host, card, now);
-    } else if (isOn && card.isActive() && card.bssid.empty()) {
-        if (Profile* profile = host.profile(card.profile))
+    } else if (isOn && card.isActive() && card.link.bssid.empty()) {
+        if (Profile* profile = host.profile(card.nm.profile))
             activate(host, card, *profile);
     }
-    const bool isFinished = card.scanEndsMs > 0 && now >= card.scanEndsMs;
+    const bool isFinished = card.supplicant.scanEndsMs > 0 && now >= card.supplicant.scanEndsMs;
     if (isFinished && isOn) {
         finishScan(host, card);
-        if (host.selfRoam && !card.bssid.empty())
+        if (host.selfRoam && !card.link.bssid.empty())
             moveToBest(host, card, 5);
-    } else if (isOn && card.bssid.empty() && card.scanEndsMs == 0) {
-        card.scan = scanRows(host, card); // an idle card scans on and on
+    } else if (isOn && card.link.bssid.empty() && card.supplicant.scanEndsMs == 0) {
+        card.supplicant.scan = scanRows(host, card); // an idle card scans on and on
     }
 }
 
@@ -124,7 +127,7 @@ void passCardTime(Host& host, Card& card, int64_t now)
     if (card.isWifi())
         passRadioTime(host, card, now);
     const bool isGone = !card.up || card.blocked || !card.carrier;
-    if (card.isActive() && isGone && now - card.idleSinceMs >= kDownNoticedMs)
+    if (card.isActive() && isGone && now - card.nm.idleSinceMs >= kDownNoticedMs)
         deactivate(card);
     if (mayConnect(host, card, now) && !isGone)
         connectByItself(host, card);
@@ -137,12 +140,12 @@ void startLoopback(Host& host, Card& card)
     keyfile.setRaw("connection", "uuid", newUuid(host));
     keyfile.setRaw("connection", "type", "loopback");
     keyfile.setRaw("connection", "interface-name", "lo");
-    card.profile = keyfile.raw("connection", "uuid");
-    card.path = 1;
-    card.addresses = {"127.0.0.1/8"};
-    card.addresses6 = {"::1/128"};
+    card.nm.profile = keyfile.raw("connection", "uuid");
+    card.nm.path = 1;
+    card.ip.addresses = {"127.0.0.1/8"};
+    card.ip.addresses6 = {"::1/128"};
     host.profiles.push_back(
-        {card.profile, std::string(kVolatileFolder) + "/lo.nmconnection", keyfile.toText(), 0});
+        {card.nm.profile, std::string(kVolatileFolder) + "/lo.nmconnection", keyfile.toText(), 0});
 }
 
 // Everything that passing time can change; far cheaper than the whole as JSON, and every call of
@@ -151,11 +154,13 @@ std::string fingerprint(const Host& host)
 {
     std::string text;
     for (const Card& card : host.cards) {
-        text += card.profile + '|' + card.bssid + '|' + card.ssid + '|' + card.staleAddress + '|';
-        for (const int64_t number : {int64_t(card.path), card.scanEndsMs, card.weakSinceMs,
-                                     card.idleSinceMs, int64_t(card.askedSsids.size())})
+        text += card.nm.profile + '|' + card.link.bssid + '|' + card.link.ssid + '|' +
+                card.supplicant.staleAddress + '|';
+        for (const int64_t number :
+             {int64_t(card.nm.path), card.supplicant.scanEndsMs, card.link.weakSinceMs,
+              card.nm.idleSinceMs, int64_t(card.supplicant.askedSsids.size())})
             text += std::to_string(number) + '|';
-        for (const ScanRow& row : card.scan)
+        for (const ScanRow& row : card.supplicant.scan)
             text += row.bssid + std::to_string(row.level) + row.flags + row.ssid;
     }
     return text;
@@ -168,10 +173,10 @@ void startHost(Host& host, const StateFolder& state)
     for (Card& card : host.cards) {
         if (card.type == "loopback" && !card.isActive())
             startLoopback(host, card);
-        if (card.isWifi() && card.p2pMac.empty())
-            card.p2pMac = "42" + card.mac.substr(2);
-        if (card.isWifi() && card.supplicantUuid.empty())
-            card.supplicantUuid = "362db47b-a53a-5191-88fb-5458b986b2e4";
+        if (card.isWifi() && card.supplicant.p2pMac.empty())
+            card.supplicant.p2pMac = "42" + card.mac.substr(2);
+        if (card.isWifi() && card.supplicant.uuid.empty())
+            card.supplicant.uuid = "362db47b-a53a-5191-88fb-5458b986b2e4";
     }
     reloadProfiles(host, state);
     passTime(host, nowMs());
@@ -187,10 +192,10 @@ bool passTime(Host& host, int64_t now)
 
 bool startScan(Host& host, Card& card, int64_t now, const std::string& ssid)
 {
-    if (card.scanEndsMs > 0)
+    if (card.supplicant.scanEndsMs > 0)
         return false;
-    card.scanEndsMs = now + static_cast<int64_t>(kScanMs * host.pace);
-    card.scanFor = ssid;
+    card.supplicant.scanEndsMs = now + static_cast<int64_t>(kScanMs * host.pace);
+    card.supplicant.scanFor = ssid;
     return true;
 }
 

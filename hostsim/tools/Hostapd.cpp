@@ -30,10 +30,10 @@ void openAccessPoint(const Call& call, const std::string& name, const std::strin
     call.store().change([&](Host& host) {
         Card& card = *host.card(name);
         card.up = true;
-        card.ssid = ssid;
-        card.bssid = card.mac;
-        card.keyManagement = "UNKNOWN";
-        card.server = ::getpid();
+        card.link.ssid = ssid;
+        card.link.bssid = card.mac;
+        card.link.keyManagement = "UNKNOWN";
+        card.hostapd = ::getpid();
     });
 }
 
@@ -41,7 +41,7 @@ void closeAccessPoint(const Call& call, const std::string& name)
 {
     call.store().change([&](Host& host) {
         if (Card* card = host.card(name)) {
-            card->server = 0;
+            card->hostapd = 0;
             dissociate(*card);
         }
     });

@@ -94,10 +94,10 @@ std::string cardText(const Host& host, const Card& card)
 {
     std::string text =
         card.name + ": " + flagsText(flagsOf(card)) + "  mtu " + std::to_string(card.mtu) + "\n";
-    if (!card.addresses.empty())
-        text += addressText(card, card.addresses.front());
+    if (!card.ip.addresses.empty())
+        text += addressText(card, card.ip.addresses.front());
     if (host.ipv6On())
-        for (const std::string& entry : card.addresses6)
+        for (const std::string& entry : card.ip.addresses6)
             text += address6Text(entry);
     text += hardwareText(card) + trafficText(card.traffic);
     if (card.interrupt > 0)
@@ -127,7 +127,7 @@ int bring(Call& call, const std::string& name, bool up)
     const Card& card = *host.card(name);
     if (up && card.blocked)
         return failUp(call, "Operation not possible due to RF-kill", "由于 RF-kill 而无法操作");
-    if (up && card.type == "can" && card.bitRate == 0 && card.timing.empty())
+    if (up && card.type == "can" && card.can.bitRate == 0 && card.can.timing.empty())
         return failUp(call, "Invalid argument", "无效的参数");
     call.store().change([&](Host& changed) { changed.card(name)->up = up; });
     return 0;
@@ -153,7 +153,7 @@ int setAddress(Call& call, const std::string& name)
         prefix = network->prefix;
     call.store().change([&](Host& host) {
         Card& card = *host.card(name);
-        card.addresses = {text + "/" + std::to_string(prefix)};
+        card.ip.addresses = {text + "/" + std::to_string(prefix)};
         card.up = true;
     });
     return 0;

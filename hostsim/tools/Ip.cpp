@@ -50,11 +50,11 @@ int setCan(Call& call, const Card& card, size_t first)
     call.store().change([&](Host& host) {
         Card& changed = *host.card(card.name);
         if (const auto rate = values.find("bitrate"); rate != values.end())
-            changed.bitRate = rate->second;
+            changed.can.bitRate = rate->second;
         else
-            changed.timing = textFrom(call, first);
+            changed.can.timing = textFrom(call, first);
         if (const auto restart = values.find("restart-ms"); restart != values.end())
-            changed.restartMs = restart->second;
+            changed.can.restartMs = restart->second;
     });
     return 0;
 }
@@ -83,11 +83,11 @@ std::string canDetails(const Card& card)
     const std::string state = card.up ? "ERROR-ACTIVE" : "STOPPED";
     std::string text =
         "    link/can  promiscuity 0  allmulti 0 minmtu 0 maxmtu 0 \n    can state " + state +
-        " (berr-counter tx 0 rx 0) restart-ms " + std::to_string(card.restartMs) + " \n";
-    if (card.bitRate > 0)
-        text += "\t  bitrate " + std::to_string(card.bitRate) + " sample-point 0.875\n";
-    if (!card.timing.empty())
-        text += "\t  " + card.timing + "\n";
+        " (berr-counter tx 0 rx 0) restart-ms " + std::to_string(card.can.restartMs) + " \n";
+    if (card.can.bitRate > 0)
+        text += "\t  bitrate " + std::to_string(card.can.bitRate) + " sample-point 0.875\n";
+    if (!card.can.timing.empty())
+        text += "\t  " + card.can.timing + "\n";
     return text;
 }
 

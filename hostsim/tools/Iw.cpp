@@ -8,7 +8,7 @@ namespace {
 
 int link(Call& call, const Host& host, const Card& card)
 {
-    const AccessPoint* ap = host.accessPoint(card.bssid);
+    const AccessPoint* ap = host.accessPoint(card.link.bssid);
     if (!ap || isHotspot(card)) {
         call.out("Not connected.\n");
         return 0;

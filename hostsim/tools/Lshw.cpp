@@ -11,9 +11,9 @@ std::string labelled(const char* indent, const std::string& label, const std::st
 
 std::string addressOf(const Card& card)
 {
-    if (card.addresses.empty())
+    if (card.ip.addresses.empty())
         return {};
-    return " ip=" + card.addresses.front().substr(0, card.addresses.front().find('/'));
+    return " ip=" + card.ip.addresses.front().substr(0, card.ip.addresses.front().find('/'));
 }
 
 std::string descriptionOf(const Card& card)
@@ -79,7 +79,7 @@ std::string wirelessText(const Card& card)
            labelled(indent, "configuration",
                     "broadcast=yes driver=" + card.driver +
                         " driverversion=6.1.0-56-amd64 firmware=N/A" + addressOf(card) +
-                        " link=" + (card.bssid.empty() ? "no" : "yes") +
+                        " link=" + (card.link.bssid.empty() ? "no" : "yes") +
                         " multicast=yes wireless=IEEE 802.11");
 }
 

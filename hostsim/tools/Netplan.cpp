@@ -155,7 +155,7 @@ void applyRequests(Call& call, const std::vector<Request>& requests)
             writeProfile(host, call.folder(), request);
         reloadProfiles(host, call.folder());
         for (Card& card : host.cards)
-            card.idleSinceMs = card.isActive() ? card.idleSinceMs : 0;
+            card.nm.idleSinceMs = card.isActive() ? card.nm.idleSinceMs : 0;
     });
 }
 

@@ -186,7 +186,7 @@ int bringUp(Call& call, const std::string& uuid, const std::string& cardName)
             return;
         }
         const Joining result = activate(host, *card, *profile);
-        status = reportUp(call, result, *profile, cardName, card->path);
+        status = reportUp(call, result, *profile, cardName, card->nm.path);
     });
     return status;
 }
@@ -340,7 +340,7 @@ int connectionDown(Call& call, size_t first)
         const Profile* profile = host.profile(name);
         const std::string uuid = profile ? profile->uuid : "";
         const auto card = std::find_if(host.cards.begin(), host.cards.end(), [&](const Card& c) {
-            return c.isActive() && c.profile == uuid;
+            return c.isActive() && c.nm.profile == uuid;
         });
         if (card == host.cards.end()) {
             fail(call, kNotFound,
@@ -353,9 +353,9 @@ int connectionDown(Call& call, size_t first)
         call.out(fill(call.pick("Connection '%1' successfully deactivated (D-Bus active path: "
                                 "%2)\n",
                                 "成功停用连接 \"%1\"（D-Bus 活动路径：%2）\n"),
-                      {idOf(*profile), kActivePath + std::to_string(card->path)}));
+                      {idOf(*profile), kActivePath + std::to_string(card->nm.path)}));
         deactivate(*card);
-        card->keptDown = true;
+        card->nm.keptDown = true;
     });
     return status;
 }

@@ -90,7 +90,7 @@ int deviceDisconnect(Call& call, size_t first)
             return;
         }
         deactivate(*card);
-        card->keptDown = true;
+        card->nm.keptDown = true;
         call.out(
             fill(call.pick("Device '%1' successfully disconnected.\n", "成功断开设备 \"%1\"。\n"),
                  {name}));

@@ -66,9 +66,9 @@ std::string typeText(const Card& card)
 
 Device deviceOf(const Host& host, const Card& card)
 {
-    const Profile* profile = host.profile(card.profile);
-    return {card.name,       typeText(card),        stateOf(card),
-            isHotspot(card), !card.gateway.empty(), profile ? idOf(*profile) : ""};
+    const Profile* profile = host.profile(card.nm.profile);
+    return {card.name,       typeText(card),           stateOf(card),
+            isHotspot(card), !card.ip.gateway.empty(), profile ? idOf(*profile) : ""};
 }
 
 std::vector<Device> devices(const Host& host)
@@ -102,11 +102,11 @@ Row rowOf(const Host& host, const Profile& profile)
 {
     Row row{idOf(profile), profile.uuid, typeOf(profile), "", false, false};
     for (const Card& card : host.cards) {
-        if (card.profile != profile.uuid)
+        if (card.nm.profile != profile.uuid)
             continue;
         row.card = card.name;
         row.shared = isHotspot(card);
-        row.hasDefaultRoute = !card.gateway.empty();
+        row.hasDefaultRoute = !card.ip.gateway.empty();
     }
     return row;
 }
@@ -143,7 +143,7 @@ std::string ip4Lines(const Card& card)
     std::string routes;
     const int metric = card.isWifi() ? 600 : card.type == "loopback" ? 0 : 100;
     int index = 0;
-    for (const std::string& entry : card.addresses) {
+    for (const std::string& entry : card.ip.addresses) {
         const auto net = parseNetwork(entry);
         ++index;
         text += line("IP4.ADDRESS[" + std::to_string(index) + "]", entry);
@@ -153,12 +153,12 @@ std::string ip4Lines(const Card& card)
                 routeText(ip4Text(net->address & net->mask()) + "/" + std::to_string(net->prefix),
                           "0.0.0.0", metric));
     }
-    text += line("IP4.GATEWAY", card.gateway) + routes;
-    if (!card.gateway.empty())
+    text += line("IP4.GATEWAY", card.ip.gateway) + routes;
+    if (!card.ip.gateway.empty())
         text += line("IP4.ROUTE[" + std::to_string(index + 1) + "]",
-                     routeText("0.0.0.0/0", card.gateway, metric));
-    for (size_t i = 0; i < card.dns.size(); ++i)
-        text += line("IP4.DNS[" + std::to_string(i + 1) + "]", card.dns[i]);
+                     routeText("0.0.0.0/0", card.ip.gateway, metric));
+    for (size_t i = 0; i < card.ip.dns.size(); ++i)
+        text += line("IP4.DNS[" + std::to_string(i + 1) + "]", card.ip.dns[i]);
     return text;
 }
 
@@ -172,11 +172,11 @@ std::vector<std::string> routes6(const Card& card)
     if (card.type == "loopback")
         return {routeText("::1/128", "::", 256)};
     std::vector<std::string> routes{routeText("fe80::/64", "::", 1024)};
-    for (const std::string& address : card.addresses6)
+    for (const std::string& address : card.ip.addresses6)
         if (!startsWith(address, "fe80"))
             routes.push_back(routeText(network6(address), "::", 100));
-    if (!card.gateway6.empty())
-        routes.push_back(routeText("::/0", card.gateway6, 100));
+    if (!card.ip.gateway6.empty())
+        routes.push_back(routeText("::/0", card.ip.gateway6, 100));
     return routes;
 }
 
@@ -190,9 +190,9 @@ std::string numbered(const std::string& label, const std::vector<std::string>& v
 
 std::string ip6Lines(const Host& host, const Card& card)
 {
-    if (!host.ipv6On() || card.addresses6.empty())
+    if (!host.ipv6On() || card.ip.addresses6.empty())
         return line("IP6.GATEWAY", "");
-    return numbered("IP6.ADDRESS", card.addresses6) + line("IP6.GATEWAY", card.gateway6) +
+    return numbered("IP6.ADDRESS", card.ip.addresses6) + line("IP6.GATEWAY", card.ip.gateway6) +
            numbered("IP6.ROUTE", routes6(card));
 }
 
@@ -207,7 +207,7 @@ std::string stateNumber(const Call& call, const Card& card)
 
 std::string showText(const Call& call, const Host& host, const Card& card)
 {
-    const Profile* profile = host.profile(card.profile);
+    const Profile* profile = host.profile(card.nm.profile);
     const bool hasMac = !card.mac.empty() && !card.isCan();
     std::string text = line("GENERAL.DEVICE", card.name);
     text += line("GENERAL.TYPE", typeText(card));
@@ -216,10 +216,10 @@ std::string showText(const Call& call, const Host& host, const Card& card)
     text += line("GENERAL.MTU", std::to_string(card.mtu));
     text += line("GENERAL.STATE", stateNumber(call, card));
     text += line("GENERAL.CONNECTION", profile ? idOf(*profile) : "");
-    text +=
-        line("GENERAL.CON-PATH", card.path ? "/org/freedesktop/NetworkManager/ActiveConnection/" +
-                                                 std::to_string(card.path)
-                                           : "");
+    text += line("GENERAL.CON-PATH", card.nm.path
+                                         ? "/org/freedesktop/NetworkManager/ActiveConnection/" +
+                                               std::to_string(card.nm.path)
+                                         : "");
     if (card.type == "ethernet")
         text += line("WIRED-PROPERTIES.CARRIER",
                      card.carrier ? call.pick("on", "开") : call.pick("off", "关"));

@@ -43,7 +43,7 @@ std::string securityOf(const ScanRow& row)
 std::vector<std::string> wifiRow(const Call& call, const Card& card, const ScanRow& row)
 {
     const int percent = percentOf(row.level);
-    return {row.bssid == card.bssid ? "*" : " ",
+    return {row.bssid == card.link.bssid ? "*" : " ",
             row.bssid,
             row.ssid.empty() ? "--" : row.ssid,
             "Infra",
@@ -213,7 +213,7 @@ int wifiList(Call& call, size_t)
     std::vector<std::vector<std::string>> rows{
         {"IN-USE", "BSSID", "SSID", "MODE", "CHAN", "RATE", "SIGNAL", "BARS", "SECURITY"}};
     for (const Card& card : host.cards) {
-        std::vector<ScanRow> found = card.scan;
+        std::vector<ScanRow> found = card.supplicant.scan;
         std::stable_sort(found.begin(), found.end(), [](const ScanRow& a, const ScanRow& b) {
             return a.level != b.level ? a.level > b.level : a.bssid < b.bssid;
         });

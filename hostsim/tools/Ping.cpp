@@ -27,13 +27,13 @@ bool isLinked(const Card& card)
 
 Reach throughCard(const Host& host, const Card& card, uint32_t target)
 {
-    for (const std::string& entry : card.addresses) {
+    for (const std::string& entry : card.ip.addresses) {
         const auto net = parseNetwork(entry);
         if (!net || !net->holds(target))
             continue;
         const std::string text = ip4Text(target);
         const bool isThere = net->address == target || card.type == "loopback" ||
-                             card.gateway == text || isPeer(host, text);
+                             card.ip.gateway == text || isPeer(host, text);
         return isThere ? Reach::Answers : Reach::Nobody;
     }
     return Reach::Unreachable;
@@ -48,7 +48,7 @@ Reach reach(const Host& host, uint32_t target)
         const Reach here = throughCard(host, card, target);
         if (here != Reach::Unreachable)
             return here;
-        hasGateway = hasGateway || !card.gateway.empty();
+        hasGateway = hasGateway || !card.ip.gateway.empty();
     }
     if (!hasGateway)
         return Reach::Unreachable;
@@ -58,7 +58,7 @@ Reach reach(const Host& host, uint32_t target)
 std::string ownAddress(const Host& host, uint32_t target)
 {
     for (const Card& card : host.cards)
-        for (const std::string& entry : card.addresses) {
+        for (const std::string& entry : card.ip.addresses) {
             const auto net = parseNetwork(entry);
             if (net && net->holds(target))
                 return ip4Text(net->address);

@@ -35,7 +35,7 @@ int actOnService(Call& call, const std::string& verb, std::string name)
         if (host.networkManager)
             reloadProfiles(host, call.folder());
         for (Card& card : host.cards)
-            card.keptDown = false;
+            card.nm.keptDown = false;
     });
     return 0;
 }

@@ -28,7 +28,7 @@ int scan(Call& call, const std::string& name)
 int scanResult(Call& call, const Card& card)
 {
     call.out("bssid / frequency / signal level / flags / ssid\n");
-    for (const ScanRow& row : card.scan)
+    for (const ScanRow& row : card.supplicant.scan)
         call.out(row.bssid + "\t" + std::to_string(row.frequency) + "\t" +
                  std::to_string(row.level) + "\t" + row.flags + "\t" + wirelessEscaped(row.ssid) +
                  "\n");
@@ -40,8 +40,8 @@ int roam(Call& call, const std::string& name)
     call.store().change([&](Host& host) {
         Card& card = *host.card(name);
         const AccessPoint* target = host.accessPoint(call.arg(3));
-        const bool isPossible = target && isHeard(host, *target) && !card.ssid.empty() &&
-                                !isHotspot(card) && target->ssid == card.ssid;
+        const bool isPossible = target && isHeard(host, *target) && !card.link.ssid.empty() &&
+                                !isHotspot(card) && target->ssid == card.link.ssid;
         if (isPossible)
             associate(card, *target);
         call.out(isPossible ? "OK\n" : "FAIL\n");
@@ -51,7 +51,7 @@ int roam(Call& call, const std::string& name)
 
 std::string enterpriseLines(const Card& card)
 {
-    const bool isTls = card.eapMethod == "tls";
+    const bool isTls = card.link.eapMethod == "tls";
     std::string text = "Supplicant PAE state=AUTHENTICATED\nsuppPortStatus=Authorized\n"
                        "EAP state=SUCCESS\n";
     text += isTls ? "selectedMethod=13 (EAP-TLS)\n" : "selectedMethod=25 (EAP-PEAP)\n";
@@ -66,36 +66,36 @@ std::string enterpriseLines(const Card& card)
 
 std::string connectionLines(const Host& host, const Card& card)
 {
-    const AccessPoint* ap = host.accessPoint(card.bssid);
-    const bool isOpen = card.keyManagement == "NONE";
+    const AccessPoint* ap = host.accessPoint(card.link.bssid);
+    const bool isOpen = card.link.keyManagement == "NONE";
     const std::string cipher = isOpen ? "NONE" : "CCMP";
-    return "bssid=" + card.bssid + "\nfreq=" + std::to_string(ap ? ap->frequency : 2437) +
-           "\nssid=" + wirelessEscaped(card.ssid) +
+    return "bssid=" + card.link.bssid + "\nfreq=" + std::to_string(ap ? ap->frequency : 2437) +
+           "\nssid=" + wirelessEscaped(card.link.ssid) +
            "\nid=0\nmode=" + (isHotspot(card) ? "AP" : "station") +
            "\nwifi_generation=4\npairwise_cipher=" + cipher + "\ngroup_cipher=" + cipher +
-           "\nkey_mgmt=" + card.keyManagement + "\nwpa_state=COMPLETED\n";
+           "\nkey_mgmt=" + card.link.keyManagement + "\nwpa_state=COMPLETED\n";
 }
 
 std::string idleState(const Card& card)
 {
     if (!card.up || card.blocked)
         return "INTERFACE_DISABLED";
-    return card.staleAddress.empty() ? "INACTIVE" : "SCANNING";
+    return card.supplicant.staleAddress.empty() ? "INACTIVE" : "SCANNING";
 }
 
 int status(Call& call, const Host& host, const Card& card)
 {
-    const bool isConnected = !card.bssid.empty();
+    const bool isConnected = !card.link.bssid.empty();
     call.out(isConnected ? connectionLines(host, card) : "wpa_state=" + idleState(card) + "\n");
-    std::string address = card.staleAddress;
-    if (!card.addresses.empty())
-        address = card.addresses.front().substr(0, card.addresses.front().find('/'));
+    std::string address = card.supplicant.staleAddress;
+    if (!card.ip.addresses.empty())
+        address = card.ip.addresses.front().substr(0, card.ip.addresses.front().find('/'));
     if (!address.empty())
         call.out("ip_address=" + address + "\n");
-    call.out("p2p_device_address=" + card.p2pMac + "\naddress=" + card.mac + "\n");
-    if (isConnected && !card.eapMethod.empty())
+    call.out("p2p_device_address=" + card.supplicant.p2pMac + "\naddress=" + card.mac + "\n");
+    if (isConnected && !card.link.eapMethod.empty())
         call.out(enterpriseLines(card));
-    call.out("uuid=" + card.supplicantUuid + "\n");
+    call.out("uuid=" + card.supplicant.uuid + "\n");
     return 0;
 }
 
