@@ -2,7 +2,7 @@
 
 #include "front/DefaultScene.h"
 #include "front/Folders.h"
-#include "model/HostJson.h"
+#include "model/HostPath.h"
 #include "model/Store.h"
 #include "model/Words.h"
 #include "tools/CommandLog.h"

@@ -5,24 +5,28 @@
 namespace hostsim {
 
 // Which keys a scene has, for reading and writing alike: `fields(archive, value)` hands each key
-// and its field to the archive, in the order of the text.
+// and its field to the archive, in the order of the text. Archive::Of says whether the archive
+// may write to the value.
+
+template <typename Archive, typename T>
+using Of = typename Archive::template Of<T>;
 
 template <typename Archive>
-void fields(Archive& a, Traffic& v)
+void fields(Archive& a, Of<Archive, Traffic>& v)
 {
     a("rxPackets", v.rxPackets)("rxBytes", v.rxBytes);
     a("txPackets", v.txPackets)("txBytes", v.txBytes);
 }
 
 template <typename Archive>
-void fields(Archive& a, Lease& v)
+void fields(Archive& a, Of<Archive, Lease>& v)
 {
     a("address", v.address)("prefix", v.prefix)("gateway", v.gateway)("dns", v.dns);
     a("address6", v.address6)("gateway6", v.gateway6);
 }
 
 template <typename Archive>
-void fields(Archive& a, ScanRow& v)
+void fields(Archive& a, Of<Archive, ScanRow>& v)
 {
     a("bssid", v.bssid)("frequency", v.frequency)("level", v.level)("flags", v.flags);
     a("ssid", v.ssid);
@@ -30,7 +34,7 @@ void fields(Archive& a, ScanRow& v)
 
 // A card is one flat object, whichever part of the struct a key belongs to.
 template <typename Archive>
-void fields(Archive& a, Card& v)
+void fields(Archive& a, Of<Archive, Card>& v)
 {
     a("name", v.name)("type", v.type)("mac", v.mac)("driver", v.driver);
     a("description", v.description)("mtu", v.mtu)("queueLength", v.queueLength);
@@ -49,13 +53,13 @@ void fields(Archive& a, Card& v)
 }
 
 template <typename Archive>
-void fields(Archive& a, Identity& v)
+void fields(Archive& a, Of<Archive, Identity>& v)
 {
     a("identity", v.identity)("password", v.password)("eap", v.eap)("keyPassword", v.keyPassword);
 }
 
 template <typename Archive>
-void fields(Archive& a, AccessPoint& v)
+void fields(Archive& a, Of<Archive, AccessPoint>& v)
 {
     a("name", v.name)("ssid", v.ssid)("bssid", v.bssid)("frequency", v.frequency);
     a("level", v.level)("security", v.security)("password", v.password);
@@ -63,60 +67,60 @@ void fields(Archive& a, AccessPoint& v)
 }
 
 template <typename Archive>
-void fields(Archive& a, Profile& v)
+void fields(Archive& a, Of<Archive, Profile>& v)
 {
     a("uuid", v.uuid)("file", v.file)("text", v.text)("usedAt", v.usedAt);
 }
 
 template <typename Archive>
-void fields(Archive& a, Clock& v)
+void fields(Archive& a, Of<Archive, Clock>& v)
 {
     a("offsetMs", v.offsetMs)("ntp", v.ntp)("synchronized", v.synchronized);
     a("localRtc", v.localRtc)("zone", v.zone);
 }
 
 template <typename Archive>
-void fields(Archive& a, MixerControl& v)
+void fields(Archive& a, Of<Archive, MixerControl>& v)
 {
     a("name", v.name)("capabilities", v.capabilities)("capture", v.capture);
     a("maximum", v.maximum)("value", v.value)("gain", v.gain);
 }
 
 template <typename Archive>
-void fields(Archive& a, SoundCard& v)
+void fields(Archive& a, Of<Archive, SoundCard>& v)
 {
     a("id", v.id)("driver", v.driver)("name", v.name)("longName", v.longName);
     a("controls", v.controls);
 }
 
 template <typename Archive>
-void fields(Archive& a, ThermalZone& v)
+void fields(Archive& a, Of<Archive, ThermalZone>& v)
 {
     a("type", v.type)("milliCelsius", v.milliCelsius);
 }
 
 template <typename Archive>
-void fields(Archive& a, Disk& v)
+void fields(Archive& a, Of<Archive, Disk>& v)
 {
     a("filesystem", v.filesystem)("type", v.type)("mountedOn", v.mountedOn)("blocks", v.blocks);
     a("used", v.used)("available", v.available)("pseudo", v.pseudo)("automount", v.automount);
 }
 
 template <typename Archive>
-void fields(Archive& a, Fault& v)
+void fields(Archive& a, Of<Archive, Fault>& v)
 {
     a("tool", v.tool)("match", v.match)("kind", v.kind)("text", v.text)("error", v.error);
     a("status", v.status)("ms", v.ms)("times", v.times);
 }
 
 template <typename Archive>
-void fields(Archive& a, Platform& v)
+void fields(Archive& a, Of<Archive, Platform>& v)
 {
     a("functions", v.functions)("volume", v.volume)("ntpServer", v.ntpServer)("ntp", v.ntp);
 }
 
 template <typename Archive>
-void fields(Archive& a, Host& v)
+void fields(Archive& a, Of<Archive, Host>& v)
 {
     a("pace", v.pace)("reachDbm", v.reachDbm)("autoconnectMs", v.autoconnectMs);
     a("selfRoam", v.selfRoam)("networkManager", v.networkManager)("cards", v.cards);

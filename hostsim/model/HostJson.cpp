@@ -1,10 +1,9 @@
 #include "model/HostJson.h"
 
 #include "model/HostFields.h"
+#include "model/JsonText.h"
 
-#include <nlohmann/json.hpp>
-
-#include <set>
+#include <algorithm>
 #include <stdexcept>
 #include <type_traits>
 
@@ -12,243 +11,232 @@ namespace hostsim {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
-
-template <typename T, typename = void>
-struct IsStruct : std::false_type
-{};
 template <typename T>
-struct IsStruct<T, std::enable_if_t<std::is_class_v<T>>> : std::true_type
-{};
-template <>
-struct IsStruct<std::string> : std::false_type
-{};
+constexpr bool isStruct = std::is_class_v<T> && !std::is_same_v<T, std::string>;
 
 class Writer
 {
 public:
     template <typename T>
-    static Json write(const std::vector<T>& list)
-    {
-        Json json = Json::array();
-        for (const T& entry : list)
-            json.push_back(write(entry));
-        return json;
-    }
-    static Json write(const std::map<std::string, std::string>& map)
-    {
-        Json json = Json::object();
-        for (const auto& [key, value] : map)
-            json[key] = value;
-        return json;
-    }
-    template <typename T>
-    static Json write(const T& value)
-    {
-        if constexpr (IsStruct<T>::value) {
-            Writer writer;
-            fields(writer, const_cast<T&>(value));
-            return std::move(writer._json);
-        } else {
-            return value;
-        }
-    }
+    using Of = const T;
+
+    explicit Writer(JsonPage& page)
+        : _page(page)
+    {}
 
     template <typename T>
-    Writer& operator()(const char* key, T& value)
+    Writer& operator()(const char* key, const T& value)
     {
-        _json[key] = write(value);
+        _page.Key(key);
+        write(value);
         return *this;
     }
 
+    template <typename T>
+    void write(const std::vector<T>& list)
+    {
+        _page.StartArray();
+        for (const T& entry : list)
+            write(entry);
+        _page.EndArray();
+    }
+    void write(const std::map<std::string, std::string>& map)
+    {
+        _page.StartObject();
+        for (const auto& [key, value] : map)
+            (*this)(key.c_str(), value);
+        _page.EndObject();
+    }
+    template <typename T>
+    void write(const T& value)
+    {
+        if constexpr (isStruct<T>) {
+            _page.StartObject();
+            fields(*this, value);
+            _page.EndObject();
+        } else if constexpr (std::is_same_v<T, std::string>) {
+            _page.String(value);
+        } else if constexpr (std::is_same_v<T, bool>) {
+            _page.Bool(value);
+        } else if constexpr (std::is_floating_point_v<T>) {
+            _page.Double(value);
+        } else {
+            _page.Int64(value);
+        }
+    }
+
 private:
-    Json _json = Json::object();
+    JsonPage& _page;
 };
+
+// Where in the text a value stands. It is put into words only when something is wrong there.
+struct Place
+{
+    const Place* outer = nullptr;
+    std::string_view key = {};
+    size_t index = 0; ///< instead of a key, in a list
+
+    std::string text() const
+    {
+        if (!outer)
+            return {};
+        const std::string own = key.data() ? std::string(key) : std::to_string(index);
+        const std::string before = outer->text();
+        return before.empty() ? own : before + "." + own;
+    }
+};
+
+[[noreturn]] void refuse(const Place& place, const std::string& reason)
+{
+    throw std::runtime_error(place.text() + ": " + reason);
+}
+
+std::string oneLine(const Json& json)
+{
+    JsonBuffer buffer;
+    JsonLine line(buffer);
+    json.Accept(line);
+    return buffer.GetString();
+}
+
+std::string_view viewOf(const Json& text)
+{
+    return {text.GetString(), text.GetStringLength()};
+}
 
 class Reader
 {
 public:
-    Reader(const Json& json, std::string where)
+    template <typename T>
+    using Of = T;
+
+    Reader(const Json& json, const Place& place)
         : _json(json)
-        , _where(std::move(where))
+        , _place(place)
     {}
 
     template <typename T>
-    static void read(const Json& json, const std::string& where, T& value)
+    static void read(const Json& json, const Place& place, T& value)
     {
-        if constexpr (IsStruct<T>::value) {
-            if (!json.is_object())
-                throw std::runtime_error(where + ": not an object");
-            Reader reader(json, where);
+        if constexpr (isStruct<T>) {
+            if (!json.IsObject())
+                refuse(place, "not an object");
+            Reader reader(json, place);
             fields(reader, value);
-            reader.refuseOthers();
+            if (reader._foundCount < json.MemberCount())
+                reader.readLeftOvers(value);
         } else {
-            readPlain(json, where, value);
+            readPlain(json, place, value);
         }
     }
     template <typename T>
-    static void read(const Json& json, const std::string& where, std::vector<T>& list)
+    static void read(const Json& json, const Place& place, std::vector<T>& list)
     {
-        if (!json.is_array())
-            throw std::runtime_error(where + ": not a list");
+        if (!json.IsArray())
+            refuse(place, "not a list");
         list.clear();
-        for (size_t i = 0; i < json.size(); ++i)
-            read(json[i], where + "." + std::to_string(i), list.emplace_back());
+        list.reserve(json.Size());
+        for (size_t i = 0; i < json.Size(); ++i)
+            read(json[rapidjson::SizeType(i)], Place{&place, {}, i}, list.emplace_back());
     }
-    static void read(const Json& json, const std::string& where,
-                     std::map<std::string, std::string>& map)
+    static void read(const Json& json, const Place& place, std::map<std::string, std::string>& map)
     {
-        if (!json.is_object())
-            throw std::runtime_error(where + ": not an object");
+        if (!json.IsObject())
+            refuse(place, "not an object");
         map.clear();
-        for (const auto& [key, value] : json.items())
-            read(value, where + "." + key, map[key]);
+        for (const auto& [key, value] : json.GetObject())
+            read(value, Place{&place, viewOf(key)}, map[std::string(viewOf(key))]);
     }
 
     template <typename T>
     Reader& operator()(const char* key, T& value)
     {
-        _known.insert(key);
-        const auto found = _json.find(key);
-        if (found != _json.end())
-            read(*found, _where.empty() ? key : _where + "." + key, value);
+        _known.emplace_back(key);
+        if (const Json* found = find(key)) {
+            ++_foundCount;
+            read(*found, Place{&_place, key}, value);
+        }
         return *this;
     }
 
 private:
-    template <typename T>
-    static void readPlain(const Json& json, const std::string& where, T& value)
+    static void readPlain(const Json& json, const Place& place, std::string& text)
     {
-        constexpr bool isText = std::is_same_v<T, std::string>;
-        constexpr bool isBool = std::is_same_v<T, bool>;
-        const bool fits = isText ? json.is_string() : isBool ? json.is_boolean() : json.is_number();
-        if (!fits)
-            throw std::runtime_error(where + ": " + json.dump() + " is not " +
-                                     (isText   ? "a text"
-                                      : isBool ? "true or false"
-                                               : "a number"));
-        value = json.get<T>();
+        if (!json.IsString())
+            refuse(place, oneLine(json) + " is not a text");
+        text = viewOf(json);
     }
-    void refuseOthers() const
+    static void readPlain(const Json& json, const Place& place, bool& value)
     {
-        for (const auto& [key, value] : _json.items())
-            if (_known.count(key) == 0)
-                throw std::runtime_error((_where.empty() ? "scene" : _where) + ": no key [" + key +
-                                         "]");
+        if (!json.IsBool())
+            refuse(place, oneLine(json) + " is not true or false");
+        value = json.GetBool();
+    }
+    template <typename T>
+    static void readPlain(const Json& json, const Place& place, T& number)
+    {
+        if (!json.IsNumber())
+            refuse(place, oneLine(json) + " is not a number");
+        number = json.IsDouble()  ? T(json.GetDouble())
+                 : json.IsInt64() ? T(json.GetInt64())
+                                  : T(json.GetUint64());
+    }
+
+    // Searches from the last hit on: a state has its keys in the order of the fields.
+    const Json* find(std::string_view key)
+    {
+        const size_t count = _json.MemberCount();
+        for (size_t i = 0; i < count; ++i) {
+            const size_t at = _lastCounts ? count - 1 - i : (_next + i) % count;
+            const auto& member = _json.MemberBegin()[std::ptrdiff_t(at)];
+            if (viewOf(member.name) != key)
+                continue;
+            _next = at + 1;
+            return &member.value;
+        }
+        return nullptr;
+    }
+
+    // Some members have not been read: a key that is not known, or one that stands twice, of which
+    // the last value counts.
+    template <typename T>
+    void readLeftOvers(T& value)
+    {
+        for (const auto& member : _json.GetObject())
+            if (std::find(_known.begin(), _known.end(), viewOf(member.name)) == _known.end())
+                throw std::runtime_error((_place.outer ? _place.text() : "scene") + ": no key [" +
+                                         std::string(viewOf(member.name)) + "]");
+        _lastCounts = true;
+        fields(*this, value);
     }
 
     const Json& _json;
-    std::string _where;
-    std::set<std::string> _known;
+    const Place& _place;
+    size_t _next = 0;
+    size_t _foundCount = 0;
+    bool _lastCounts = false;
+    std::vector<std::string_view> _known;
 };
-
-Json parse(const std::string& text)
-{
-    Json json = Json::parse(text, nullptr, false, true);
-    if (json.is_discarded())
-        throw std::runtime_error("not JSON");
-    return json;
-}
-
-Host toHost(const Json& json)
-{
-    Host host;
-    Reader::read(json, "", host);
-    return host;
-}
-
-std::vector<std::string> parts(const std::string& path)
-{
-    std::vector<std::string> result{""};
-    for (const char c : path) {
-        if (c == '.')
-            result.emplace_back();
-        else
-            result.back() += c;
-    }
-    return result;
-}
-
-Json* namedEntry(Json& list, const std::string& name)
-{
-    for (Json& entry : list)
-        for (const char* key : {"name", "id"})
-            if (entry.is_object() && entry.value(key, "") == name)
-                return &entry;
-    const bool isIndex = !name.empty() && name.find_first_not_of("0123456789") == std::string::npos;
-    if (isIndex && name.size() < 6 && std::stoul(name) < list.size())
-        return &list[std::stoul(name)];
-    return nullptr;
-}
-
-Json* childOf(Json& json, const std::string& part)
-{
-    if (json.is_array() && part == "+")
-        return &json.emplace_back();
-    if (json.is_array())
-        return namedEntry(json, part);
-    if (json.is_object() && json.contains(part))
-        return &json[part];
-    return nullptr;
-}
-
-Json* firstOf(Json& root, const std::string& part)
-{
-    if (root.contains(part))
-        return &root[part];
-    for (const char* list : {"accessPoints", "cards"})
-        if (Json* entry = namedEntry(root[list], part))
-            return entry;
-    return nullptr;
-}
-
-// Maps take new keys, and their keys may hold dots: "sysctl.net.ipv4.ip_forward".
-bool isMap(const std::string& part)
-{
-    return part == "sysctl" || part == "files" || part == "names";
-}
-
-Json& place(Json& root, const std::string& path)
-{
-    const std::vector<std::string> names = parts(path);
-    if (isMap(names[0]) && names.size() > 1)
-        return root[names[0]][path.substr(names[0].size() + 1)];
-    Json* json = firstOf(root, names[0]);
-    for (size_t i = 1; json && i < names.size(); ++i)
-        json = childOf(*json, names[i]);
-    if (!json)
-        throw std::runtime_error("no such place: [" + path + "]");
-    return *json;
-}
 
 } // namespace
 
 std::string toJson(const Host& host)
 {
-    return Writer::write(host).dump(1, ' ', false, Json::error_handler_t::replace) + "\n";
+    JsonBuffer buffer;
+    JsonPage page(buffer);
+    page.SetIndent(' ', 1);
+    Writer(page).write(host);
+    return std::string(buffer.GetString(), buffer.GetSize()) + "\n";
 }
 
 Host fromJson(const std::string& text)
 {
-    return toHost(parse(text));
-}
-
-Host withValue(const Host& host, const std::string& path, const std::string& value)
-{
-    Json root = Writer::write(host);
-    Json& target = place(root, path);
-    const Json parsed = Json::parse(value, nullptr, false);
-    // A number given for a text stays a text: `set ap1.password 12345678`.
-    const bool isText = parsed.is_discarded() || (target.is_string() && !parsed.is_string());
-    target = isText ? Json(value) : parsed;
-    return toHost(root);
-}
-
-std::string valueAt(const Host& host, const std::string& path)
-{
-    Json root = Writer::write(host);
-    const Json& json = path.empty() ? root : place(root, path);
-    return json.is_string() ? json.get<std::string>() : json.dump(2);
+    rapidjson::Document json;
+    if (!parseJson(text, json, Comments::Allowed))
+        throw std::runtime_error("not JSON");
+    Host host;
+    Reader::read(json, Place{}, host);
+    return host;
 }
 
 } // namespace hostsim

@@ -1,11 +1,11 @@
 #include "tools/CommandLog.h"
 
 #include "model/Files.h"
+#include "model/JsonText.h"
 #include "model/MachineClock.h"
 
-#include <nlohmann/json.hpp>
-
 #include <map>
+#include <optional>
 #include <sstream>
 
 #include <unistd.h>
@@ -14,11 +14,55 @@ namespace hostsim {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
-
-std::string dumped(const Json& json)
+struct LoggedCall
 {
-    return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+    struct End
+    {
+        int64_t status;
+        int64_t ms;
+    };
+
+    std::string line;
+    std::vector<std::string> argv;
+    int64_t startMs;
+    std::optional<End> end; ///< none while it goes on
+};
+
+void writeList(JsonLine& json, const std::vector<std::string>& texts)
+{
+    json.StartArray();
+    for (const std::string& text : texts)
+        json.String(text);
+    json.EndArray();
+}
+
+std::vector<std::string> listOf(const Json& object, const char* key)
+{
+    std::vector<std::string> texts;
+    const auto list = object.FindMember(key);
+    if (list != object.MemberEnd() && list->value.IsArray())
+        for (const Json& entry : list->value.GetArray())
+            texts.push_back(entry.IsString() ? entry.GetString() : "");
+    return texts;
+}
+
+std::string jsonOf(const LoggedCall& call)
+{
+    JsonBuffer buffer;
+    JsonLine json(buffer);
+    json.StartObject();
+    json.Key("line");
+    json.String(call.line);
+    json.Key("argv");
+    writeList(json, call.argv);
+    json.Key("status");
+    call.end ? json.Int64(call.end->status) : json.Null();
+    json.Key("startMs");
+    json.Int64(call.startMs);
+    json.Key("endMs");
+    call.end ? json.Int64(call.end->ms) : json.Null();
+    json.EndObject();
+    return buffer.GetString();
 }
 
 bool isPlain(const std::string& arg)
@@ -47,59 +91,73 @@ std::string shellText(const std::vector<std::string>& argv)
     return line;
 }
 
+// The log has two lines for a call: these two, with the same "id".
 CommandLog::Entry::Entry(const StateFolder& folder, const std::vector<std::string>& line)
     : _folder(folder)
     , _id(std::to_string(::getpid()) + "-" + std::to_string(nowMs()))
 {
-    const Json begin = {
-        {"id", _id}, {"line", shellText(line)}, {"argv", line}, {"startMs", nowMs()}};
-    appendLine(_folder.logFile(), dumped(begin));
+    JsonBuffer buffer;
+    JsonLine json(buffer);
+    json.StartObject();
+    json.Key("id");
+    json.String(_id);
+    json.Key("line");
+    json.String(shellText(line));
+    json.Key("argv");
+    writeList(json, line);
+    json.Key("startMs");
+    json.Int64(nowMs());
+    json.EndObject();
+    appendLine(_folder.logFile(), buffer.GetString());
 }
 
 void CommandLog::Entry::finish(int status) const
 {
-    appendLine(_folder.logFile(),
-               dumped(Json{{"id", _id}, {"status", status}, {"endMs", nowMs()}}));
+    JsonBuffer buffer;
+    JsonLine json(buffer);
+    json.StartObject();
+    json.Key("id");
+    json.String(_id);
+    json.Key("status");
+    json.Int(status);
+    json.Key("endMs");
+    json.Int64(nowMs());
+    json.EndObject();
+    appendLine(_folder.logFile(), buffer.GetString());
 }
 
-static std::vector<Json> entriesOf(const StateFolder& folder)
+static std::vector<LoggedCall> callsOf(const StateFolder& folder)
 {
-    std::vector<Json> entries;
+    std::vector<LoggedCall> calls;
     std::map<std::string, size_t> places;
     std::istringstream lines(readFile(folder.logFile()));
     for (std::string line; std::getline(lines, line);) {
-        const Json part = Json::parse(line, nullptr, false);
-        if (part.is_discarded())
-            continue;
-        const std::string id = part.value("id", "");
-        if (places.count(id) == 0) {
-            places[id] = entries.size();
-            entries.push_back({{"line", part.value("line", "")},
-                               {"argv", part.value("argv", Json::array())},
-                               {"status", nullptr},
-                               {"startMs", part.value("startMs", 0LL)},
-                               {"endMs", nullptr}});
-        } else {
-            entries[places[id]]["status"] = part.value("status", 0);
-            entries[places[id]]["endMs"] = part.value("endMs", 0LL);
-        }
+        rapidjson::Document part;
+        if (!parseJson(line, part) || !part.IsObject())
+            continue; // a call that was killed while it wrote
+        const auto [place, isNew] = places.emplace(textOf(part, "id"), calls.size());
+        if (isNew)
+            calls.push_back({textOf(part, "line"), listOf(part, "argv"), numberOf(part, "startMs"),
+                             std::nullopt});
+        else
+            calls[place->second].end = {numberOf(part, "status"), numberOf(part, "endMs")};
     }
-    return entries;
+    return calls;
 }
 
 std::string CommandLog::merged(const StateFolder& folder)
 {
     std::string text;
-    for (const Json& entry : entriesOf(folder))
-        text += dumped(entry) + "\n";
+    for (const LoggedCall& call : callsOf(folder))
+        text += jsonOf(call) + "\n";
     return text;
 }
 
 std::string CommandLog::lines(const StateFolder& folder)
 {
     std::string text;
-    for (const Json& entry : entriesOf(folder))
-        text += entry.value("line", "") + "\n";
+    for (const LoggedCall& call : callsOf(folder))
+        text += call.line + "\n";
     return text;
 }
 

@@ -21,7 +21,11 @@ private slots:
     void aSecondRunLeavesTheFirstOnesJobsAlone();
     void theStateGoesOnInALaterRun();
     void resetForgetsEverything();
-    void anUnknownKeyOfASceneIsNamed();
+    void scenesAreReadStrictly_data();
+    void scenesAreReadStrictly();
+    void valuesOfAnyTypeAreSet_data();
+    void valuesOfAnyTypeAreSet();
+    void argumentsOfAnyBytesAreLogged();
     void theMachinesFilesStayUntouched();
     void aProgramWithoutTheShimSeesTheMountedFolders();
     void theHostThatWasStartedLastIsFound();
@@ -152,20 +156,105 @@ void tst_SimulatedHost::resetForgetsEverything()
     QVERIFY(!host.run("nmcli connection show").output.contains("eth0"));
 }
 
-void tst_SimulatedHost::anUnknownKeyOfASceneIsNamed()
+void tst_SimulatedHost::scenesAreReadStrictly_data()
 {
+    QTest::addColumn<QByteArray>("scene");
+    QTest::addColumn<QByteArray>("output");
+    QTest::addColumn<QByteArray>("error");
+
+    const auto taken = [](const char* name, const QByteArray& scene, const QByteArray& peers) {
+        QTest::newRow(name) << scene << peers + "\n" << QByteArray();
+    };
+    const auto refused = [](const char* name, const QByteArray& scene, const QByteArray& error) {
+        QTest::newRow(name) << scene << QByteArray() << error;
+    };
+    taken("empty", "{}", "[]");
+    taken("comments", "{ // first\n \"peers\": /* none */ [] }", "[]");
+    taken("escapes", R"({"peers":["\u673a\ud83d\ude00\/\u001b\u007f\n"]})",
+          "[\n  \"机😀/\\u001b\x7f\\n\"\n]");
+    taken("a key twice", R"({"peers":["a","b"],"pace":0,"peers":["c"]})", "[\n  \"c\"\n]");
+    taken("keys in any order", R"({"services":[],"peers":["a"],"pace":0})", "[\n  \"a\"\n]");
+    refused("unknown key", R"({"cards":[{"name":"eth0","mak":"x"}]})", "cards.0: no key [mak]");
+    refused("unknown key at the top", R"({"pice":1})", "scene: no key [pice]");
+    refused("text for a number", R"({"cards":[{},{"mtu":"1500"}]})",
+            "cards.1.mtu: \"1500\" is not a number");
+    refused("number for a text", R"({"names":{"a":1}})", "names.a: 1 is not a text");
+    refused("number for a flag", R"({"clock":{"ntp":0}})", "clock.ntp: 0 is not true or false");
+    refused("list for an object", R"({"clock":[]})", "clock: not an object");
+    refused("object for a list", R"({"peers":{}})", "peers: not a list");
+    refused("cut", R"({"peers":["a")", "not JSON");
+    refused("comma at the end", R"({"pace":1,})", "not JSON");
+    refused("text behind the end", "{} x", "not JSON");
+    refused("not UTF-8", "{\"peers\":[\"\xff\"]}", "not JSON");
+    refused("surrogate in UTF-8", "{\"peers\":[\"\xed\xa0\x80\"]}", "not JSON");
+    refused("no bytes", "", "cannot read scene");
+}
+
+void tst_SimulatedHost::scenesAreReadStrictly()
+{
+    QFETCH(QByteArray, scene);
     QTemporaryDir folder;
-    QFile scene(folder.filePath("scene.json"));
-    QVERIFY(scene.open(QIODevice::WriteOnly));
-    scene.write("{\"cards\": [{\"name\": \"eth0\", \"mak\": \"x\"}]}");
-    scene.close();
+    QFile file(folder.filePath("scene.json"));
+    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(scene) == scene.size());
+    file.close();
     QProcess process;
 
-    process.start(KY_HOSTSIM, {"run", "--scene", scene.fileName(), "true"});
+    process.start(KY_HOSTSIM, {"run", "--scene", file.fileName(), "hostsim", "get", "peers"});
 
     QVERIFY(process.waitForFinished());
-    QCOMPARE(process.exitCode(), 1);
-    QVERIFY(process.readAllStandardError().contains("cards.0: no key [mak]"));
+    QTEST(process.readAllStandardOutput(), "output");
+    QFETCH(QByteArray, error);
+    const QByteArray said = process.readAllStandardError();
+    QVERIFY2(error.isEmpty() ? said.isEmpty() : said.contains(error), said);
+    QCOMPARE(process.exitCode(), error.isEmpty() ? 0 : 1);
+}
+
+void tst_SimulatedHost::valuesOfAnyTypeAreSet_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QString>("value");
+    QTest::addColumn<QString>("shown");
+
+    const auto row = [](const char* path, const char* value, const char* shown) {
+        QTest::addRow("%s %s", path, value) << path << value << shown;
+    };
+    row("pace", "0.1", "0.1");
+    row("pace", "2", "2.0");
+    row("ap1.level", "-80", "-80");
+    row("ap1.level", "-80.9", "-80"); // a whole number takes what stands before the point
+    row("clock.offsetMs", "1e3", "1000");
+    row("clock.offsetMs", "-9000000000", "-9000000000");
+    row("ap1.on", "false", "false");
+    row("ap1.password", "12345678", "12345678"); // a text all the same
+    row("ap1.password", "{\"a\":1}", "{\"a\":1}");
+    row("ap1.password", "\"quoted\"", "quoted");
+    row("ap1.ssid", "a \"b\" \\ /", "a \"b\" \\ /");
+    row("sysctl.net.ipv4.ip_forward", "\"1\"", "1");
+    row("sound.PCH.controls.Headphone.value", "7", "7");
+    row("cards.1.mtu", "1400", "1400");
+}
+
+void tst_SimulatedHost::valuesOfAnyTypeAreSet()
+{
+    QFETCH(QString, path);
+    QFETCH(QString, value);
+    SimulatedHost host;
+
+    host.set(path, value);
+
+    QTEST(host.get(path), "shown");
+}
+
+// A program may be called with any bytes; the log is JSON all the same.
+void tst_SimulatedHost::argumentsOfAnyBytesAreLogged()
+{
+    SimulatedHost host;
+
+    host.run("iw \"$(printf 'a\\377b\\342\\202c\\033\\t\"\\\\\\360\\237\\230\\200')\"");
+
+    QCOMPARE(host.calls().at(0).arguments.at(1), QString::fromUtf8("a\xef\xbf\xbd"
+                                                                   "b\xef\xbf\xbd"
+                                                                   "c\x1b\t\"\\😀"));
 }
 
 void tst_SimulatedHost::theMachinesFilesStayUntouched()
