@@ -1,6 +1,6 @@
 #include "front/Folders.h"
 
-#include "front/DefaultScene.h"
+#include "EmbeddedTexts.h"
 #include "model/Files.h"
 #include "model/HostJson.h"
 #include "model/MachineClock.h"
@@ -122,7 +122,7 @@ Store runningStore(const std::string& option)
 Host sceneOf(const std::string& file)
 {
     if (file.empty())
-        return fromJson(defaultScene());
+        return fromJson(kDefaultScene);
     const std::string text = readFile(file);
     if (text.empty())
         throw std::runtime_error("cannot read scene [" + file + "]");

@@ -1,6 +1,6 @@
 #include "front/Front.h"
 
-#include "front/DefaultScene.h"
+#include "EmbeddedTexts.h"
 #include "front/Folders.h"
 #include "model/HostPath.h"
 #include "model/Store.h"
@@ -137,7 +137,7 @@ int act(const std::string& verb, const Args& args)
     if (verb == "run")
         return runCommand(args);
     if (verb == "scene") {
-        std::cout << defaultScene();
+        std::cout << kDefaultScene;
         return 0;
     }
     if (verb == "set" || verb == "get" || verb == "log" || verb == "fault" || verb == "reset")

@@ -1,4 +1,3 @@
-#include "front/DefaultScene.h"
 #include "front/Folders.h"
 #include "front/Front.h"
 #include "front/Mounts.h"

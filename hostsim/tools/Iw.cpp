@@ -1,6 +1,6 @@
+#include "EmbeddedTexts.h"
 #include "model/Radio.h"
 #include "tools/Tools.h"
-#include "tools/data/IwUsage.h"
 
 namespace hostsim {
 
