@@ -1,12 +1,12 @@
 #include "daemon/DaemonSettings.h"
 
 #include "support/AtomicFile.h"
+#include "support/IniText.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QSettings>
-#include <QTemporaryDir>
 
 namespace ky {
 
@@ -52,15 +52,6 @@ QString readableProblem(const QString& path)
     if (!file.open(QIODevice::ReadOnly))
         return file.errorString();
     return {};
-}
-
-/// A settings file with this one value. QSettings does the formatting, for a reader without codec.
-QByteArray textOfValue(const QString& key, const QString& value)
-{
-    const QTemporaryDir folder;
-    QFile file(folder.filePath(QStringLiteral("value.ini")));
-    QSettings(file.fileName(), QSettings::IniFormat).setValue(key, value);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 } // namespace
@@ -130,15 +121,16 @@ QString addBackupFolder(const QString& path, const QString& home)
     if (QSettings(path, QSettings::IniFormat).contains(key))
         return {};
     QFile file(path);
-    const QByteArray group =
-        textOfValue(key, QDir(home).absoluteFilePath(QStringLiteral("appInfo/backupFile/network")));
-    if (group.isEmpty() || !file.open(QIODevice::ReadOnly))
+    if (!file.open(QIODevice::ReadOnly))
         return QStringLiteral("settings file [%1]: cannot be added to").arg(path);
+    IniText group({}); // the form that a reader without codec takes
+    group.set(key, QDir(home).absoluteFilePath(QStringLiteral("appInfo/backupFile/network")));
     // Appended, not written by QSettings: that drops comments and knows no UTF-8. A group that
     // stands twice is read as one.
     QString error;
     replaceFile(path,
-                file.readAll() + "\n; Certificates of Wi-Fi networks, an absolute path.\n" + group,
+                file.readAll() + "\n; Certificates of Wi-Fi networks, an absolute path.\n" +
+                    group.content(),
                 &error);
     return error;
 }

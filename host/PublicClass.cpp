@@ -1,7 +1,7 @@
 #include "host/PublicClass.h"
 
-#include "host/IniFile.h"
 #include "support/AtomicFile.h"
+#include "support/IniFile.h"
 #include "support/JsonText.h"
 
 #include <QCoreApplication>
@@ -87,7 +87,7 @@ QVariant PublicClass::readIni(const QString& file, const QString& key)
 
 bool PublicClass::writeIni(const QString& file, const QString& key, const QVariant& value)
 {
-    return ky::writeIniValue(file, key, value);
+    return ky::writeIniValues(file, {{key, value}});
 }
 
 bool PublicClass::remakePath(const QString& path)

@@ -55,8 +55,11 @@ public:
     /// One value of an INI file, invalid if it is not there. A relative path counts from the
     /// working directory.
     QVariant readIni(const QString& file, const QString& key);
-    /// Stores one value at once, replacing the file as a whole; the other keys, the owner and the
-    /// mode stay. False if the file cannot be written.
+    /// Stores one value at once, replacing the file as a whole; everything else in it, the owner
+    /// and the mode stay, and a new file gets the mode 0600, since settings hold pass phrases. What
+    /// it writes lies in the folder of the file alone. False, and the file as it was, if the value
+    /// cannot be stored or would not be read back. Waits for others that save the file at the same
+    /// time, and 1 s at most for a lock that nobody gives up.
     bool writeIni(const QString& file, const QString& key, const QVariant& value);
 
     /// Makes sure that the folder exists and can be written to.

@@ -176,7 +176,12 @@ void tst_DaemonSettings::backupFolderIsAddedOnce()
     QVERIFY(file.open(QIODevice::WriteOnly) && file.write(before) == before.size());
     file.close();
 
-    QCOMPARE(ky::addBackupFolder(path, "/home of/a, 机;器"), QString());
+    const QByteArray temporaryFolder = qgetenv("TMPDIR");
+    qputenv("TMPDIR", "/proc/none"); // nothing is to be had there
+    const QString first = ky::addBackupFolder(path, "/home of/a, 机;器");
+    temporaryFolder.isNull() ? qunsetenv("TMPDIR") : qputenv("TMPDIR", temporaryFolder);
+
+    QCOMPARE(first, QString());
     QCOMPARE(ky::addBackupFolder(path, "/another"), QString());
 
     const QSettings settings(path, QSettings::IniFormat);

@@ -1,13 +1,19 @@
 #include "host/PublicClass.h"
+#include "support/IniFile.h"
 
+#include <QDeadlineTimer>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
+#include <QLockFile>
 #include <QSettings>
 #include <QTemporaryDir>
 #include <QTest>
 
 #include <atomic>
 #include <memory>
+#include <poll.h>
+#include <sys/inotify.h>
 #include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
@@ -31,13 +37,23 @@ private slots:
     void latestValueIsReadHoweverFastTheWrites();
     void nothingIsLeftBeside();
     void fileThatCannotBeWrittenIsTold();
+    void fileThatCannotBeReadIsNotTakenForAnEmptyOne();
     void damagedFileIsReplacedNotEmptied();
+    void commentsAndOrderStay();
+    void newFileIsPrivateUnderAnyUmask_data();
+    void newFileIsPrivateUnderAnyUmask();
+    void valuesOfTheSameProcessAreKept();
+    void severalValuesAreOneReplacement();
+    void lockThatNobodyGivesUpIsPassedOver_data();
+    void lockThatNobodyGivesUpIsPassedOver();
+    void lockOfAShortSaveIsWaitedFor();
     void readerNeverSeesHalf();
     void writersAtTheSameTimeLoseNothing();
 
 private:
     QString file() const { return _folder->filePath(QStringLiteral("card.ini")); }
     QByteArray content() const;
+    void write(const QByteArray& content) const;
 
     std::unique_ptr<QTemporaryDir> _folder;
 };
@@ -48,6 +64,48 @@ PublicClass& host()
 {
     return *PublicClass::init();
 }
+
+/// Reads what happens to the names in a folder.
+class FolderWatch
+{
+public:
+    FolderWatch(const QString& folder, uint32_t events)
+        : _fd(inotify_init1(IN_NONBLOCK | IN_CLOEXEC))
+    {
+        inotify_add_watch(_fd, QFile::encodeName(folder).constData(), events);
+    }
+    ~FolderWatch() { close(_fd); }
+    FolderWatch(const FolderWatch&) = delete;
+    FolderWatch& operator=(const FolderWatch&) = delete;
+
+    /// How often something has happened to this name since the last call.
+    int countOf(const QByteArray& name) const
+    {
+        alignas(inotify_event) char buffer[8192];
+        int count = 0;
+        for (ssize_t size; (size = ::read(_fd, buffer, sizeof buffer)) > 0;) {
+            for (const char* at = buffer; at < buffer + size;) {
+                const auto* event = reinterpret_cast<const inotify_event*>(at);
+                count += event->len > 0 && name == event->name ? 1 : 0;
+                at += sizeof *event + event->len;
+            }
+        }
+        return count;
+    }
+    /// Waits for something to happen to this name.
+    bool sees(const QByteArray& name, int limitMs) const
+    {
+        pollfd ready = {_fd, POLLIN, 0};
+        for (QDeadlineTimer limit(limitMs); !limit.hasExpired();) {
+            if (poll(&ready, 1, int(limit.remainingTime())) > 0 && countOf(name) > 0)
+                return true;
+        }
+        return false;
+    }
+
+private:
+    int _fd;
+};
 
 } // namespace
 
@@ -65,6 +123,12 @@ QByteArray tst_IniFiles::content() const
 {
     QFile ini(file());
     return ini.open(QIODevice::ReadOnly) ? ini.readAll() : QByteArray("unreadable");
+}
+
+void tst_IniFiles::write(const QByteArray& content) const
+{
+    QFile ini(file());
+    QVERIFY(ini.open(QIODevice::WriteOnly) && ini.write(content) == content.size());
 }
 
 void tst_IniFiles::writtenValueIsReadBack_data()
@@ -196,16 +260,139 @@ void tst_IniFiles::fileThatCannotBeWrittenIsTold()
     QVERIFY(!host().writeIni(_folder->path(), QStringLiteral("a/b"), 1));
 }
 
+/// A folder that takes new files, and a name in it that leads nowhere.
+void tst_IniFiles::fileThatCannotBeReadIsNotTakenForAnEmptyOne()
+{
+    QVERIFY(QFile::link(file(), _folder->filePath(QStringLiteral("other.ini"))));
+    QVERIFY(QFile::link(_folder->filePath(QStringLiteral("other.ini")), file()));
+
+    QVERIFY(!host().writeIni(file(), QStringLiteral("a/b"), 1));
+
+    QVERIFY(QFileInfo(file()).isSymLink());
+}
+
 void tst_IniFiles::damagedFileIsReplacedNotEmptied()
 {
-    QFile ini(file());
-    QVERIFY(ini.open(QIODevice::WriteOnly));
-    ini.write("[Server1]\nport=19208\nthis line says nothing\n");
-    ini.close();
+    write("[Server1]\nport=19208\nthis line says nothing\nname=\"cut");
 
-    host().writeIni(file(), QStringLiteral("a/b"), 1);
+    QVERIFY(host().writeIni(file(), QStringLiteral("a/b"), 1));
 
     QCOMPARE(host().readIni(file(), QStringLiteral("Server1/port")).toInt(), 19208);
+    QCOMPARE(host().readIni(file(), QStringLiteral("Server1/name")).toString(),
+             QStringLiteral("cut"));
+    QCOMPARE(host().readIni(file(), QStringLiteral("a/b")).toInt(), 1);
+}
+
+void tst_IniFiles::commentsAndOrderStay()
+{
+    write("; by hand\n[z]\nb = 1\n# more\na=2 ; why\n\n[a]\nk=@Rect(1 2 3 4)\n");
+
+    QVERIFY(host().writeIni(file(), QStringLiteral("z/a"), 3));
+
+    QCOMPARE(content(), QByteArray("; by hand\n[z]\nb = 1\n# more\na=3 ; why\n\n"
+                                   "[a]\nk=@Rect(1 2 3 4)\n"));
+}
+
+void tst_IniFiles::newFileIsPrivateUnderAnyUmask_data()
+{
+    QTest::addColumn<int>("umask");
+
+    for (int mask : {0, 022, 077, 0277})
+        QTest::addRow("%o", mask) << mask;
+}
+
+void tst_IniFiles::newFileIsPrivateUnderAnyUmask()
+{
+    QFETCH(int, umask);
+    const mode_t before = ::umask(mode_t(umask));
+    const bool isWritten =
+        host().writeIni(file(), QStringLiteral("hotsport/passwd"), QStringLiteral("secret"));
+    ::umask(before);
+
+    QVERIFY(isWritten);
+    struct stat facts = {};
+    QCOMPARE(stat(QFile::encodeName(file()).constData(), &facts), 0);
+    QCOMPARE(int(facts.st_mode & 07777), 0600);
+}
+
+/// What a QSettings object of this process has not saved yet is not in the file, and comes into it
+/// beside what was stored meanwhile.
+void tst_IniFiles::valuesOfTheSameProcessAreKept()
+{
+    write("[a]\nold=1\n");
+    QSettings own(file(), QSettings::IniFormat);
+    own.setValue(QStringLiteral("a/own"), false);
+
+    QVERIFY(host().writeIni(file(), QStringLiteral("a/b"), 1));
+    own.sync();
+
+    QCOMPARE(own.status(), QSettings::NoError);
+    QCOMPARE(host().readIni(file(), QStringLiteral("a/old")).toInt(), 1);
+    QCOMPARE(host().readIni(file(), QStringLiteral("a/own")).toBool(), false);
+    QCOMPARE(host().readIni(file(), QStringLiteral("a/b")).toInt(), 1);
+}
+
+/// Who watches the folder sees the name put in place once.
+void tst_IniFiles::severalValuesAreOneReplacement()
+{
+    write("[NTP]\nserver=old\nport=1\n");
+    const FolderWatch watch(_folder->path(), IN_MOVED_TO | IN_MODIFY);
+
+    QVERIFY(ky::writeIniValues(file(), {{QStringLiteral("NTP/server"), QStringLiteral("new")},
+                                        {QStringLiteral("NTP/port"), 2},
+                                        {QStringLiteral("HMI/ip"), QStringLiteral("10.0.0.1")}}));
+
+    QCOMPARE(watch.countOf("card.ini"), 1);
+    QCOMPARE(content(), QByteArray("[NTP]\nserver=new\nport=2\n\n[HMI]\nip=10.0.0.1\n"));
+}
+
+void tst_IniFiles::lockThatNobodyGivesUpIsPassedOver_data()
+{
+    QTest::addColumn<QByteArray>("lock");
+
+    QTest::newRow("empty, of this moment") << QByteArray();
+    QTest::newRow("of a process that is gone") << QByteArray("999999999\ntst_IniFiles\n\n");
+    QTest::newRow("of a process that lives") << QByteArray("live");
+    QTest::newRow("no lock at all") << QByteArray("\xff\xff");
+}
+
+void tst_IniFiles::lockThatNobodyGivesUpIsPassedOver()
+{
+    QFETCH(QByteArray, lock);
+    QLockFile held(file() + QStringLiteral(".lock"));
+    QFile stray(file() + QStringLiteral(".lock"));
+    if (lock == "live")
+        QVERIFY(held.tryLock(0));
+    else
+        QVERIFY(stray.open(QIODevice::WriteOnly) && stray.write(lock) == lock.size());
+    stray.close();
+    QElapsedTimer time;
+    time.start();
+
+    QVERIFY(host().writeIni(file(), QStringLiteral("a/b"), 1));
+
+    QVERIFY2(time.elapsed() < 4000, "a lock must not hold a setting up for long");
+    QCOMPARE(host().readIni(file(), QStringLiteral("a/b")).toInt(), 1);
+}
+
+/// The holder stores its own value before it gives the lock up: both are there in the end.
+void tst_IniFiles::lockOfAShortSaveIsWaitedFor()
+{
+    QVERIFY(host().writeIni(file(), QStringLiteral("a/b"), 1));
+    auto held = std::make_unique<QLockFile>(file() + QStringLiteral(".lock"));
+    QVERIFY(held->tryLock(0));
+    const FolderWatch watch(_folder->path(), IN_OPEN);
+    std::atomic<bool> isStored{false};
+    std::thread writer([&] { isStored = host().writeIni(file(), QStringLiteral("a/c"), 2); });
+
+    const bool isAtTheLock = watch.sees("card.ini.lock", 5000);
+    write(content() + "theirs=3\n");
+    held.reset();
+    writer.join();
+
+    QVERIFY(isAtTheLock);
+    QVERIFY(isStored);
+    QCOMPARE(content(), QByteArray("[a]\nb=1\ntheirs=3\nc=2\n"));
 }
 
 void tst_IniFiles::readerNeverSeesHalf()
