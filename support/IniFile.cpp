@@ -78,15 +78,23 @@ bool replace(const QString& file, const QByteArray& content, QString* error)
     return true;
 }
 
-/// The text with the values set, or nothing if QSettings would read anything else from it.
-std::optional<QByteArray> changed(const QByteArray& before, const IniValues& values)
+/// The text with the values set, if QSettings reads these and nothing else anew from it.
+std::optional<QByteArray> changed(const QString& file, const QByteArray& before,
+                                  const IniValues& values, QString* error)
 {
     IniText text(before);
     for (const auto& [key, value] : values)
         text.set(key, value);
-    if (!readsAsChanged(before, text.content(), values))
-        return std::nullopt;
-    return text.content();
+    QString reason;
+    const std::optional<QVariantMap> old = readIniText(before, &reason);
+    const std::optional<QVariantMap> now = readIniText(text.content(), &reason);
+    if (!old || !now)
+        fail(error, "check new text of", file, reason);
+    else if (!isChangedAsWanted(*old, *now, values))
+        fail(error, "check new text of", file, QStringLiteral("it does not read as it should"));
+    else
+        return text.content();
+    return std::nullopt;
 }
 
 } // namespace
@@ -105,10 +113,9 @@ bool writeIniValues(const QString& file, const IniValues& values, QString* error
     const std::optional<QByteArray> before = contentOf(file, error);
     if (!before)
         return false;
-    const std::optional<QByteArray> after = changed(*before, values);
+    const std::optional<QByteArray> after = changed(file, *before, values, error);
     if (!after)
-        return fail(error, "change", file,
-                    QStringLiteral("the new text does not read back as it should"));
+        return false;
     return *after == *before || replace(file, *after, error);
 }
 

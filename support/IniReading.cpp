@@ -6,6 +6,8 @@
 #include <QSettings>
 
 #include <atomic>
+#include <cerrno>
+#include <cstring>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -14,6 +16,17 @@ namespace ky {
 
 namespace {
 
+bool writeAll(int fd, const QByteArray& content)
+{
+    for (int done = 0; done < content.size();) {
+        const ssize_t n = write(fd, content.constData() + done, size_t(content.size() - done));
+        if (n < 0 && errno != EINTR)
+            return false;
+        done += int(qMax<ssize_t>(n, 0));
+    }
+    return true;
+}
+
 /// A file in memory, which no folder lists and which ends with this object.
 class MemoryFile
 {
@@ -21,8 +34,7 @@ public:
     explicit MemoryFile(const QByteArray& content)
         : _fd(memfd_create("settings", MFD_CLOEXEC))
     {
-        _isWhole = _fd >= 0 && write(_fd, content.constData(), size_t(content.size())) ==
-                                   ssize_t(content.size());
+        _isWhole = _fd >= 0 && writeAll(_fd, content);
         // QSettings goes by name, size and time to know a file again, and the number of a
         // descriptor comes back: each file has a time of its own.
         static std::atomic<qint64> next{0};
@@ -82,39 +94,36 @@ QVariantMap asMap(const IniValues& values)
 
 } // namespace
 
-std::optional<QVariantMap> readIniText(const QByteArray& text)
+std::optional<QVariantMap> readIniText(const QByteArray& text, QString* error)
 {
     QVariantMap values;
     if (text.isEmpty())
         return values;
     const MemoryFile file(text);
-    if (!file.isWhole() || ::access(file.path().toLatin1().constData(), R_OK) != 0)
+    if (!file.isWhole() || access(file.path().toLatin1().constData(), R_OK) != 0) {
+        if (error)
+            *error = QString::fromLocal8Bit(strerror(errno));
         return std::nullopt;
+    }
     const QSettings settings(file.path(), QSettings::IniFormat);
     const QStringList keys = settings.allKeys();
     for (const QString& key : keys)
         values.insert(key, canBeAsked(key) ? settings.value(key) : QVariant());
-    if (settings.status() == QSettings::AccessError)
-        return std::nullopt;
     return values;
 }
 
-bool readsAsChanged(const QByteArray& before, const QByteArray& after, const IniValues& values)
+bool isChangedAsWanted(QVariantMap before, QVariantMap after, const IniValues& values)
 {
-    std::optional<QVariantMap> old = readIniText(before);
-    std::optional<QVariantMap> now = readIniText(after);
-    if (!old || !now)
-        return false;
     const QVariantMap wanted = asMap(values);
     for (auto value = wanted.begin(); value != wanted.end(); ++value) {
-        if (!now->contains(value.key()) || !isReadFor(now->take(value.key()), value.value()))
+        if (!after.contains(value.key()) || !isReadFor(after.take(value.key()), value.value()))
             return false;
-        old->remove(value.key());
+        before.remove(value.key());
     }
-    if (old->keys() != now->keys())
+    if (before.keys() != after.keys())
         return false;
-    for (auto value = old->begin(); value != old->end(); ++value) {
-        if (bytesOf(now->value(value.key())) != bytesOf(value.value()))
+    for (auto value = before.begin(); value != before.end(); ++value) {
+        if (bytesOf(after.value(value.key())) != bytesOf(value.value()))
             return false;
     }
     return true;

@@ -9,12 +9,13 @@
 
 namespace ky {
 
-/// All that QSettings reads in this text of an INI file ("group/key"), without a file of any
-/// folder; nothing if it cannot be asked (no descriptor, no memory).
-std::optional<QVariantMap> readIniText(const QByteArray& text);
+/// All that QSettings reads in this text of an INI file ("group/key"), without a file in any
+/// folder. Nothing if it cannot be asked (no descriptor, no memory): `error` (may be null) tells
+/// why.
+std::optional<QVariantMap> readIniText(const QByteArray& text, QString* error = nullptr);
 
-/// Whether QSettings reads each of `values` in `after`, and every other key of `before` as it was.
-/// Of a key that stands in `values` twice the last one counts.
-bool readsAsChanged(const QByteArray& before, const QByteArray& after, const IniValues& values);
+/// Whether of what was read `before` and `after` exactly `values` have changed: each is there, and
+/// every other key is as it was. Of a key that stands in `values` twice the last one counts.
+bool isChangedAsWanted(QVariantMap before, QVariantMap after, const IniValues& values);
 
 } // namespace ky
