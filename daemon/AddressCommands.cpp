@@ -1,5 +1,6 @@
 #include "daemon/AddressCommands.h"
 
+#include "daemon/StoredSettings.h"
 #include "host/PublicClass.h"
 #include "network/SystemNetwork.h"
 #include "support/ShellLine.h"
@@ -58,8 +59,9 @@ Answer startHotspot(DaemonNetwork& network, const QVariantMap& request)
     QString error;
     if (!provideHotspotProfile(network, &error))
         return Answer::error(kHotspotFailed, error);
-    network.setLastError({});
-    return Answer::of(network.startHotspot(request), kHotspotFailed, network);
+    return storing(network, [&] {
+        return Answer::of(network.startHotspot(request), kHotspotFailed, network);
+    });
 }
 
 Answer fixHotspot(DaemonNetwork& network)
@@ -67,8 +69,8 @@ Answer fixHotspot(DaemonNetwork& network)
     QString error;
     if (!provideHotspotProfile(network, &error))
         return Answer::error(kHotspotFailed, error);
-    network.setLastError({});
-    return Answer::of(network.fixHotspot(), kHotspotFailed, network);
+    return storing(network,
+                   [&] { return Answer::of(network.fixHotspot(), kHotspotFailed, network); });
 }
 
 Answer hotspotStatus(SystemNetwork& network)
@@ -101,8 +103,10 @@ void AddressCommands::addAddressCommands()
     using Operation = bool (SystemNetwork::*)(const QVariantMap&);
     const auto add = [&](const char* name, Operation operation) {
         addThreadCommand(thread, name, [&network, operation](const Request& request) {
-            const bool isDone = (network.*operation)(request.arguments());
-            return Answer::of(isDone, kAddressFailed, network);
+            return storing(network, [&] {
+                const bool isDone = (network.*operation)(request.arguments());
+                return Answer::of(isDone, kAddressFailed, network);
+            });
         });
     };
     add("net_set_wifi_ip", &SystemNetwork::setIPconfig);
@@ -115,9 +119,11 @@ void AddressCommands::addAddressCommands()
         return Answer::of(network.activateNetworkCard(), kAddressFailed, network);
     });
     addThreadCommand(thread, "net_hmi", [&network](const Request& request) {
-        if (request.arguments().contains(QStringLiteral("hmiIP")))
-            network.setHMIInfo(request.arguments());
-        return Answer::ok(network.getHmiInfo());
+        return storing(network, [&] {
+            if (request.arguments().contains(QStringLiteral("hmiIP")))
+                network.setHMIInfo(request.arguments());
+            return Answer::ok(network.getHmiInfo());
+        });
     });
     addThreadCommand(thread, "net_report", [&network](const Request&) {
         network.updateHalyard6950Data();
@@ -165,8 +171,8 @@ void AddressCommands::addHotspotCommands()
     addThreadCommand(thread, "hotspot_fix",
                      [&network](const Request&) { return fixHotspot(network); });
     addThreadCommand(thread, "hotspot_stop", [&network](const Request&) {
-        network.setLastError({});
-        return Answer::of(network.stopHotspot(), kHotspotFailed, network);
+        return storing(network,
+                       [&] { return Answer::of(network.stopHotspot(), kHotspotFailed, network); });
     });
     addThreadCommand(thread, "hotspot_status",
                      [&network](const Request&) { return hotspotStatus(network); });

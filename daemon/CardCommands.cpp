@@ -1,5 +1,6 @@
 #include "daemon/CardCommands.h"
 
+#include "daemon/StoredSettings.h"
 #include "network/SystemNetwork.h"
 
 #include <QSettings>
@@ -168,13 +169,17 @@ void CardCommands::addChanges()
         const QVariantMap arguments = request.arguments();
         const int kind = arguments.value(QStringLiteral("kind"), kWiredDriver).toInt();
         const bool isDisabled = arguments.value(QStringLiteral("disable"), true).toBool();
-        return Answer::of(network.setPermanentlyDisabled(kind, isDisabled), kDriverNotDisabled,
-                          network);
+        return storing(network, [&] {
+            return Answer::of(network.setPermanentlyDisabled(kind, isDisabled), kDriverNotDisabled,
+                              network);
+        });
     });
     addThreadCommand(thread, "net_settings", [&network](const Request& request) {
-        if (request.arguments().value(QStringLiteral("reload")).toBool())
-            network.resetAPSetting();
-        return Answer::ok({{QStringLiteral("settings"), storedSettings()}});
+        return storing(network, [&] {
+            if (request.arguments().value(QStringLiteral("reload")).toBool())
+                network.resetAPSetting();
+            return Answer::ok({{QStringLiteral("settings"), storedSettings()}});
+        });
     });
 }
 

@@ -1,5 +1,6 @@
 #include "daemon/RoamingCommands.h"
 
+#include "daemon/StoredSettings.h"
 #include "host/PublicClass.h"
 #include "support/MacAddress.h"
 
@@ -106,10 +107,11 @@ Answer switchCard(SystemNetwork& network, const Request& request)
     const std::optional<bool> disable = boolArgument(request, "disable");
     if (!disable)
         return wrongArgument("disable", "true or false");
-    network.setLastError({});
-    network.changedNetworkCardStatus(*kind, *disable);
-    // The result is always true; what a tool said on the way is passed on.
-    return Answer::ok({{QStringLiteral("said"), network.getLastError()}});
+    return storing(network, [&] {
+        network.changedNetworkCardStatus(*kind, *disable);
+        // The result is always true; what a tool said on the way is passed on.
+        return Answer::ok({{QStringLiteral("said"), network.getLastError()}});
+    });
 }
 
 } // namespace
@@ -144,8 +146,10 @@ void RoamingCommands::addWifiCommands()
                                    : wrongArgument("bssid", "a MAC address");
     });
     addThreadCommand(thread, "wifi_roaming", switchHandler([&network](bool on) {
-                         network.setEnabledRoaming(on);
-                         return Answer::ok();
+                         return storing(network, [&] {
+                             network.setEnabledRoaming(on);
+                             return Answer::ok();
+                         });
                      }));
     addCommand("wifi_trace", [this](const Request&) { return Answer::ok(_story.map()); });
 }

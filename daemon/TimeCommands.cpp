@@ -1,5 +1,6 @@
 #include "daemon/TimeCommands.h"
 
+#include "daemon/StoredSettings.h"
 #include "host/KyFileManager.h"
 #include "host/PublicClass.h"
 #include "time/SystemNTP.h"
@@ -115,8 +116,9 @@ Answer TimeCommands::set(const Request& request)
     // Without a name the time zone would be linked to nothing.
     if (request.arguments().value(kTimezone).toString().trimmed().isEmpty())
         return Answer::missing(kTimezone);
-    const bool isSet = _ntp->setTimeConfig(request.arguments());
-    return Answer::of(isSet, kTimeNotSet, _ntp->getLastError());
+    return storing(*_ntp, [&] {
+        return Answer::of(_ntp->setTimeConfig(request.arguments()), kTimeNotSet, *_ntp);
+    });
 }
 
 /// A request whose timestamp has a zero byte gets no valid reply; a moment later it does.

@@ -2,6 +2,7 @@
 
 #include "host/BaseObject.h"
 #include "host/PublicClass.h"
+#include "network/NetworkLog.h"
 #include "network/NetworkSettings.h"
 
 namespace ky {
@@ -37,9 +38,15 @@ bool runForSuccessWords(BaseObject& owner, const QString& line, int limitMs)
     return false;
 }
 
-void storeSetting(const char* key, const QVariant& value)
+bool storeSettings(BaseObject& owner, const char* operation, const IniValues& values)
 {
-    PublicClass::init()->writeIni(QLatin1String(settings::kFile), QLatin1String(key), value);
+    QString reason;
+    if (writeIniValues(QLatin1String(settings::kFile), values, &reason))
+        return true;
+    const QString problem = notStored(reason);
+    KY_LOG_WARNING_AS(kyNetworkLog, operation) << "[" + problem + "]";
+    owner.setLastError(problem);
+    return false;
 }
 
 } // namespace ky

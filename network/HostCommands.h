@@ -1,7 +1,8 @@
 #pragma once
 
+#include "support/IniFile.h"
+
 #include <QString>
-#include <QVariant>
 
 class BaseObject;
 
@@ -20,7 +21,9 @@ bool saysSuccess(const QString& nmcliOutput);
 /// of `owner`, as that of a command that failed does.
 bool runForSuccessWords(BaseObject& owner, const QString& line, int limitMs);
 
-/// Stores one value of the network's settings file at once.
-void storeSetting(const char* key, const QVariant& value);
+/// Stores values of the network's settings file at once, all of them or none. What cannot be stored
+/// is a warning in the log, under the name of the operation, and the last error of `owner`:
+/// "settings not stored: …". The operation itself goes on.
+bool storeSettings(BaseObject& owner, const char* operation, const IniValues& values);
 
 } // namespace ky

@@ -36,13 +36,13 @@ QString textOr(const QVariant& value, const char* fallback)
     return text.isEmpty() ? QString::fromLatin1(fallback) : text;
 }
 
-/// Takes the stored value, or stores the present one where there is none.
+/// Takes the stored value, or notes the present one to be stored where there is none.
 template <typename T>
-void takeOrCreate(const QSettings& settings, const char* key, T& member)
+void takeOrCreate(const QSettings& settings, const char* key, T& member, IniValues* missing)
 {
     const QVariant stored = setting(settings, key);
     if (!stored.isValid() || stored == QVariant(QString()))
-        storeSetting(key, member);
+        missing->emplace_back(QLatin1String(key), member);
     else
         member = stored.value<T>();
 }
@@ -126,7 +126,7 @@ void SystemNetwork::setIsDisableWirelessNetworkCard(bool isDisabled)
 void SystemNetwork::setEnabledRoaming(bool isEnabled)
 {
     _isEnabledRoaming = isEnabled;
-    storeSetting(settings::kIsEnabledRoaming, isEnabled);
+    storeSettings(*this, __func__, {{QLatin1String(settings::kIsEnabledRoaming), isEnabled}});
 }
 
 void SystemNetwork::resetAPSetting()
@@ -137,12 +137,15 @@ void SystemNetwork::resetAPSetting()
     _isDisconnectionSendError = setting(settings, settings::kIsDisconnectionSendError).toBool();
     _pingUrl = setting(settings, settings::kPingUrl).toString();
 
-    takeOrCreate(settings, settings::kIsSwitchOnlyTo5G, _isSwitchOnlyTo5G);
-    takeOrCreate(settings, settings::kStartScanningSignal, _startScanningSignal);
-    takeOrCreate(settings, settings::kSwitchingSignal, _switchingSignal);
-    takeOrCreate(settings, settings::kAutoSwitchBestApSignal, _autoSwitchBestAPSignal);
-    takeOrCreate(settings, settings::kIsResetWirelessCard, _isResetWirelessNetworkCard);
-    takeOrCreate(settings, settings::kAutoConnectWaitTime, _autoConnectWaitTime);
+    IniValues missing;
+    takeOrCreate(settings, settings::kIsSwitchOnlyTo5G, _isSwitchOnlyTo5G, &missing);
+    takeOrCreate(settings, settings::kStartScanningSignal, _startScanningSignal, &missing);
+    takeOrCreate(settings, settings::kSwitchingSignal, _switchingSignal, &missing);
+    takeOrCreate(settings, settings::kAutoSwitchBestApSignal, _autoSwitchBestAPSignal, &missing);
+    takeOrCreate(settings, settings::kIsResetWirelessCard, _isResetWirelessNetworkCard, &missing);
+    takeOrCreate(settings, settings::kAutoConnectWaitTime, _autoConnectWaitTime, &missing);
+    if (!missing.empty())
+        storeSettings(*this, __func__, missing);
     // Too short a wait becomes 6000, not the shortest allowed; the file keeps what it has.
     if (_autoConnectWaitTime < kShortestWaitMs)
         _autoConnectWaitTime = kWaitForTooShortMs;

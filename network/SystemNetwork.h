@@ -21,7 +21,10 @@ class QTimer;
 /// Errors: nothing throws. After false, or an empty result, getLastError() has the reason: the
 /// words of the tool, or a fixed sentence. Where an operation leaves no reason it says so. Steps
 /// that ran before a failure stand; nothing is rolled back.
-/// Settings: "appInfo/setting/WirelessCard.ini" below the working directory.
+/// Settings: "appInfo/setting/WirelessCard.ini" below the working directory, each change stored at
+/// once and as a whole. An operation whose settings cannot be stored has done the rest of its work
+/// and gives its usual result; the log has a warning, and the last error is "settings not stored: "
+/// with the reason. Set the last error to an empty text before the call to see the difference.
 /// Texts from requests (SSIDs, pass phrases, addresses, file names) may hold anything: a tool gets
 /// exactly the value.
 class Q_DECL_EXPORT SystemNetwork : public BaseObject

@@ -167,9 +167,10 @@ bool SystemNetwork::setSSIDIPConfig(const QVariantMap& request)
     host->wifiSsid = ssid;
     host->wifiPassword = password;
     host->wifiNonBroadcast = isHidden;
-    storeSetting(kWifiSsid, ssid);
-    storeSetting(kWifiPassword, password);
-    storeSetting(kWifiNonBroadcast, isHidden);
+    storeSettings(*this, __func__,
+                  {{QLatin1String(kWifiSsid), ssid},
+                   {QLatin1String(kWifiPassword), password},
+                   {QLatin1String(kWifiNonBroadcast), isHidden}});
     return true;
 }
 

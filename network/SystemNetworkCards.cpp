@@ -91,12 +91,12 @@ bool SystemNetwork::changedNetworkCardStatus(int kind, bool disable)
     // The wish is stored even if the switching fails: the next start tries again.
     if (kind == kWired) {
         setWirelessCardStatus(disable, _aLXB10NetworkCardName);
-        storeSetting(settings::kWiredCardBanned, disable);
+        storeSettings(*this, __func__, {{QLatin1String(settings::kWiredCardBanned), disable}});
     } else if (kind == kWireless) {
         setWirelessCardStatus(disable, _wirelessCardName);
         _isDisableWirelessNetworkCard = disable;
         KY_DEBUG << "[_wirelessCardName:" << _wirelessCardName;
-        storeSetting(settings::kWirelessCardBanned, disable);
+        storeSettings(*this, __func__, {{QLatin1String(settings::kWirelessCardBanned), disable}});
     }
     return true;
 }

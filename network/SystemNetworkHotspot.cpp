@@ -108,9 +108,10 @@ bool SystemNetwork::startHotspot(const QVariantMap& request)
                             : openByNetworkManager(*this, _wirelessCardName, ssid, passPhrase);
     if (!isOpen)
         return false;
-    storeSetting(settings::kHotspotSsid, ssid);
-    storeSetting(settings::kHotspotPassword, passPhrase);
-    storeSetting(settings::kHotspotRunning, true);
+    storeSettings(*this, __func__,
+                  {{QLatin1String(settings::kHotspotSsid), ssid},
+                   {QLatin1String(settings::kHotspotPassword), passPhrase},
+                   {QLatin1String(settings::kHotspotRunning), true}});
     return true;
 }
 
@@ -122,7 +123,7 @@ bool SystemNetwork::stopHotspot()
     }
     if (!runForSuccessWords(*this, QLatin1String(kClose), kLimitMs))
         return false;
-    storeSetting(settings::kHotspotRunning, false);
+    storeSettings(*this, __func__, {{QLatin1String(settings::kHotspotRunning), false}});
     return true;
 }
 

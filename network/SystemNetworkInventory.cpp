@@ -171,7 +171,8 @@ bool SystemNetwork::getAlxCardInfo(QVariantMap& info)
 {
     const bool isRead = getNetInfo(_aLXB10NetworkCardName, info);
     if (isRead)
-        storeSetting(settings::kWiredCardName, _aLXB10NetworkCardName);
+        storeSettings(*this, __func__,
+                      {{QLatin1String(settings::kWiredCardName), _aLXB10NetworkCardName}});
     return isRead;
 }
 

@@ -125,7 +125,8 @@ bool SystemNetwork::setPermanentlyDisabled(int kind, bool disable)
             return false;
         }
     }
-    storeSetting(settings::kWirelessCardDriver, driver);
-    storeSetting(settings::kIsPermanentlyDisabled, disable);
+    storeSettings(*this, __func__,
+                  {{QLatin1String(settings::kWirelessCardDriver), driver},
+                   {QLatin1String(settings::kIsPermanentlyDisabled), disable}});
     return true;
 }

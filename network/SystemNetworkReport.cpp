@@ -35,8 +35,12 @@ void SystemNetwork::updateHalyard6950Data()
 void SystemNetwork::setHMIInfo(const QVariantMap& request)
 {
     _hmiIp = request.value(QLatin1String(kHmiKey)).toString();
-    storeSetting(settings::kHmiIp, _hmiIp);
+    const bool isStored =
+        storeSettings(*this, __func__, {{QLatin1String(settings::kHmiIp), _hmiIp}});
+    const QString problem = getLastError();
     updateHalyard6950Data();
+    if (!isStored)
+        setLastError(problem); // of this request, whatever the report found
 }
 
 QVariantMap SystemNetwork::getHmiInfo() const

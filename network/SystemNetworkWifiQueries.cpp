@@ -82,7 +82,8 @@ bool SystemNetwork::getWinApiWifiList(QVariantMap& result)
         return false;
     _wirelessCardName = name;
     KY_DEBUG << "[_wirelessCardName:" << _wirelessCardName;
-    storeSetting(settings::kWirelessCardName, _wirelessCardName);
+    storeSettings(*this, __func__,
+                  {{QLatin1String(settings::kWirelessCardName), _wirelessCardName}});
     QString output;
     if (!runOnHost(*this, shellLine(kScan, name), kWpaLimitMs) ||
         !runOnHost(*this, shellLine(kScanResult, name), kWpaLimitMs, output))

@@ -1,6 +1,6 @@
 #include "time/NtpSettings.h"
 
-#include "host/PublicClass.h"
+#include "support/IniFile.h"
 
 #include <QSettings>
 
@@ -35,14 +35,15 @@ NtpSettings readNtpSettings(const QString& file)
     return settings;
 }
 
-bool storeNtpSettings(const QString& file, const NtpSettings& settings)
+bool storeNtpSettings(const QString& file, const NtpSettings& settings, QString* error)
 {
-    const auto store = [&file](const char* key, const QVariant& value) {
-        return PublicClass::init()->writeIni(file, QLatin1String(key), value);
-    };
-    return store(kIsAutoSync, settings.isAutoSync) && store(kInterval, settings.intervalMinutes) &&
-           store(kServer, settings.url) && store(kPort, int(settings.port)) &&
-           store(kGmt, settings.gmtHours);
+    return writeIniValues(file,
+                          {{QLatin1String(kIsAutoSync), settings.isAutoSync},
+                           {QLatin1String(kInterval), settings.intervalMinutes},
+                           {QLatin1String(kServer), settings.url},
+                           {QLatin1String(kPort), int(settings.port)},
+                           {QLatin1String(kGmt), settings.gmtHours}},
+                          error);
 }
 
 NtpSettings startSettings(NtpSettings stored)

@@ -18,8 +18,8 @@ struct NtpSettings
 /// Reads the group NTP of an INI file as it stands; what is missing reads as false, 0 or empty.
 NtpSettings readNtpSettings(const QString& file);
 
-/// Stores all of them, each value at once. False if one could not be stored.
-bool storeNtpSettings(const QString& file, const NtpSettings& settings);
+/// Stores all of them at once, or none: on false `error` (may be null) tells why.
+bool storeNtpSettings(const QString& file, const NtpSettings& settings, QString* error = nullptr);
 
 /// The settings that the service starts with: 9 minutes or less become 10, and without a server
 /// it is the default one on port 123. A server without a port stays on port 0.

@@ -2,6 +2,7 @@
 
 #include "host/KyFileManager.h"
 #include "host/PublicClass.h"
+#include "support/IniFile.h"
 #include "support/ShellLine.h"
 #include "time/NtpSettings.h"
 #include "time/TimeLog.h"
@@ -149,8 +150,11 @@ bool SystemNTP::setTimeConfig(const QVariantMap& request)
         if (!setRequestedTime(request))
             return false;
     }
-    if (!ky::storeNtpSettings(QLatin1String(kSettingsFile), settings))
-        KY_WARNING << "[settings not stored:" << kSettingsFile << "]";
+    QString reason;
+    if (!ky::storeNtpSettings(QLatin1String(kSettingsFile), settings, &reason)) {
+        setLastError(ky::notStored(reason));
+        KY_WARNING << "[" + getLastError() + "]";
+    }
     return true;
 }
 

@@ -66,7 +66,9 @@ public:
     /// "port" and "timeSyncInterval" (minutes, taken as they are) or "localDateTime"
     /// ("yyyy-MM-dd hh:mm:ss"); "GMT" (hours) is stored only. With the own client and "isAuto" it
     /// runs the event loop until the exchange is over, without a time limit, and returns true
-    /// however it ended. After false nothing is stored, but what was done before stands.
+    /// however it ended. After false nothing is stored, but what was done before stands. Settings
+    /// that cannot be stored are a warning, and the last error "settings not stored: " with the
+    /// reason; the result is true.
     bool setTimeConfig(const QVariantMap& request);
 
     /// The operator's offset from UTC in hours: stored, nothing computes with it.

@@ -2,6 +2,7 @@
 #include "FrameClient.h"
 #include "SimulatedHost.h"
 
+#include <QDir>
 #include <QFile>
 #include <QTest>
 
@@ -35,6 +36,8 @@ private slots:
     void missingInternalCardIsTold();
     void supervisionTellsWhyItMayNotStart();
     void cardIsSwitchedByNumber();
+    void settingsThatCannotBeStoredAreAnError_data();
+    void settingsThatCannotBeStoredAreAnError();
     void pauseWaitsItsTurnOnTheNetworkThread();
     void statusTellsWhatIsInForce();
     void reportOfALostLinkReachesWhoAskedForIt();
@@ -169,6 +172,42 @@ void tst_DaemonRoaming::cardIsSwitchedByNumber()
 }
 
 // The cycle reads the flag on that thread: a pause behind a slow request is answered behind it.
+void tst_DaemonRoaming::settingsThatCannotBeStoredAreAnError_data()
+{
+    QTest::addColumn<QString>("command");
+    QTest::addColumn<QString>("json");
+
+    const auto row = [](const char* command, const char* json) {
+        QTest::newRow(command) << QString(command) << QString(json);
+    };
+    row("wifi_roaming", R"({"on":true})");
+    row("card_switch", R"({"kind":0,"disable":false})");
+    row("net_hmi", R"({"hmiIP":"10.0.0.9"})");
+    row("net_settings", R"({"reload":true})");
+    row("hotspot_start", R"({"ssid":"robot","passwd":"secret12"})");
+    row("time_set",
+        R"({"timezone":"Etc/UTC","isAuto":false,"localDateTime":"2026-01-02 03:04:05"})");
+}
+
+/// A folder stands in the place of the file. The work itself is done.
+void tst_DaemonRoaming::settingsThatCannotBeStoredAreAnError()
+{
+    QFETCH(QString, command);
+    QFETCH(QString, json);
+    const QString file = _daemon->home() + QStringLiteral("/appInfo/setting/WirelessCard.ini");
+    QFile::rename(file, file + QStringLiteral(".kept"));
+    QVERIFY(QDir().mkdir(file));
+
+    const ProgramResult result = call(command, json);
+
+    QDir().rmdir(file);
+    QFile::rename(file + QStringLiteral(".kept"), file);
+    QCOMPARE(result.status, 1);
+    QCOMPARE(result.json().value(QStringLiteral("ret_code")).toInt(), 40006);
+    const QString text = result.json().value(QStringLiteral("err_msg")).toString();
+    QVERIFY2(text.startsWith(QLatin1String("settings not stored: ")), qUtf8Printable(text));
+}
+
 void tst_DaemonRoaming::pauseWaitsItsTurnOnTheNetworkThread()
 {
     _host->addFault("iw", "slow", {"--ms", "500", "--times", "1"});

@@ -3,7 +3,9 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <csignal>
 #include <limits>
+#include <sys/resource.h>
 
 class tst_NtpSettings : public QObject
 {
@@ -14,6 +16,7 @@ private slots:
     void readsWhatWasStored();
     void storingKeepsTheOtherGroups();
     void storesNothingWhereNothingCanBeWritten();
+    void storesAllOfThemOrNone();
     void shortIntervalsBecomeTenMinutes_data();
     void shortIntervalsBecomeTenMinutes();
     void serverIsDefaultedAsAWhole_data();
@@ -75,6 +78,32 @@ void tst_NtpSettings::storesNothingWhereNothingCanBeWritten()
     QVERIFY(blocker.open(QIODevice::WriteOnly));
 
     QVERIFY(!ky::storeNtpSettings(_folder.filePath("blocker/x.ini"), {}));
+}
+
+/// A new server with the port of the old one would be a server that nobody has asked for.
+void tst_NtpSettings::storesAllOfThemOrNone()
+{
+    const QString path = _folder.filePath("small.ini");
+    QVERIFY(ky::storeNtpSettings(path, {true, 10, "10.0.0.1", 5000, 8.0}));
+    const qint64 size = QFileInfo(path).size();
+    rlimit before = {};
+    getrlimit(RLIMIT_FSIZE, &before);
+    rlimit small = before;
+    small.rlim_cur = rlim_t(size) + 2; // room for each of the new values, not for all of them
+    const auto handler = signal(SIGXFSZ, SIG_IGN);
+    setrlimit(RLIMIT_FSIZE, &small);
+    QString reason;
+    const bool isStored =
+        ky::storeNtpSettings(path, {true, 1000, "10.0.0.22", 50000, 8.0}, &reason);
+    setrlimit(RLIMIT_FSIZE, &before);
+    signal(SIGXFSZ, handler);
+
+    QVERIFY(!isStored);
+    QVERIFY2(reason.endsWith(QLatin1String("File too large")), qUtf8Printable(reason));
+    const ky::NtpSettings settings = ky::readNtpSettings(path);
+    QCOMPARE(settings.url, QStringLiteral("10.0.0.1"));
+    QCOMPARE(settings.port, quint16(5000));
+    QCOMPARE(settings.intervalMinutes, 10u);
 }
 
 void tst_NtpSettings::shortIntervalsBecomeTenMinutes_data()

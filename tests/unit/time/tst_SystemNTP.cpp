@@ -88,6 +88,7 @@ private slots:
 
     void requestWithoutZoneGoesOnWithAnEmptyName();
     void requestSetsTheClock();
+    void requestIsDoneWithoutRoomForItsSettings();
     void requestStopsTheTimer();
     void requestWithADateThatDoesNotParseStoresNothing_data();
     void requestWithADateThatDoesNotParseStoresNothing();
@@ -484,6 +485,19 @@ void tst_SystemNTP::requestSetsTheClock()
     QVERIFY(!ntp.findChild<QUdpSocket*>());
     QVERIFY(TimeHost::logLines().contains(
         "[debug][setTimeConfig][------localDateTime: 2026-01-02 03:04:05 ]"));
+}
+
+void tst_SystemNTP::requestIsDoneWithoutRoomForItsSettings()
+{
+    SystemNTP& ntp = make();
+    QVERIFY(QDir().mkpath("appInfo/setting/WirelessCard.ini")); // a folder in the file's place
+
+    QVERIFY(ntp.setTimeConfig({{"timezone", "Etc/UTC"}, {"localDateTime", "2026-01-02 03:04:05"}}));
+
+    QVERIFY2(ntp.getLastError().startsWith("settings not stored: "),
+             qUtf8Printable(ntp.getLastError()));
+    QCOMPARE(TimeHost::logLine("settings not stored"),
+             "[warning][setTimeConfig][" + ntp.getLastError() + ']');
 }
 
 void tst_SystemNTP::requestStopsTheTimer()
