@@ -36,15 +36,24 @@ QString textOr(const QVariant& value, const char* fallback)
     return text.isEmpty() ? QString::fromLatin1(fallback) : text;
 }
 
+/// Whether a key holds a value. A comparison with an empty text would not do: a false that this
+/// process itself has stored is still a boolean, and equal to it.
+bool holdsValue(const QVariant& stored)
+{
+    const bool isText =
+        stored.userType() == QMetaType::QString || stored.userType() == QMetaType::QByteArray;
+    return stored.isValid() && !(isText && stored.toByteArray().isEmpty());
+}
+
 /// Takes the stored value, or notes the present one to be stored where there is none.
 template <typename T>
 void takeOrCreate(const QSettings& settings, const char* key, T& member, IniValues* missing)
 {
     const QVariant stored = setting(settings, key);
-    if (!stored.isValid() || stored == QVariant(QString()))
-        missing->emplace_back(QLatin1String(key), member);
-    else
+    if (holdsValue(stored))
         member = stored.value<T>();
+    else
+        missing->emplace_back(QLatin1String(key), member);
 }
 
 } // namespace

@@ -5,7 +5,10 @@
 #include <QTest>
 #include <QTimer>
 
+#include <csignal>
+#include <functional>
 #include <memory>
+#include <sys/resource.h>
 
 namespace settings = ky::settings;
 
@@ -50,6 +53,11 @@ private slots:
     void absentKeysAreCreatedWithTheirDefaults();
     void storedValuesAreTakenAndStay();
     void emptyValueCountsAsAbsent();
+    void valueThatThisProcessHasStoredIsTaken_data();
+    void valueThatThisProcessHasStoredIsTaken();
+    void absentKeysAreStoredAtOnce();
+    void whatCannotBeStoredIsToldByEachOperation_data();
+    void whatCannotBeStoredIsToldByEachOperation();
     void createdKeysTakeTheMembersPresentValue();
     void waitBelowFiveSecondsBecomesSix_data();
     void waitBelowFiveSecondsBecomesSix();
@@ -249,6 +257,102 @@ void tst_NetworkSettings::emptyValueCountsAsAbsent()
 
     QCOMPARE(network._startScanningSignal, -66);
     QCOMPARE(_fixture->setting(settings::kStartScanningSignal).toInt(), -66);
+}
+
+void tst_NetworkSettings::valueThatThisProcessHasStoredIsTaken_data()
+{
+    QTest::addColumn<bool>("isSaved");
+
+    QTest::newRow("and saved") << true;
+    QTest::newRow("and not saved yet") << false;
+}
+
+/// QSettings gives such a value back with its type, as a boolean or a number and not as a text.
+void tst_NetworkSettings::valueThatThisProcessHasStoredIsTaken()
+{
+    QFETCH(bool, isSaved);
+    QDir().mkpath(QFileInfo(QLatin1String(settings::kFile)).path());
+    QSettings own(QLatin1String(settings::kFile), QSettings::IniFormat);
+    own.setValue(QLatin1String(settings::kIsResetWirelessCard), false);
+    own.setValue(QLatin1String(settings::kSwitchingSignal), 0);
+    if (isSaved)
+        own.sync();
+    OpenNetwork network(nullptr);
+
+    network.resetAPSetting();
+
+    QVERIFY(!network._isResetWirelessNetworkCard);
+    QCOMPARE(network._switchingSignal, 0);
+    own.sync();
+    const QByteArray stored = _fixture->read(QLatin1String(settings::kFile));
+    QVERIFY2(stored.contains("isResetWirelessNetworkCard=false\n"), stored);
+    QVERIFY2(stored.contains("switchingSignal=0\n"), stored);
+    QVERIFY2(stored.contains("startScanningSignal=-66\n"), stored);
+}
+
+/// Six keys are one change: a file that cannot take them all gets none.
+void tst_NetworkSettings::absentKeysAreStoredAtOnce()
+{
+    _fixture->write(QLatin1String(settings::kFile), "[HMI]\nip=10.0.0.1\n");
+    rlimit before = {};
+    getrlimit(RLIMIT_FSIZE, &before);
+    rlimit small = before;
+    small.rlim_cur = 100; // bytes of one file: some of the keys would fit
+    const auto handler = signal(SIGXFSZ, SIG_IGN);
+    setrlimit(RLIMIT_FSIZE, &small);
+    {
+        OpenNetwork network(nullptr);
+        network.resetAPSetting();
+    }
+    setrlimit(RLIMIT_FSIZE, &before);
+    signal(SIGXFSZ, handler);
+
+    QCOMPARE(_fixture->read(QLatin1String(settings::kFile)), QByteArray("[HMI]\nip=10.0.0.1\n"));
+}
+
+using Operation = std::function<void(OpenNetwork&)>;
+Q_DECLARE_METATYPE(Operation)
+
+void tst_NetworkSettings::whatCannotBeStoredIsToldByEachOperation_data()
+{
+    QTest::addColumn<Operation>("operation");
+
+    const auto row = [](const char* name, const Operation& operation) {
+        QTest::newRow(name) << operation;
+    };
+    row("setEnabledRoaming", [](OpenNetwork& network) { network.setEnabledRoaming(true); });
+    row("resetAPSetting", [](OpenNetwork& network) { network.resetAPSetting(); });
+    row("setHMIInfo", [](OpenNetwork& network) {
+        network.setHMIInfo({{QStringLiteral("hmiIP"), QStringLiteral("10.0.0.9")}});
+        QCOMPARE(network._hmiIp, QStringLiteral("10.0.0.9"));
+    });
+    row("changedNetworkCardStatus",
+        [](OpenNetwork& network) { QVERIFY(network.changedNetworkCardStatus(1, true)); });
+    row("getAlxCardInfo", [](OpenNetwork& network) {
+        QVariantMap info;
+        network._aLXB10NetworkCardName = QStringLiteral("eth7");
+        QVERIFY(network.getAlxCardInfo(info));
+    });
+}
+
+/// The work is done and the result is the usual one; the log and the last error tell the rest.
+void tst_NetworkSettings::whatCannotBeStoredIsToldByEachOperation()
+{
+    QFETCH(Operation, operation);
+    _fixture->write(QStringLiteral("appInfo"), "a file in the place of the folder");
+    OpenNetwork network(nullptr);
+    const LogCapture log;
+
+    operation(network);
+
+    const QString problem = QStringLiteral("settings not stored: ");
+    QVERIFY2(network.getLastError().startsWith(problem), qUtf8Printable(network.getLastError()));
+    QVERIFY2(network.getLastError().endsWith(QLatin1String("Not a directory")),
+             qUtf8Printable(network.getLastError()));
+    QCOMPARE(LogCapture::lines()
+                 .filter(QStringLiteral("[warning][%1][%2").arg(QTest::currentDataTag(), problem))
+                 .size(),
+             1);
 }
 
 void tst_NetworkSettings::createdKeysTakeTheMembersPresentValue()
