@@ -1,27 +1,9 @@
 #include "network/CertificateFile.h"
 
 #include "network/ConnectionTemplates.h"
-#include "support/AtomicFile.h"
-
-#include <QFile>
+#include "support/PrivateFile.h"
 
 namespace ky {
-
-namespace {
-
-/// Makes the file with its mode first: replaceFile() keeps the mode of a file that exists.
-void writePrivate(const QString& path, const QByteArray& content)
-{
-    if (!QFile::exists(path)) {
-        QFile file(path);
-        if (!file.open(QIODevice::WriteOnly))
-            return;
-        file.setPermissions(QFile::ReadOwner | QFile::WriteOwner);
-    }
-    replaceFile(path, content);
-}
-
-} // namespace
 
 void writeCertificateFiles(const QVariantMap& request, const QString& folder)
 {
@@ -32,8 +14,8 @@ void writeCertificateFiles(const QVariantMap& request, const QString& folder)
         const QVariant base64 = file.value(QStringLiteral("base64"));
         if (file.isEmpty() || (key == kCaCert && !base64.isValid()))
             continue;
-        writePrivate(certificatePath(request, key, folder),
-                     QByteArray::fromBase64(base64.toString().toUtf8()));
+        replacePrivateFile(certificatePath(request, key, folder),
+                           QByteArray::fromBase64(base64.toString().toUtf8()));
     }
 }
 

@@ -5,6 +5,7 @@
 #include "network/NetworkSettings.h"
 #include "network/SystemNetwork.h"
 #include "support/AtomicFile.h"
+#include "support/PrivateFile.h"
 #include "support/ShellLine.h"
 
 #include <QFile>
@@ -44,6 +45,7 @@ bool writeHostapdConf(const QString& path, const QString& ssid, const QString& p
         *error = QStringLiteral("hotspot settings [%1]: line end within a value").arg(path);
         return false;
     }
+    makePrivateFile(path); // or opening it would make one that everybody may read
     QFile file(path);
     if (!file.open(QIODevice::ReadWrite)) {
         *error = QStringLiteral("Open faile[%1]:%2").arg(path, file.errorString());

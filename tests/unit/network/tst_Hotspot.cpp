@@ -9,6 +9,7 @@
 #include <sched.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 
 namespace {
 
@@ -81,6 +82,7 @@ private slots:
 
     void opensInOrder();
     void openedIsStored();
+    void openedIsGoodWithoutRoomForItsSettings();
     void successIsJudgedByWords_data();
     void successIsJudgedByWords();
     void absentProfileStopsTheStartWithoutReason();
@@ -95,6 +97,7 @@ private slots:
 
     void hostapdFileIsRewrittenAndStarted();
     void hostapdThatFailsLeavesTheNewFile();
+    void hostapdFileThatIsMissingIsMadePrivate();
     void hostapdFileThatCannotBeOpened();
     void hostapdValueWithALineEndIsRefused();
     void hostapdFileInAClosedFolderIsWritten();
@@ -159,6 +162,17 @@ void tst_Hotspot::openedIsStored()
     QCOMPARE(_fixture->setting(ky::settings::kHotspotPassword).toString(),
              QStringLiteral("secret12"));
     QCOMPARE(isRunning().toBool(), true);
+}
+
+void tst_Hotspot::openedIsGoodWithoutRoomForItsSettings()
+{
+    _fixture->write(QStringLiteral("appInfo"), "a file in the place of the folder");
+    _fixture->host().answer(kOpen, NetworkFixture::capture("nmcli/hotspot-good.c.out"));
+
+    QVERIFY(_network->startHotspot(request()));
+
+    QVERIFY2(_network->getLastError().startsWith(QLatin1String("settings not stored: ")),
+             qUtf8Printable(_network->getLastError()));
 }
 
 void tst_Hotspot::successIsJudgedByWords_data()
@@ -311,6 +325,20 @@ void tst_Hotspot::hostapdThatFailsLeavesTheNewFile()
     QCOMPARE(_network->getLastError(), QStringLiteral("sudo: a password is required"));
     QCOMPARE(_fixture->read(confPath()), QByteArray("ssid=robot\n"));
     QVERIFY(!isRunning().isValid());
+}
+
+void tst_Hotspot::hostapdFileThatIsMissingIsMadePrivate()
+{
+    useHostapd({});
+    QVERIFY(QFile::remove(confPath()));
+    const mode_t before = umask(0);
+
+    _network->startHotspot(request());
+    umask(before);
+
+    struct stat facts = {};
+    QCOMPARE(stat(QFile::encodeName(confPath()).constData(), &facts), 0);
+    QCOMPARE(int(facts.st_mode & 07777), 0600);
 }
 
 void tst_Hotspot::hostapdFileThatCannotBeOpened()
