@@ -1,7 +1,7 @@
 #include "ports/CanDevice.h"
 
 #include "ports/CanDescriptor.h"
-#include "ports/CanFrame.h"
+#include "ports/CanFrameMap.h"
 #include "ports/PortsLog.h"
 #include "ports/ReadPace.h"
 
@@ -228,7 +228,7 @@ void CanDevice::readCan()
 /// False if there is no frame to report.
 bool CanDevice::readFrame(const ky::Descriptor& socket)
 {
-    can_frame frame = {};
+    CanFrame frame = {};
     const ssize_t size = ::read(socket.number, &frame, ky::kCanFrameSize);
     const int reason = errno;
     if (isStop())

@@ -1,48 +1,13 @@
 #pragma once
 
-#include <QVariantMap>
-
 #include <linux/can.h>
-#include <optional>
 
-namespace ky {
+/// A frame as every carrier of CanDevice and SocketCan has it: the kernel's `struct can_frame`, 16
+/// bytes, read and written whole. `can_id` holds the identifier in bits 0 to 28; bit 30 marks a
+/// remote frame, bit 31 an extended one. `can_dlc` is the length code, `data` has 8 bytes.
+///
+/// For whoever is at the other end of a carrier. The ports themselves take and give frames as maps.
+using CanFrame = can_frame;
 
-/// Size of a classic frame on every carrier: the kernel's `struct can_frame`.
-constexpr int kCanFrameSize = 16;
-constexpr int kCanDataSize = 8;
-static_assert(sizeof(can_frame) == kCanFrameSize && sizeof(can_frame::data) == kCanDataSize,
-              "the kernel's frame is written and read whole");
-
-/// Which length code a frame carries where "dataLength" does not count. The two channels differ
-/// on purpose.
-enum class LengthFallback
-{
-    FullFrame, ///< always 8
-    DataSize   ///< as many as there are data bytes
-};
-
-/// The length code of a frame. "dataLength" counts only if it is above 0 and the number of data
-/// bytes is a multiple of 8, zero included. The result is one byte: 259 gives 3.
-quint8 canLengthCode(int dataLength, int dataSize, LengthFallback fallback);
-
-/// The frame that a request map describes ("frameType", "frameFormat", "frameId", "dataLength",
-/// "data"; see docs/ports.md). The identifier is not masked: bits 0 to 29 go out as given, bits 30
-/// and 31 follow from the two kinds. Empty if the data or the length code does not fit a frame;
-/// `error` then tells why.
-std::optional<can_frame> buildCanFrame(const QVariantMap& map, LengthFallback fallback,
-                                       QString* error);
-
-/// The five keys of a received frame. "dataLength" is the length code as it came; "data" has that
-/// many bytes, but never more than the 8 of the frame.
-QVariantMap canFrameMap(const can_frame& frame);
-
-/// What one read from a carrier brought, judged by its size.
-enum class CanRead
-{
-    Failed,
-    Incomplete,
-    Frame
-};
-CanRead judgeCanRead(qint64 size);
-
-} // namespace ky
+static_assert(sizeof(CanFrame) == 16 && sizeof(CanFrame::data) == 8,
+              "the frame is that of a classic CAN bus");

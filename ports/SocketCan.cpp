@@ -1,6 +1,6 @@
 #include "ports/SocketCan.h"
 
-#include "ports/CanFrame.h"
+#include "ports/CanFrameMap.h"
 #include "ports/PortsLog.h"
 
 #include <QHostAddress>
@@ -127,7 +127,7 @@ void SocketCan::readFrame()
     case ky::CanRead::Frame:
         break;
     }
-    can_frame frame = {};
+    CanFrame frame = {};
     memcpy(&frame, bytes.constData(), ky::kCanFrameSize); // what follows in `bytes` is dropped
     const QVariantMap map = ky::canFrameMap(frame);
     KY_DEBUG_AS(kReadCan) << "Received CAN frame:" << map;

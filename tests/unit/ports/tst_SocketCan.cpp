@@ -61,7 +61,7 @@ QByteArray frameBytes(quint32 word, char fill)
     frame.can_dlc = 2;
     frame.data[0] = quint8(fill);
     frame.data[1] = quint8(fill);
-    return QByteArray(reinterpret_cast<const char*>(&frame), ky::kCanFrameSize);
+    return QByteArray(reinterpret_cast<const char*>(&frame), int(sizeof frame));
 }
 
 } // namespace

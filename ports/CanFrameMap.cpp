@@ -1,4 +1,4 @@
-#include "ports/CanFrame.h"
+#include "ports/CanFrameMap.h"
 
 #include <algorithm>
 #include <cstring>
@@ -30,8 +30,8 @@ quint8 canLengthCode(int dataLength, int dataSize, LengthFallback fallback)
     return fallback == LengthFallback::FullFrame ? quint8(kCanDataSize) : quint8(dataSize);
 }
 
-std::optional<can_frame> buildCanFrame(const QVariantMap& map, LengthFallback fallback,
-                                       QString* error)
+std::optional<CanFrame> buildCanFrame(const QVariantMap& map, LengthFallback fallback,
+                                      QString* error)
 {
     const QByteArray data = map.value(QStringLiteral("data")).toByteArray();
     if (data.size() > kCanDataSize) {
@@ -44,14 +44,14 @@ std::optional<can_frame> buildCanFrame(const QVariantMap& map, LengthFallback fa
         *error = QStringLiteral("CAN length code [%1]: a frame holds at most 8").arg(lengthCode);
         return {};
     }
-    can_frame frame = {};
+    CanFrame frame = {};
     frame.can_id = identifierWord(map);
     frame.can_dlc = lengthCode;
     memcpy(frame.data, data.constData(), size_t(data.size()));
     return frame;
 }
 
-QVariantMap canFrameMap(const can_frame& frame)
+QVariantMap canFrameMap(const CanFrame& frame)
 {
     const int dataSize = std::min<int>(frame.can_dlc, kCanDataSize);
     QVariantMap map;

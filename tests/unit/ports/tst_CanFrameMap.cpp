@@ -1,10 +1,10 @@
-#include "ports/CanFrame.h"
+#include "ports/CanFrameMap.h"
 
 #include <QtTest>
 
 using ky::LengthFallback;
 
-class tst_CanFrame : public QObject
+class tst_CanFrameMap : public QObject
 {
     Q_OBJECT
 
@@ -34,7 +34,7 @@ QVariantMap request(const QByteArray& data, const QVariant& dataLength)
 
 } // namespace
 
-void tst_CanFrame::choosesLengthCode_data()
+void tst_CanFrameMap::choosesLengthCode_data()
 {
     QTest::addColumn<int>("dataLength");
     QTest::addColumn<int>("dataSize");
@@ -59,7 +59,7 @@ void tst_CanFrame::choosesLengthCode_data()
     QTest::newRow("one byte of it counts") << 256 + 3 << 8 << 3 << 3;
 }
 
-void tst_CanFrame::choosesLengthCode()
+void tst_CanFrameMap::choosesLengthCode()
 {
     QFETCH(int, dataLength);
     QFETCH(int, dataSize);
@@ -68,7 +68,7 @@ void tst_CanFrame::choosesLengthCode()
     QTEST(int(ky::canLengthCode(dataLength, dataSize, LengthFallback::DataSize)), "dataSizeRule");
 }
 
-void tst_CanFrame::composesIdentifierWord_data()
+void tst_CanFrameMap::composesIdentifierWord_data()
 {
     QTest::addColumn<QVariant>("frameId");
     QTest::addColumn<QVariant>("frameType");
@@ -95,7 +95,7 @@ void tst_CanFrame::composesIdentifierWord_data()
     QTest::newRow("no number") << QVariant("x") << QVariant() << QVariant(QVariantMap()) << 0u;
 }
 
-void tst_CanFrame::composesIdentifierWord()
+void tst_CanFrameMap::composesIdentifierWord()
 {
     QFETCH(QVariant, frameId);
     QFETCH(QVariant, frameType);
@@ -110,7 +110,7 @@ void tst_CanFrame::composesIdentifierWord()
     QTEST(frame->can_id, "word");
 }
 
-void tst_CanFrame::laysOutFrameAsTheKernelDoes()
+void tst_CanFrameMap::laysOutFrameAsTheKernelDoes()
 {
     QVariantMap map = request("\x11\x22\x33", 3);
     map["frameType"] = 1;
@@ -125,7 +125,7 @@ void tst_CanFrame::laysOutFrameAsTheKernelDoes()
                                        "1122330000000000"));
 }
 
-void tst_CanFrame::refusesWhatNoFrameHolds_data()
+void tst_CanFrameMap::refusesWhatNoFrameHolds_data()
 {
     QTest::addColumn<int>("dataSize");
     QTest::addColumn<int>("dataLength");
@@ -143,7 +143,7 @@ void tst_CanFrame::refusesWhatNoFrameHolds_data()
         << 8 << 255 << "CAN length code [255]: a frame holds at most 8";
 }
 
-void tst_CanFrame::refusesWhatNoFrameHolds()
+void tst_CanFrameMap::refusesWhatNoFrameHolds()
 {
     QFETCH(int, dataSize);
     QFETCH(int, dataLength);
@@ -157,7 +157,7 @@ void tst_CanFrame::refusesWhatNoFrameHolds()
     }
 }
 
-void tst_CanFrame::readsWrongTypesAsNothing()
+void tst_CanFrameMap::readsWrongTypesAsNothing()
 {
     const QVariantMap map{{"frameId", QVariantList{1}},
                           {"frameType", QVariantMap{{"a", 1}}},
@@ -171,7 +171,7 @@ void tst_CanFrame::readsWrongTypesAsNothing()
     QCOMPARE(QByteArray(reinterpret_cast<const char*>(&*frame), 16), QByteArray(16, '\0'));
 }
 
-void tst_CanFrame::readsFrame_data()
+void tst_CanFrameMap::readsFrame_data()
 {
     QTest::addColumn<quint32>("word");
     QTest::addColumn<int>("type");
@@ -185,7 +185,7 @@ void tst_CanFrame::readsFrame_data()
     QTest::newRow("all bits") << 0xFFFFFFFFu << 1 << 1 << 0x1FFFFFFF;
 }
 
-void tst_CanFrame::readsFrame()
+void tst_CanFrameMap::readsFrame()
 {
     QFETCH(quint32, word);
     can_frame frame = {};
@@ -205,7 +205,7 @@ void tst_CanFrame::readsFrame()
     QCOMPARE(map["data"], QVariant(QByteArray("\xFE\0", 2)));
 }
 
-void tst_CanFrame::neverReadsDataBehindTheFrame()
+void tst_CanFrameMap::neverReadsDataBehindTheFrame()
 {
     can_frame frame = {};
     memset(frame.data, 'd', sizeof frame.data);
@@ -219,7 +219,7 @@ void tst_CanFrame::neverReadsDataBehindTheFrame()
     }
 }
 
-void tst_CanFrame::roundTripKeepsEveryByte()
+void tst_CanFrameMap::roundTripKeepsEveryByte()
 {
     for (int start = 0; start < 256; start += 8) {
         QByteArray data;
@@ -233,7 +233,7 @@ void tst_CanFrame::roundTripKeepsEveryByte()
     }
 }
 
-void tst_CanFrame::judgesReadBySize_data()
+void tst_CanFrameMap::judgesReadBySize_data()
 {
     QTest::addColumn<qint64>("size");
     QTest::addColumn<int>("verdict");
@@ -245,11 +245,11 @@ void tst_CanFrame::judgesReadBySize_data()
     QTest::newRow("17") << qint64(17) << int(ky::CanRead::Frame);
 }
 
-void tst_CanFrame::judgesReadBySize()
+void tst_CanFrameMap::judgesReadBySize()
 {
     QFETCH(qint64, size);
     QTEST(int(ky::judgeCanRead(size)), "verdict");
 }
 
-QTEST_GUILESS_MAIN(tst_CanFrame)
-#include "tst_CanFrame.moc"
+QTEST_GUILESS_MAIN(tst_CanFrameMap)
+#include "tst_CanFrameMap.moc"
