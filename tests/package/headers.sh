@@ -1,8 +1,45 @@
-# Each installed header compiles on its own, without a warning; the headers are those of the
-# interface, and no helper's.
+# The installed headers are those of the interface, and no helper's; each compiles on its own,
+# without a warning.
 set -euo pipefail
 include=$PREFIX/include/kynetwork
+program=$(cd "$(dirname "$0")" && pwd)/program
 flags=$(pkg-config --cflags Qt5Core Qt5Network Qt5SerialPort)
+
+cd "$include"
+
+# One header for each class of the interface, and none besides.
+classes='host/BaseObject host/BaseThread host/PublicClass host/HttpApi host/KyFileManager
+    host/SqliteClass service/VantHeader service/TcpSocket service/HCTcpServer
+    service/KyNetworkObject service/FernoProClass service/WifiShare clients/BlockThreadTcp
+    clients/BlockTcpObject clients/RelayServerThread clients/KyTcpClient clients/SCStatusTcp
+    clients/RobotUdp clients/RobotUdpClient ports/CanFrame ports/CanDevice ports/CanObject
+    ports/SocketCan ports/SystemSerialPort network/SystemNetwork network/WifiScanThread
+    time/SystemNTP time/NTPPackage inventory/SystemAudio inventory/SystemVersionInfo'
+# shellcheck disable=SC2086
+diff <(printf '%s.h\n' $classes | sort) <(printf '%s\n' */*.h | sort) || {
+    echo "expected headers (<) and installed ones (>)" >&2
+    exit 1
+}
+
+# The integrator's program includes each of them and uses its class, so what is hidden fails there.
+uses=$(grep -v '^#include' "$program/classes.cpp")
+for class in $classes; do
+    if ! grep -q "^#include <$class.h>" "$program/classes.cpp" ||
+        ! grep -qw "${class#*/}" <<<"$uses"; then
+        echo "$class.h: the program of this test does not use its class" >&2
+        exit 1
+    fi
+done
+
+# Of the helpers behind them a header may name types, no more: their functions are hidden.
+helpers=$(awk '/^}/ { inside = 0 }
+    inside && !/^((class|struct) [A-Za-z]+;)?$/ { print FILENAME ": " $0 }
+    /namespace ky/ && !/^}/ { inside = 1 }' */*.h)
+[ -z "$helpers" ] || {
+    echo "helpers in installed headers:" >&2
+    echo "$helpers" >&2
+    exit 1
+}
 
 # Included twice: a header without its guard does not get past this.
 compiles() {
@@ -16,16 +53,5 @@ compiles() {
 }
 export -f compiles
 export include flags
-cd "$include"
 printf '%s\0' */*.h | xargs -0 -P "$(nproc)" -I{} bash -c 'compiles {}'
-
-for class in host/BaseObject host/BaseThread host/PublicClass host/HttpApi host/KyFileManager \
-    host/SqliteClass service/VantHeader service/TcpSocket service/HCTcpServer \
-    service/KyNetworkObject service/FernoProClass service/WifiShare clients/BlockThreadTcp \
-    clients/BlockTcpObject clients/RelayServerThread clients/KyTcpClient clients/SCStatusTcp \
-    clients/RobotUdp clients/RobotUdpClient ports/CanFrame ports/CanDevice ports/CanObject \
-    ports/SocketCan ports/SystemSerialPort network/SystemNetwork network/WifiScanThread time/SystemNTP \
-    time/NTPPackage inventory/SystemAudio inventory/SystemVersionInfo; do
-    test -e "$include/$class.h" || { echo "$class.h is not installed" >&2; exit 1; }
-done
 echo "$(ls */*.h | wc -l) headers"

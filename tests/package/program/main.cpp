@@ -1,6 +1,8 @@
 // A host of the library as an integrator writes it: an object of each subsystem that changes
 // nothing when it is made, host services, and the service answering on loopback.
 
+#include "classes.h"
+
 #include <host/PublicClass.h>
 #include <host/SqliteClass.h>
 #include <inventory/SystemAudio.h>
@@ -52,6 +54,7 @@ int main(int argc, char** argv)
                     "command table");
     isGood &= check(FernoProClass::init() != nullptr, "load-time instance");
     isGood &= check(sizeof(VantHeader) == 16, "header");
+    isGood &= check(areClassesLinked(), "classes");
     isGood &= check(listens(), "listening");
     return isGood ? 0 : 1;
 }
