@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-// One program for everything: under the name of a tool it is that tool's stand-in.
+// One program for everything: called by the name of a tool, it is that tool's stand-in.
 int main(int argc, char** argv)
 {
     const std::string path = argc > 0 ? argv[0] : "hostsim";

@@ -29,8 +29,8 @@ std::string baseFolder()
     return std::string(tmp && *tmp ? tmp : "/tmp") + "/hostsim-" + std::to_string(::getuid());
 }
 
-// One link for each run that goes on. The names begin with the time of the start: they have equally
-// many digits, so the greatest is the newest.
+// One link for each run in progress. Names begin with the start time in milliseconds, which always
+// has the same number of digits, so the last in order is the newest.
 std::string runsFolder()
 {
     return baseFolder() + "/runs";
@@ -49,7 +49,7 @@ std::vector<fs::path> links()
 
 std::string targetOf(const fs::path& link)
 {
-    std::error_code failed; // another process may have taken it away
+    std::error_code failed; // another process may have removed it
     return fs::read_symlink(link, failed).string();
 }
 
@@ -62,7 +62,7 @@ void removeLinks(const std::function<bool(const std::string&)>& isMeant)
     }
 }
 
-// Empty if no run goes on. What was killed has left its link behind.
+// Empty if nothing is running. A run that was killed has left its link behind.
 std::string newestRun()
 {
     std::string newest;

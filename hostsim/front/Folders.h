@@ -6,19 +6,19 @@
 
 namespace hostsim {
 
-/// A new folder for the state of a run that names none.
+/// Creates a state folder for a run without --state.
 std::string newStateFolder();
 
 /// The scene of a file, or the default one without a name. Throws std::runtime_error.
 Host sceneOf(const std::string& file);
 
-/// Makes this folder, whose run has begun, the one that `hostsim set` finds.
+/// Records that the run of this folder has started: `hostsim set` finds it from now on.
 void markStarted(const std::string& folder);
-/// Leaves the others to be found: the run has ended.
+/// Records that the run has ended: `hostsim set` finds the one before it again.
 void markEnded(const std::string& folder);
 
-/// The store of --state, of HOSTSIM_STATE, or of the run that was started last: of those that go
-/// on, or else of all. Throws std::runtime_error if there is none.
+/// The store named by --state or HOSTSIM_STATE, else that of the newest run in progress, else that
+/// of the newest run of all. Throws std::runtime_error if there is none.
 Store runningStore(const std::string& option);
 
 } // namespace hostsim

@@ -24,25 +24,26 @@ constexpr char kUsage[] =
   hostsim get [PATH]
       shows the running host, or a part of it
   hostsim log [--lines]
-      the command lines that the stand-ins got, in order, one JSON object a line (or plain)
+      the command lines that the stand-ins were called with, in order: JSON objects, one a line,
+      or plain lines
   hostsim reset [--scene FILE]
-      begins again with a scene and an empty log, under the programs that run
+      starts over with a scene and an empty log, while the programs keep running
   hostsim scene
-      prints the scene of a run that names none, a beginning for one's own
+      prints the default scene, to start one's own from
   hostsim fault add TOOL KIND [--match TEXT] [--status N] [--text TEXT] [--error TEXT]
                             [--ms N] [--times N]
       KIND is fail, missing, hang, garbage, busy or slow
   hostsim fault clear | list
 
 set, get, log, reset and fault take --state DIR; without it they use HOSTSIM_STATE, else the
-running host that was started last.
+host that was started last and is still running.
 
 Example: hostsim run -- sh -c "nmcli device wifi connect RobotNet password robotpass; ifconfig wlan0"
 )";
 
 using Args = std::vector<std::string>;
 
-// Takes "--name VALUE" out of the arguments.
+// Removes "--name VALUE" from the arguments and returns the value, empty if it is not there.
 std::string takeOption(Args& args, const std::string& name)
 {
     for (size_t i = 0; i + 1 < args.size(); ++i) {

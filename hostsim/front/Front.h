@@ -5,7 +5,7 @@
 
 namespace hostsim {
 
-/// `hostsim VERB …`: the side for people and tests. Gives the exit status.
+/// `hostsim VERB …`, the command line for people and tests. Returns the exit status.
 int runFront(const std::vector<std::string>& args);
 
 /// `hostsim run`.

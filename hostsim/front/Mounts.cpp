@@ -20,7 +20,7 @@ void writeLine(const char* path, const std::string& text)
     std::ofstream(path) << text;
 }
 
-// A user namespace with the same user in it, for those who are not root.
+// Without root it takes a user namespace, in which the user stays the same.
 bool enterNamespace()
 {
     if (::geteuid() == 0)
@@ -46,7 +46,7 @@ void mountPrivateFolders(const StateFolder& folder)
     for (const std::string& path : privatePrefixes()) {
         std::error_code ignored;
         const std::string copy = folder.privatePath(path);
-        // Folders alone: a file under a mount could not be replaced by a rename any more.
+        // Only folders: a file that is a mount point can no longer be replaced by rename().
         if (fs::is_directory(path, ignored) && fs::is_directory(copy, ignored))
             ::mount(copy.c_str(), path.c_str(), nullptr, MS_BIND, nullptr);
     }

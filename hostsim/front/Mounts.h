@@ -4,10 +4,10 @@
 
 namespace hostsim {
 
-/// Gives this process and its children a mount namespace in which the private copies lie over the
-/// host's own folders. Where the kernel does not allow it, or the machine has no such folder,
-/// nothing happens: the preload shim serves all of them in any case. This is for programs that the
-/// shim cannot reach, static ones above all.
+/// Moves this process and its children into a mount namespace where the private copies cover the
+/// machine's own folders. Does nothing where the kernel forbids it or the machine has no such
+/// folder: the preload shim maps these paths anyway, and this is only for programs that it cannot
+/// reach, such as static ones.
 void mountPrivateFolders(const StateFolder& folder);
 
 } // namespace hostsim

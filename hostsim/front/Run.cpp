@@ -69,7 +69,7 @@ Options parse(const std::vector<std::string>& args)
     return options;
 }
 
-// A folder that holds a host already goes on with it unless a scene is named.
+// A folder that already holds a host keeps it, unless a scene is given.
 void prepare(const Store& store, const Options& options)
 {
     if (!store.exists() || !options.sceneFile.empty())
@@ -101,6 +101,7 @@ void append(const char* name, const std::string& value)
     ::setenv(name, (old.empty() ? value : old + ":" + value).c_str(), 1);
 }
 
+// "c" is C with UTF-8. All variables that would override LANG are removed first.
 void setLanguage(const std::string& language)
 {
     if (language.empty())
@@ -113,6 +114,7 @@ void setLanguage(const std::string& language)
         ::setenv("LANG", language == "zh" ? "zh_CN.UTF-8" : "en_US.UTF-8", 1);
 }
 
+// In the build tree, as installed, or in one folder with the program.
 std::string shimFile()
 {
     for (const char* place : {"/../lib/libhostsim-shim.so", "/../lib/hostsim/libhostsim-shim.so",
@@ -132,10 +134,11 @@ void setEnvironment(const Store& store, const Options& options)
     ::setenv("HOSTSIM_PLATFORM_SCRIPT", (store.folder().binFolder() + "/platform.sh").c_str(), 1);
     prepend("PATH", store.folder().binFolder());
     append("LD_PRELOAD", shimFile());
-    // A program built with the address sanitizer wants to be first among the preloads.
+    // Otherwise the address sanitizer insists on being the first library that is loaded.
     append("ASAN_OPTIONS", "verify_asan_link_order=0");
 }
 
+// The command must not outlive hostsim, not even if that is killed: hence PR_SET_PDEATHSIG.
 [[noreturn]] void runChild(const Store& store, const Options& options, const sigset_t& held)
 {
     ::sigprocmask(SIG_UNBLOCK, &held, nullptr);
@@ -160,13 +163,13 @@ void passSignalsOn()
         });
 }
 
-// The run's clock: what a timer of the host would do happens though no tool is called. SIGCHLD
-// wakes it up when the command ends.
+// Keeps the host's timers going while no tool is called. SIGCHLD cuts the wait short when the
+// command ends.
 int superviseChild(const Store& store, pid_t child, const sigset_t& childSignal, bool isOwner)
 {
     int status = 0;
     for (pid_t ended = 0; ended != child && ended >= 0;) {
-        ended = ::waitpid(-1, &status, WNOHANG); // background jobs are reaped, too
+        ended = ::waitpid(-1, &status, WNOHANG); // reaps background jobs, too
         if (ended != 0)
             continue;
         const timespec limit = {0, kTickMs * 1000000};
@@ -185,8 +188,8 @@ void killChildren()
         ::kill(child, SIGKILL);
 }
 
-// A server or a hanging tool in the background sees the end of the run and goes; what does not is
-// ended. Nothing of a run outlives it.
+// Servers and hanging tools in the background notice the end of the run and exit; whatever does
+// not is killed. Nothing outlives the run.
 void endLeftOvers()
 {
     for (int i = 0; i < kGraceTicks * 10; ++i) {
@@ -201,7 +204,7 @@ void endLeftOvers()
     }
 }
 
-// SIGCHLD is kept for sigtimedwait() from before the command starts, so none is missed.
+// SIGCHLD is blocked before the command starts, so that sigtimedwait() cannot miss it.
 sigset_t holdChildSignal()
 {
     sigset_t set;
@@ -219,7 +222,7 @@ int runCommand(const std::vector<std::string>& args)
     const bool isTemporary = options.stateFolder.empty();
     const Store store(isTemporary ? newStateFolder() : fs::absolute(options.stateFolder).string());
     fs::create_directories(store.folder().path());
-    // A second run on the same host only visits it: the first one owns what lives in it.
+    // A second run on the same host is a guest: background programs belong to the first.
     const bool isOwner = !isRunAlive(store.folder());
     prepare(store, options);
     if (isOwner) {
@@ -227,7 +230,8 @@ int runCommand(const std::vector<std::string>& args)
         markStarted(store.folder().path());
     }
     if (isOwner)
-        ::prctl(PR_SET_CHILD_SUBREAPER, 1); // background jobs stay children of this process
+        ::prctl(PR_SET_CHILD_SUBREAPER,
+                1); // orphaned background jobs become children of this process
     setEnvironment(store, options);
     const sigset_t childSignal = holdChildSignal();
     const pid_t child = ::fork();

@@ -12,7 +12,7 @@ namespace hostsim {
 
 namespace {
 
-constexpr char kHotspotAddress[] = "10.42.0.1/24";
+constexpr char kHotspotAddress[] = "10.42.0.1/24"; // NetworkManager's for a shared connection
 
 bool hasMethod(const Keyfile& keyfile, const std::string& eap)
 {
@@ -30,6 +30,7 @@ bool isKnown(const Identity& known, const Keyfile& keyfile)
     return keyfile.text("802-1x", "password") == known.password;
 }
 
+// An open network rejects a profile with security settings.
 bool takesSecrets(const AccessPoint& ap, const Keyfile& keyfile)
 {
     if (ap.security == "psk")
@@ -56,7 +57,7 @@ const Lease& leaseFor(const Host& host, const Card& card, const Keyfile& keyfile
     return ap ? ap->lease : card.lease;
 }
 
-// Looks random and stays the same for one connection, as a stable privacy address does.
+// Looks random but never changes for a connection, like a stable privacy address.
 std::string linkLocalAddress(const std::string& seed)
 {
     const size_t hash = std::hash<std::string>()(seed);
@@ -69,6 +70,7 @@ std::string linkLocalAddress(const std::string& seed)
     return text;
 }
 
+// The address that the kernel itself derives from the MAC, as on a hotspot.
 std::string eui64Address(const std::string& mac)
 {
     unsigned b[6] = {};
@@ -138,6 +140,8 @@ Joining tryRadio(const Host& host, const Card& card, const Keyfile& keyfile)
 
 } // namespace
 
+// A Wi-Fi card that is down or blocked finds no network, and that is what it reports; NotReady is
+// left for wired ones.
 Joining tryJoining(const Host& host, const Card& card, const Keyfile& keyfile)
 {
     if (card.isWifi()) {

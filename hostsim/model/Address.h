@@ -11,7 +11,7 @@ std::optional<uint32_t> parseIp4(const std::string& text);
 std::string ip4Text(uint32_t address);
 uint32_t maskOf(int prefix);
 
-/// The parts of "10.0.0.5/24".
+/// An address with its prefix: "10.0.0.5/24".
 struct Network
 {
     uint32_t address = 0;

@@ -14,6 +14,8 @@ namespace hostsim {
 
 namespace {
 
+// The kernel prints an address as the number that its bytes are in memory: backwards on a
+// little-endian processor.
 std::string formatted(const char* format, const char* card, uint32_t destination, uint32_t gateway,
                       int flags, int metric, uint32_t mask)
 {
@@ -33,7 +35,7 @@ constexpr char kRouteHead[] =
 std::string routesOf(const Card& card)
 {
     std::string text;
-    const int metric = card.isWifi() ? 600 : 100;
+    const int metric = card.isWifi() ? 600 : 100; // NetworkManager's own
     if (const auto gateway = parseIp4(card.ip.gateway))
         text += formatted(kRouteLine, card.name.c_str(), 0, *gateway, 3, metric, 0);
     for (const std::string& entry : card.ip.addresses)
@@ -43,6 +45,7 @@ std::string routesOf(const Card& card)
     return text;
 }
 
+// ARPHRD_* of the kernel.
 int hardwareType(const Card& card)
 {
     if (card.type == "loopback")
@@ -61,6 +64,7 @@ void writeZones(const Host& host, const StateFolder& state)
         writeFile(zone + "/type", host.thermal[i].type + "\n");
         writeFile(zone + "/temp", std::to_string(host.thermal[i].milliCelsius) + "\n");
     }
+    // Zones that the scene no longer has.
     for (size_t i = host.thermal.size();
          fs::remove_all(folder + "/thermal_zone" + std::to_string(i)) > 0; ++i) {
     }

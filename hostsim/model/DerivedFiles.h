@@ -7,16 +7,16 @@
 
 namespace hostsim {
 
-/// Puts what the kernel would show of the host into its private files: /proc/asound/cards,
-/// /proc/net/route, the thermal zones, and the table of interfaces from which the preload shim
-/// answers.
+/// Writes the private files in which the kernel would describe the host (/proc/asound/cards,
+/// /proc/net/route, the thermal zones), and the interface table that the preload shim answers
+/// from.
 void writeDerivedFiles(const Host& host, const StateFolder& state);
 
 std::string soundCardsText(const Host& host);
 std::string routesText(const Host& host);
 std::string interfacesText(const Host& host);
 
-/// IFF_UP, IFF_RUNNING and the rest, as the kernel gives them.
+/// IFF_UP, IFF_RUNNING and so on, as the kernel would report them.
 unsigned flagsOf(const Card& card);
 
 } // namespace hostsim

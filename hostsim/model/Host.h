@@ -16,19 +16,18 @@ struct Traffic
     long txBytes = 0;
 };
 
-/// What the network behind a card (or an access point) hands out by DHCP. An empty address means
-/// that nobody answers there.
+/// What the network behind a card or access point hands out by DHCP. Empty address: no server.
 struct Lease
 {
     std::string address;
     int prefix = 24;
     std::string gateway;
     std::vector<std::string> dns;
-    std::string address6; ///< with prefix; from a router's advertisement, empty for none
+    std::string address6; ///< with prefix, from a router advertisement; empty: none
     std::string gateway6;
 };
 
-/// Addresses of a card and what it reaches by them, whoever set them: NetworkManager, ifconfig.
+/// Addresses and routes of a card, whether set by NetworkManager or by ifconfig.
 struct IpSettings
 {
     std::vector<std::string> addresses; ///< IPv4 with prefix: "10.0.0.5/24"
@@ -44,7 +43,7 @@ struct ManagerState
     std::string profile;     ///< UUID of the active profile, empty for none
     int path = 0;            ///< number of the active connection
     bool keptDown = false;   ///< taken down by hand or by a failure: not brought up by itself
-    int64_t idleSinceMs = 0; ///< from here it counts until it connects by itself
+    int64_t idleSinceMs = 0; ///< start of the delay before it connects by itself
 };
 
 /// The access point that a Wi-Fi card uses, all empty without one.
@@ -73,8 +72,8 @@ struct SupplicantState
     std::string p2pMac;
     std::string uuid;
     std::string staleAddress;            ///< shown by `wpa_cli status` for a while after a loss
-    int64_t scanEndsMs = 0;              ///< a scan is under way until then; 0: none
-    std::string scanFor;                 ///< SSID that the scan under way asks for by name
+    int64_t scanEndsMs = 0;              ///< end of the scan in progress; 0: none
+    std::string scanFor;                 ///< SSID that this scan asks for by name
     std::vector<std::string> askedSsids; ///< hidden networks that a directed scan has found
     std::vector<ScanRow> scan;
 };
@@ -86,7 +85,7 @@ struct CanState
     std::string timing;
 };
 
-/// One network interface: the kernel's side here, and a part for each program that keeps more.
+/// One network interface: what the kernel knows, and a part for each program that knows more.
 struct Card
 {
     std::string name;
@@ -126,7 +125,7 @@ inline bool Card::isRunning() const
     return isWifi() ? !link.bssid.empty() : carrier;
 }
 
-/// Someone who may join an 802.1X network.
+/// A user that an 802.1X network accepts.
 struct Identity
 {
     std::string identity;
@@ -137,7 +136,7 @@ struct Identity
 
 struct AccessPoint
 {
-    std::string name; ///< how `hostsim set` calls it: "ap2"
+    std::string name; ///< its name for `hostsim set`: "ap2"
     std::string ssid;
     std::string bssid;
     int frequency = 2412;
@@ -150,8 +149,8 @@ struct AccessPoint
     Lease lease;
 };
 
-/// A NetworkManager profile as NetworkManager has it in memory: the keyfile's text, its place
-/// (a path of the simulated host) and when it was last up.
+/// A profile as NetworkManager holds it in memory: text and path of its keyfile (a path of the
+/// simulated host), and when it was last up, in seconds since 1970.
 struct Profile
 {
     std::string uuid;
@@ -166,7 +165,7 @@ struct Clock
     bool ntp = false;
     bool synchronized = false;
     bool localRtc = false;
-    std::string zone = "Etc/UTC"; ///< what `timedatectl` says: the link of /etc/localtime if empty
+    std::string zone = "Etc/UTC"; ///< what /etc/localtime links to at first; empty: no link
 };
 
 struct MixerControl
@@ -202,21 +201,21 @@ struct Disk
     int64_t blocks = 0;
     int64_t used = 0;
     int64_t available = 0;
-    bool pseudo = false;    ///< shown by `df -a` alone
+    bool pseudo = false;    ///< only shown by `df -a`
     bool automount = false; ///< dashes in all number columns
 };
 
-/// A tool that does not behave: the first entry whose tool and pattern fit decides.
+/// A tool that misbehaves. The first entry that matches tool and arguments applies.
 struct Fault
 {
     std::string tool;
-    std::string match;         ///< a part of the arguments; empty: any call
+    std::string match;         ///< must occur in the arguments; empty: any call
     std::string kind = "fail"; ///< fail, missing, hang, garbage, busy, slow
-    std::string text;
-    std::string error; ///< the same for standard error
+    std::string text;          ///< for standard output
+    std::string error;
     int status = 1;
-    int ms = 0;     ///< slow: before the tool does its work
-    int times = -1; ///< how many calls more; -1: all
+    int ms = 0;     ///< slow: delay before the tool does its work
+    int times = -1; ///< calls still to be hit; -1: all
 };
 
 struct Platform
@@ -227,12 +226,12 @@ struct Platform
     bool ntp = false;
 };
 
-/// The simulated host as a whole: a scene and what has become of it since.
+/// The whole simulated host: the scene, and what has become of it since.
 struct Host
 {
     double pace = 0;          ///< 1: waits as long as real tools do; 0: not at all
     int reachDbm = -92;       ///< weaker access points are not heard
-    int autoconnectMs = 4000; ///< until NetworkManager brings a profile up by itself; -1: never
+    int autoconnectMs = 4000; ///< delay before NetworkManager connects by itself; -1: never
     bool selfRoam = false;    ///< the supplicant moves by itself below -70 dBm
     bool networkManager = true;
     std::vector<Card> cards;
@@ -240,7 +239,7 @@ struct Host
     std::vector<std::string> peers;           ///< addresses and names that answer a ping
     std::map<std::string, std::string> names; ///< host names that resolve
     std::map<std::string, std::string> sysctl;
-    std::map<std::string, std::string> files; ///< private files at the start, by path
+    std::map<std::string, std::string> files; ///< initial private files, by path
     std::vector<std::string> services;
     Clock clock;
     std::vector<SoundCard> sound;

@@ -9,8 +9,8 @@ namespace hostsim {
 /// The host as JSON text, keys in the order of the struct.
 std::string toJson(const Host& host);
 
-/// Reads a scene or a state. Throws std::runtime_error with a sentence for text that does not
-/// parse, a key that does not exist and a value of the wrong type.
+/// Reads a scene or a state. Throws std::runtime_error, which says where, for text that is not
+/// JSON, an unknown key or a value of the wrong type.
 Host fromJson(const std::string& text);
 
 } // namespace hostsim

@@ -45,7 +45,7 @@ constexpr char kEscapes[] = "sntr\\";
 constexpr char kEscaped[] = " \n\t\r\\";
 constexpr char kBlanks[] = " \t\v\f\r";
 
-/// An escape that is not known stands as it is, backslash included.
+// An unknown escape stays as it is, backslash included.
 std::string unescaped(const std::string& raw)
 {
     std::string result;
@@ -100,7 +100,7 @@ Keyfile::Keyfile(const std::string& text)
         if (!line.empty() && line[0] == '[' && line.find(']') != std::string::npos)
             current = &groupFor(line.substr(1, line.find(']') - 1));
         else if (current && !line.empty() && line[0] != '#' && equals != std::string::npos)
-            // Blanks behind a value are a part of it.
+            // Trailing spaces belong to the value.
             current->keys.emplace_back(withoutTrailingBlanks(line.substr(0, equals)),
                                        withoutLeadingBlanks(line.substr(equals + 1)));
     }
@@ -201,6 +201,7 @@ std::string Keyfile::ssid() const
     std::string result = text("wifi", "ssid");
     if (isByteList(result))
         return fromByteList(result);
+    // In a text a semicolon is escaped, since it would end an entry of a list.
     for (size_t at = 0; (at = result.find("\\;", at)) != std::string::npos; ++at)
         result.erase(at, 1);
     return result;
@@ -211,6 +212,7 @@ void Keyfile::setSsid(const std::string& ssid)
     const bool isPlain = std::all_of(ssid.begin(), ssid.end(),
                                      [](unsigned char c) { return c >= 0x20 && c < 0x7f; });
     std::string value;
+    // A name like "66;" would be read back as a list of bytes, so it is written as one.
     if (isPlain && !isByteList(ssid)) {
         for (const char c : ssid)
             value.append(c == ';' ? 1 : 0, '\\').append(1, c);

@@ -6,10 +6,10 @@
 
 namespace hostsim {
 
-/// A NetworkManager keyfile, written as NetworkManager writes it: groups in its order, the keys
-/// of a group sorted behind id, uuid and type, text escaped as GKeyFile does, an SSID that is not
-/// plain ASCII as a list of bytes. Read as NetworkManager reads: blanks in front of a value are
-/// dropped, those behind it are a part of it; of a key that stands twice the last one counts.
+/// A NetworkManager keyfile. Written as NetworkManager does: groups in its order; id, uuid and
+/// type before the other keys of a group, which are sorted; text escaped as by GKeyFile; an SSID
+/// beyond printable ASCII as a list of bytes. Read likewise: spaces before a value are dropped,
+/// those after it belong to it; of a repeated key the last value counts.
 class Keyfile
 {
 public:
@@ -18,23 +18,24 @@ public:
 
     std::string toText() const;
 
-    /// The value as it stands in the file; empty if there is none.
+    /// The value as written in the file, empty if there is none.
     std::string raw(const std::string& group, const std::string& key) const;
     void setRaw(const std::string& group, const std::string& key, const std::string& value);
     void remove(const std::string& group, const std::string& key);
     bool has(const std::string& group, const std::string& key) const;
-    /// A group without keys is written, too.
+    /// Adds a group, which is written even without keys.
     void addGroup(const std::string& group);
     bool hasGroup(const std::string& group) const;
 
-    /// The value with its escapes undone.
+    /// The value unescaped.
     std::string text(const std::string& group, const std::string& key) const;
     void setText(const std::string& group, const std::string& key, const std::string& value);
 
     std::string ssid() const;
     void setSsid(const std::string& ssid);
 
-    /// "address1=ADDRESS/PREFIX,GATEWAY" of the group ipv4, and the like.
+    /// Both parts of "address1=ADDRESS/PREFIX,GATEWAY" in the group ipv4. A gateway may also have a
+    /// key of its own.
     std::string address() const;
     std::string gateway() const;
 

@@ -5,10 +5,11 @@
 
 namespace hostsim {
 
-/// Paths of the host of which a run sees private copies. A name stands for itself and for
-/// everything below it. The preload shim has the same list (shim/PathMap.h).
+/// Host paths that are private to a run, each with everything below it. The list is the preload
+/// shim's (shim/PathMap.h).
 const std::vector<std::string>& privatePrefixes();
 
+/// For an absolute path; "." and ".." in it are resolved first.
 bool isPrivatePath(const std::string& path);
 
 } // namespace hostsim

@@ -9,16 +9,16 @@ namespace hostsim {
 /// The name of the program that started this one: "sh", "bash".
 std::string parentProgram();
 
-/// Whether the run that owns the folder is still there.
+/// Whether the run that owns the folder is still going.
 bool isRunAlive(const StateFolder& folder);
 
-/// Notes this process as the owner of the folder.
+/// Records this process as the owner of the folder.
 void markRun(const StateFolder& folder);
 
-/// Waits for a child and gives its exit status, 128 + N after a signal.
+/// Waits for a child. Returns its exit status, or 128 + N after signal N.
 int waitForExit(int pid);
 
-/// Folder of this program's file.
+/// The folder that this program's file is in.
 std::string programFolder();
 
 } // namespace hostsim

@@ -38,6 +38,7 @@ std::string fileNameFor(const Host& host, const std::string& id, const std::stri
     return isTaken ? folder + name + "-" + uuid + ".nmconnection" : path;
 }
 
+// NetworkManager skips hidden files and backups.
 bool isKeyfileName(const fs::path& path)
 {
     const std::string name = path.filename().string();
@@ -52,7 +53,7 @@ Profile* byFile(std::vector<Profile>& profiles, const std::string& file)
     return nullptr;
 }
 
-// A profile that stays the same one keeps what NetworkManager alone knows: when it was used.
+// A known profile keeps the time of its last use, which need not be in the file.
 void loadFile(std::vector<Profile>& profiles, const Host& before, const fs::path& path,
               const std::string& shownPath)
 {
@@ -75,7 +76,7 @@ void loadFolder(std::vector<Profile>& profiles, const Host& before, const StateF
     for (const auto& entry : fs::directory_iterator(state.privatePath(folder), ignored))
         if (entry.is_regular_file() && isKeyfileName(entry.path()))
             paths.push_back(entry.path());
-    std::sort(paths.begin(), paths.end());
+    std::sort(paths.begin(), paths.end()); // the order of a folder is the file system's whim
     for (const fs::path& path : paths) {
         const std::string shown = folder + "/" + path.filename().string();
         if (!byFile(profiles, shown))
@@ -102,7 +103,7 @@ Profile& addProfile(Host& host, const StateFolder& state, const Keyfile& keyfile
     writeFile(state.privatePath(file), keyfile.toText(), 0600);
     for (Card& card : host.cards)
         if (!card.isActive())
-            card.nm.idleSinceMs = nowMs(); // an idle card waits before it takes the new profile
+            card.nm.idleSinceMs = nowMs(); // starts the delay before it takes the new profile
     return host.profiles.back();
 }
 
@@ -131,6 +132,7 @@ void removeProfile(Host& host, const StateFolder& state, const std::string& uuid
 void reloadProfiles(Host& host, const StateFolder& state)
 {
     std::vector<Profile> profiles;
+    // The loopback's profile has no file.
     for (const Profile& profile : host.profiles)
         if (typeOf(profile) == "loopback")
             profiles.push_back(profile);

@@ -14,16 +14,17 @@ std::string newUuid(Host& host);
 
 /// Adds a profile and its keyfile, named after the profile's id.
 Profile& addProfile(Host& host, const StateFolder& state, const Keyfile& keyfile);
-/// Takes over changed settings and writes the keyfile, with the time of the last use.
+/// Replaces the settings of a profile and writes its keyfile, with the time of last use.
 void updateProfile(Profile& profile, const StateFolder& state, const Keyfile& keyfile);
-/// Removes profile and file; a card that uses it goes down.
+/// Removes a profile and its file. A card that uses it goes down.
 void removeProfile(Host& host, const StateFolder& state, const std::string& uuid);
-/// Reads the folders afresh: files that are gone take their profiles with them.
+/// Reads the folders again. A profile whose file is gone goes as well.
 void reloadProfiles(Host& host, const StateFolder& state);
 
 std::string idOf(const Profile& profile);
 /// "wifi", "ethernet", "loopback".
 std::string typeOf(const Profile& profile);
+/// Whether the card can use the profile: its type, and its name if the profile has one.
 bool fits(const Keyfile& keyfile, const Card& card);
 
 } // namespace hostsim

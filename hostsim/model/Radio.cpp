@@ -54,7 +54,7 @@ const AccessPoint* strongest(const Host& host, const Card& card, const std::stri
 std::vector<ScanRow> scanRows(const Host& host, const Card& card)
 {
     std::vector<ScanRow> rows;
-    std::vector<ScanRow> named; // a hidden network that was asked for stands there twice
+    std::vector<ScanRow> named; // a hidden network that was asked for is listed twice
     for (const AccessPoint& ap : host.accessPoints) {
         if (!isHeard(host, ap))
             continue;

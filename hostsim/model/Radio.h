@@ -4,22 +4,23 @@
 
 namespace hostsim {
 
-/// On the air, and strong enough to be heard.
+/// Switched on, and strong enough to be received.
 bool isHeard(const Host& host, const AccessPoint& ap);
 
-/// The strongest access point of a network that the card hears; hidden ones only on request.
-/// Null for none.
+/// The strongest access point of a network that the card receives, or null. A hidden one counts
+/// if `withHidden`, or once a directed scan has found it.
 const AccessPoint* strongest(const Host& host, const Card& card, const std::string& ssid,
                              bool withHidden);
 
-/// What a finished scan of the card shows.
+/// The table after a finished scan.
 std::vector<ScanRow> scanRows(const Host& host, const Card& card);
 
-/// The card uses this access point from now on.
+/// Links the card to this access point.
 void associate(Card& card, const AccessPoint& ap);
-/// The card has lost its access point.
+/// Ends the card's link.
 void dissociate(Card& card);
 
+/// Whether the card is an access point itself.
 bool isHotspot(const Card& card);
 
 } // namespace hostsim

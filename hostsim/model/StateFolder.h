@@ -4,8 +4,8 @@
 
 namespace hostsim {
 
-/// The folder that holds one simulated host, and where everything lies in it. Nothing is read or
-/// written here: what the files hold is for those who take this folder.
+/// The layout of the folder that holds one simulated host. Only names: nothing is read or written
+/// here.
 class StateFolder
 {
 public:
@@ -20,7 +20,7 @@ public:
 
     std::string stateFile() const { return _path + "/state.json"; }
     std::string lockFile() const { return _path + "/lock"; }
-    /// The command lines that the stand-ins got.
+    /// The command lines that the stand-ins were called with.
     std::string logFile() const { return _path + "/log"; }
     /// Links under the tools' names, first on the PATH of a run.
     std::string binFolder() const { return _path + "/bin"; }

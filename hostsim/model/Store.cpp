@@ -109,12 +109,14 @@ void Store::change(const std::function<void(Host&)>& act) const
     Host host = load();
     passTime(host, nowMs());
     act(host);
+    // The change itself may bring something about at once: a lost access point, a roam.
     passTime(host, nowMs());
     save(host);
 }
 
 void Store::tick() const
 {
+    // Most of the time nothing is due, which costs neither the lock nor a write.
     Host host = load();
     if (passTime(host, nowMs()))
         change([](Host&) {});

@@ -8,9 +8,9 @@
 
 namespace hostsim {
 
-/// The state of one simulated host in its folder. Every process of a run opens it for itself;
-/// changes are made under a lock and the state is replaced as a whole, so that a reader never sees
-/// half of one.
+/// The state of one simulated host, kept in its folder. Each process of a run opens it on its own.
+/// Changes are made under a lock, and the state file is replaced whole, so that a reader needs no
+/// lock and never sees half of it.
 class Store
 {
 public:
@@ -18,15 +18,16 @@ public:
 
     const StateFolder& folder() const { return _folder; }
 
-    /// Starts a simulated host: folders, files and state of a scene. The folder may exist.
+    /// Makes the folder a freshly booted host of this scene. Profiles, files and log of a host that
+    /// was there before are removed.
     void create(const Host& scene) const;
     bool exists() const;
 
-    /// The host at this moment, with what time has brought. Throws std::runtime_error.
+    /// The host as of now, timers included. Throws std::runtime_error.
     Host read() const;
-    /// The same, changed by `act` and stored.
+    /// Applies `act` to the host as of now and stores the result.
     void change(const std::function<void(Host&)>& act) const;
-    /// Lets time pass: stores what a timer of the host has brought, if anything.
+    /// Runs the timers of the host, and stores it if they changed anything.
     void tick() const;
 
 private:

@@ -16,7 +16,7 @@ namespace {
 constexpr int kScanMs = 3500;
 constexpr int kSelfRoamDbm = -70;
 constexpr int kSelfRoamMs = 3000;
-constexpr int kDownNoticedMs = 4000; // until NetworkManager sees that a card was taken down
+constexpr int kDownNoticedMs = 4000; // until NetworkManager notices that a card was taken down
 
 void finishScan(const Host& host, Card& card)
 {
@@ -40,6 +40,7 @@ void moveToBest(const Host& host, Card& card, int marginDb)
         associate(card, *best);
 }
 
+// The supplicant goes on showing the address for a while after the link is gone.
 void lose(Card& card, int64_t now)
 {
     if (!card.ip.addresses.empty())
@@ -63,6 +64,7 @@ void keepLink(const Host& host, Card& card, int64_t now)
     }
     if (card.link.weakSinceMs == 0)
         card.link.weakSinceMs = now;
+    // One bad reading is no reason to roam.
     if (host.selfRoam && now - card.link.weakSinceMs >= kSelfRoamMs * host.pace)
         moveToBest(host, card, 1);
 }
@@ -74,6 +76,7 @@ bool isUsable(const Host& host, const Card& card, const Profile& profile)
            tryJoining(host, card, keyfile) == Joining::Done;
 }
 
+// Of several usable profiles NetworkManager takes the one that was used last.
 void connectByItself(Host& host, Card& card)
 {
     Profile* latest = nullptr;
@@ -90,7 +93,7 @@ bool mayConnect(const Host& host, const Card& card, int64_t now)
            host.autoconnectMs >= 0 && now - card.nm.idleSinceMs >= host.autoconnectMs;
 }
 
-// However hostapd ends, the kernel closes its access point.
+// However hostapd ends, its access point ends with it.
 void closeDeadServer(Card& card)
 {
     if (card.hostapd == 0 || ::kill(card.hostapd, 0) == 0)
@@ -115,10 +118,11 @@ void passRadioTime(Host& host, Card& card, int64_t now)
     const bool isFinished = card.supplicant.scanEndsMs > 0 && now >= card.supplicant.scanEndsMs;
     if (isFinished && isOn) {
         finishScan(host, card);
+        // After a scan even a good link is left for a clearly better one.
         if (host.selfRoam && !card.link.bssid.empty())
             moveToBest(host, card, 5);
     } else if (isOn && card.link.bssid.empty() && card.supplicant.scanEndsMs == 0) {
-        card.supplicant.scan = scanRows(host, card); // an idle card scans on and on
+        card.supplicant.scan = scanRows(host, card); // an idle card keeps scanning
     }
 }
 
@@ -148,8 +152,8 @@ void startLoopback(Host& host, Card& card)
         {card.nm.profile, std::string(kVolatileFolder) + "/lo.nmconnection", keyfile.toText(), 0});
 }
 
-// Everything that passing time can change; far cheaper than the whole as JSON, and every call of
-// a stand-in passes here several times.
+// Everything that passTime() may change. To compare this is much cheaper than to compare the whole
+// state, and every call of a stand-in does it several times.
 std::string fingerprint(const Host& host)
 {
     std::string text;

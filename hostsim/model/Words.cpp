@@ -55,7 +55,8 @@ size_t displayWidth(const std::string& text)
     size_t width = 0;
     for (size_t i = 0; i < text.size();) {
         const size_t length = sequenceLength(text[i]);
-        // Three bytes from U+1100 on are wide, but for the block elements of the signal bars.
+        // Three-byte characters from U+1000 on are wide, except U+2000 to U+2FFF, where the blocks
+        // of the signal bars are.
         const bool isWide = length == 4 ||
                             (length == 3 && static_cast<unsigned char>(text[i]) >= 0xe3) ||
                             (length == 3 && static_cast<unsigned char>(text[i]) == 0xe1);

@@ -5,7 +5,7 @@
 
 namespace hostsim {
 
-/// The language and character set that LC_ALL, LC_MESSAGES and LANG ask for.
+/// Language and character set, from LC_ALL, LC_MESSAGES and LANG.
 struct Locale
 {
     bool chinese = false;
@@ -19,22 +19,22 @@ struct Locale
     }
 };
 
-/// Fills %1 to %9.
+/// Replaces %1 to %9 by the values; a number without a value stays.
 std::string fill(std::string text, const std::vector<std::string>& values);
 
-/// Columns that a terminal takes for UTF-8 text: two for each East Asian character.
+/// Terminal columns of UTF-8 text; an East Asian character takes two.
 size_t displayWidth(const std::string& text);
 
-/// Text filled up with blanks to a display width.
+/// Pads with spaces to a display width.
 std::string padded(const std::string& text, size_t width);
 
-/// Every character beyond ASCII as one question mark.
+/// Replaces each character beyond ASCII by one question mark.
 std::string toAscii(const std::string& text);
 
-/// A non-ASCII byte, a backslash or a control character as wireless tools print it (\xe6).
+/// Escapes non-ASCII bytes, control characters and backslashes as wireless tools do: \xe6.
 std::string wirelessEscaped(const std::string& text);
 
-/// A table as nmcli lays it out: columns two blanks apart, every line ending in one.
+/// A table as nmcli lays it out: columns two spaces apart, one space at the end of each line.
 std::string table(const std::vector<std::vector<std::string>>& rows);
 
 std::vector<std::string> split(const std::string& text, char separator);

@@ -40,7 +40,7 @@ static int isAnswered(unsigned long request)
     }
 }
 
-/* Raw CAN channels are the machine's own, if it has any. */
+/* Raw CAN sockets go to the machine's own channels, if it has any. */
 static int isCanSocket(int fd)
 {
     int domain = 0;
@@ -161,7 +161,7 @@ char* if_indextoname(unsigned index, char* name)
 
 struct Entry
 {
-    struct ifaddrs head; /* first: the list hands out pointers to it */
+    struct ifaddrs head; /* first, since callers get a pointer to it */
     char name[IFNAMSIZ];
     union
     {

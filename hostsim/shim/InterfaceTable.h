@@ -6,7 +6,7 @@
 #include <netinet/in.h>
 #include <stdint.h>
 
-/* The scene's interfaces stand in the file `interfaces` of the folder:
+/* The scene's interfaces, as in the file `interfaces` of the folder:
    link INDEX NAME FLAGS MTU TYPE WIFI MAC
    addr INDEX ADDRESS/PREFIX */
 
@@ -44,12 +44,12 @@ struct Table
     int addressCount;
 };
 
-/* Null outside a run: then everything goes to the kernel. The caller frees it. */
+/* Null outside a run, when everything goes to the kernel. The caller frees it. */
 struct Table* hostsimTable(void) __attribute__((visibility("hidden")));
 const struct Link* hostsimLinkByName(const struct Table* table, const char* name)
     __attribute__((visibility("hidden")));
 const struct Link* hostsimLinkByIndex(const struct Table* table, int index)
     __attribute__((visibility("hidden")));
 uint32_t hostsimMaskOf(int prefix) __attribute__((visibility("hidden")));
-/* Sets errno and gives -1. */
+/* Sets errno and returns -1. */
 int hostsimFail(int error) __attribute__((visibility("hidden")));

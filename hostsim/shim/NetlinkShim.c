@@ -14,11 +14,11 @@ enum
     kMaxDescriptors = 4096
 };
 
-/* --- route netlink, of which QNetworkInterface reads links and addresses ---
-   A socket of ours is one end of a datagram pair; the answer to a request is put into it through
-   the other end, from where the program reads it as from the kernel. */
+/* --- route netlink, from which QNetworkInterface reads links and addresses ---
+   Such a socket is one end of a datagram pair here. The answer to a request is written into the
+   other end, and the program reads it as if it came from the kernel. */
 
-static int partners[kMaxDescriptors]; /* descriptor of the other end, 0 for none */
+static int partners[kMaxDescriptors]; /* descriptor of the other end; 0: not one of ours */
 
 static int partnerOf(int fd)
 {
@@ -85,7 +85,7 @@ static void* begin(struct Message* message, const struct nlmsghdr* request, unsi
 static void send1(int partner, const struct Message* message)
 {
     if (write(partner, message, message->head.nlmsg_len) < 0)
-        return; /* nobody reads any more */
+        return; /* nobody is reading */
 }
 
 static void sendLinks(int partner, const struct nlmsghdr* request, const struct Table* table)

@@ -1,7 +1,7 @@
 #pragma once
 
-/* Paths of the host of which a run sees private copies: each for itself and for everything below
-   it. Shared by the front and the preload shim, which is C. */
+/* Host paths that are private to a run, each with everything below it. Shared by the program, which
+   is C++, and the preload shim, which is C. */
 
 #include <string.h>
 
@@ -11,7 +11,7 @@ static const char* const kPrivatePrefixes[] = {
     "/proc/asound",        "/proc/net/route", "/sys/class/thermal",
 };
 
-/* Whether an absolute path, without "." and "..", is one of them or lies below one. */
+/* Whether an absolute path without "." and ".." is one of them or below one. */
 static inline int isBelowPrivatePrefix(const char* path)
 {
     for (size_t i = 0; i < sizeof kPrivatePrefixes / sizeof *kPrivatePrefixes; ++i) {

@@ -24,7 +24,7 @@ const char* hostsimFolder(void)
     return folder && *folder ? folder : NULL;
 }
 
-/* Takes "//", "/." and "/.." out of an absolute path. */
+/* Resolves "//", "/." and "/.." in an absolute path. */
 static void normalise(const char* path, char out[PATH_MAX])
 {
     size_t length = 0;
@@ -45,8 +45,8 @@ static void normalise(const char* path, char out[PATH_MAX])
     out[length] = '\0';
 }
 
-/* What a relative path begins at: the working directory, or the folder of a descriptor. A tool may
-   walk down by itself: `mkdir -p /etc/netplan/x` enters /etc and makes "netplan". */
+/* Where a relative path begins: the working directory, or the folder of a descriptor. A tool may
+   walk down a path step by step: `mkdir -p /etc/netplan/x` enters /etc and creates "netplan". */
 static int baseFolder(int folder, char out[PATH_MAX])
 {
     static ssize_t (*next)(const char*, char*, size_t);
@@ -91,7 +91,7 @@ const char* hostsimMapped(const char* path, char buffer[PATH_MAX])
     return hostsimMappedAt(AT_FDCWD, path, buffer);
 }
 
-/* A result that lies in the private root is shown as the host's path. */
+/* Turns a path in the private root back into the host's path. */
 static void unmap(char* path)
 {
     const char* folder = hostsimFolder();
@@ -161,7 +161,7 @@ OPENAT(openat64)
         return next arguments;                                                                     \
     }
 
-/* Checked forms that glibc calls in fortified programs; no header declares them. */
+/* The checked forms that fortified programs call; no header declares them. */
 int __open_2(const char* path, int flags);
 int __open64_2(const char* path, int flags);
 int __openat_2(int folder, const char* path, int flags);
@@ -186,7 +186,7 @@ WRAP(FILE*, fopen64, (const char* path, const char* mode), (path, mode))
 WRAP(FILE*, freopen, (const char* path, const char* mode, FILE* file), (path, mode, file))
 WRAP(FILE*, freopen64, (const char* path, const char* mode, FILE* file), (path, mode, file))
 
-/* Names that the C library makes up: what it has chosen goes back into the caller's text. */
+/* Temporary names: what the C library chose is copied back into the caller's template. */
 #define WRAPTEMP(name, parameters, arguments)                                                      \
     int name parameters                                                                            \
     {                                                                                              \
@@ -261,7 +261,7 @@ WRAP(ssize_t, __readlink_chk, (const char* path, char* text, size_t size, size_t
      (path, text, size, room))
 WRAPAT(ssize_t, readlinkat, (int folder, const char* path, char* text, size_t size),
        (folder, path, text, size))
-/* The text of a link stays; where the link is put is a path. */
+/* Only the place of the link is mapped, not what it points to. */
 WRAP(int, symlink, (const char* target, const char* path), (target, path))
 WRAPAT(int, symlinkat, (const char* target, int folder, const char* path), (target, folder, path))
 
@@ -316,7 +316,8 @@ char* canonicalize_file_name(const char* path)
     return realpath(path, NULL);
 }
 
-/* glob() opens folders inside the C library, where no wrapper is met; so it gets our functions. */
+/* glob() opens folders from inside the C library, past these wrappers, so it gets them as
+ * functions. */
 static void* openFolder(const char* path)
 {
     return opendir(path);

@@ -1,8 +1,8 @@
 #pragma once
 
-/* The preload shim: it gives the programs of a run the private copies of host files and the
-   scene's network interfaces. Plain C, since it defines functions of the C library and runs
-   before anything else of a program does. */
+/* The preload shim: it shows the programs of a run the private copies of host files and the scene's
+   network interfaces. Plain C, since it replaces functions of the C library and runs before
+   anything else in a program. */
 
 #include <dlfcn.h>
 #include <limits.h>
@@ -10,14 +10,14 @@
 /* The folder of the simulated host, or null outside a run. */
 const char* hostsimFolder(void) __attribute__((visibility("hidden")));
 
-/* The private copy of a path, written into the buffer, or the path itself. A relative path begins
-   at the folder of a descriptor, or at the working directory (AT_FDCWD). */
+/* The private copy of a path, written into the buffer, or else the path itself. A relative path
+   begins at the folder of the descriptor, or at the working directory (AT_FDCWD). */
 const char* hostsimMappedAt(int folder, const char* path, char buffer[PATH_MAX])
     __attribute__((visibility("hidden")));
 const char* hostsimMapped(const char* path, char buffer[PATH_MAX])
     __attribute__((visibility("hidden")));
 
-/* The function behind ours: `NEXT(open)` declares `next`. */
+/* The function that ours replaces: `NEXT(open)` declares `next`. */
 #define NEXT(name)                                                                                 \
     static __typeof__(name)* next;                                                                 \
     if (!next)                                                                                     \

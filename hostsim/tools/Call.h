@@ -8,14 +8,14 @@
 
 namespace hostsim {
 
-/// One call of a stand-in: its arguments, where its output goes, and the host it acts on.
+/// One call of a stand-in: its arguments, its output, and the host that it acts on.
 class Call
 {
 public:
     Call(std::vector<std::string> args, Store store);
     ~Call() { flush(); }
 
-    /// Without the tool's own name; arg() of a place behind the last is empty.
+    /// Without the tool's name. arg() past the last one is empty.
     const std::vector<std::string>& args() const { return _args; }
     std::string arg(size_t index) const { return index < _args.size() ? _args[index] : ""; }
     bool has(size_t index) const { return index < _args.size(); }
@@ -31,13 +31,13 @@ public:
 
     void out(const std::string& text) { _out += text; }
     void error(const std::string& text) { _error += text; }
-    /// Writes the text to standard error and gives the status back: `return call.fail(…)`.
+    /// Writes the text to standard error and returns the status, for `return call.fail(…)`.
     int fail(int status, const std::string& text);
 
-    /// Waits as long as the real tool does, `ms` at a pace of 1. What was written is out before.
+    /// Waits as long as the real tool would: `ms` at a pace of 1. Output so far is written first.
     void wait(int ms);
     void flush();
-    /// Plain C prints question marks for other characters.
+    /// In the plain C locale the real tool prints a question mark for any other character.
     void setAsciiOnly(bool on) { _asciiOnly = on; }
 
 private:

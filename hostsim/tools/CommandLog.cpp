@@ -25,7 +25,7 @@ struct LoggedCall
     std::string line;
     std::vector<std::string> argv;
     int64_t startMs;
-    std::optional<End> end; ///< none while it goes on
+    std::optional<End> end; ///< none while it is running
 };
 
 void writeList(JsonLine& json, const std::vector<std::string>& texts)
@@ -91,7 +91,7 @@ std::string shellText(const std::vector<std::string>& argv)
     return line;
 }
 
-// The log has two lines for a call: these two, with the same "id".
+// A call has two lines in the log, joined by their "id".
 CommandLog::Entry::Entry(const StateFolder& folder, const std::vector<std::string>& line)
     : _folder(folder)
     , _id(std::to_string(::getpid()) + "-" + std::to_string(nowMs()))
@@ -134,7 +134,7 @@ static std::vector<LoggedCall> callsOf(const StateFolder& folder)
     for (std::string line; std::getline(lines, line);) {
         rapidjson::Document part;
         if (!parseJson(line, part) || !part.IsObject())
-            continue; // a call that was killed while it wrote
+            continue; // cut short: its writer was killed
         const auto [place, isNew] = places.emplace(textOf(part, "id"), calls.size());
         if (isNew)
             calls.push_back({textOf(part, "line"), listOf(part, "argv"), numberOf(part, "startMs"),

@@ -7,8 +7,8 @@
 
 namespace hostsim {
 
-/// The log of command lines: each call is noted when it begins and when it ends, so that one that
-/// never ends, or was killed, stands there, too.
+/// The log of command lines. A call is logged when it begins and again when it ends, so that one
+/// that hangs or was killed is in it, too.
 class CommandLog
 {
 public:
@@ -23,14 +23,14 @@ public:
         std::string _id;
     };
 
-    /// The calls in the order of their beginning, one JSON object a line: "line" (as a shell
-    /// would read it), "argv", "status" (null while it has none), "startMs", "endMs".
+    /// The calls in the order in which they began, one JSON object per line: "line" (as a shell
+    /// would read it), "argv", "status" and "endMs" (null until it ends), "startMs".
     static std::string merged(const StateFolder& folder);
-    /// The same as plain command lines.
+    /// The same as plain command lines, without the rest.
     static std::string lines(const StateFolder& folder);
 };
 
-/// The command line with quotes where a shell needs them.
+/// The command line, quoted where a shell needs it.
 std::string shellText(const std::vector<std::string>& argv);
 
 } // namespace hostsim

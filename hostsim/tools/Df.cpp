@@ -32,10 +32,10 @@ std::string right(const std::string& text, size_t width)
     return std::string(own < width ? width - own : 0, ' ') + text;
 }
 
-// Numbers stand at the right edge of their column, texts at the left; the last one is not padded.
+// Numbers are aligned right and texts left; the last column is not padded.
 std::string laidOut(const std::vector<Row>& rows)
 {
-    constexpr size_t least[] = {14, 4, 5, 5, 5, 4, 0}; // columns never get narrower
+    constexpr size_t least[] = {14, 4, 5, 5, 5, 4, 0}; // a column never gets narrower
     std::vector<size_t> widths(std::begin(least), std::end(least));
     for (const Row& row : rows)
         for (size_t i = 0; i < widths.size(); ++i)

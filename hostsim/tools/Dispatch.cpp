@@ -54,7 +54,7 @@ const Tool* find(const std::string& name)
     return nullptr;
 }
 
-// What stands behind sudo's own options: `sudo -n -u root VAR=1 nmcli …`.
+// Where the command begins after sudo's own options: `sudo -n -u root VAR=1 nmcli …`.
 size_t commandOfSudo(const std::vector<std::string>& args)
 {
     size_t i = 0;
@@ -107,6 +107,7 @@ int sudo(const std::vector<std::string>& args)
     const std::vector<std::string> command(args.begin() + static_cast<long>(begin), args.end());
     if (const Tool* tool = find(command[0]))
         return runFound(*tool, line, true, {command.begin() + 1, command.end()});
+    // A program without a stand-in replaces this process, so its status is never logged.
     const CommandLog::Entry entry(storeOfEnvironment().folder(), line);
     return execute(command);
 }

@@ -21,7 +21,7 @@ std::optional<Fault> faultFor(const Host& host, const std::string& tool, const s
     return std::nullopt;
 }
 
-// Takes one of a limited number of calls away.
+// Counts down a fault that is limited to a number of calls.
 void useUp(const Store& store, const Fault& used)
 {
     if (used.times < 0)
@@ -43,7 +43,7 @@ std::string garbage()
     return text;
 }
 
-// The shell's own words: dash and bash differ, and sudo has its own.
+// dash, bash and sudo each word this differently.
 int missing(Call& call, const std::string& tool, bool underSudo)
 {
     if (underSudo)

@@ -4,11 +4,11 @@
 
 namespace hostsim {
 
-/// Answers in the place of the tool if the scene says that it does not behave. False if the tool
-/// is to do its work (after a delay, perhaps).
+/// Answers in place of the tool if the scene has a fault for this call. False if the tool is to do
+/// its work, perhaps after a delay.
 bool applyFault(Call& call, const std::string& tool, bool underSudo, int& status);
 
-/// Lives until the run ends or somebody ends it.
+/// Returns when the run ends, unless somebody kills the process first.
 void waitForEndOfRun(const StateFolder& folder);
 
 } // namespace hostsim

@@ -47,6 +47,7 @@ void closeAccessPoint(const Call& call, const std::string& name)
     });
 }
 
+// Signals end the loop in serveUntilEnd(), so that the access point is closed properly.
 void heedSignals()
 {
     for (const int number : {SIGTERM, SIGINT, SIGHUP})
@@ -70,6 +71,7 @@ int failInterface(Call& call, const std::string& path, const std::string& reason
 
 int hostapd(Call& call)
 {
+    // Options are ignored; the configuration file comes last.
     const std::string path = call.args().empty() ? "" : call.args().back();
     const std::string text = readFile(path);
     if (text.empty())

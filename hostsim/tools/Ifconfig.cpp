@@ -26,6 +26,7 @@ std::string flagsText(unsigned flags)
     return "flags=" + std::to_string(flags) + "<" + text + ">";
 }
 
+// Rounded down to a tenth, as ifconfig does.
 std::string bytesText(long bytes)
 {
     char text[64];
@@ -88,8 +89,8 @@ std::string address6Text(const std::string& entry)
            scope + "\n";
 }
 
-// The plain listing shows the first address; others of a card stand behind an alias name, which
-// no card of a scene has.
+// Only the first address: ifconfig lists the others under alias names, which no card of a scene
+// has.
 std::string cardText(const Host& host, const Card& card)
 {
     std::string text =
@@ -127,6 +128,7 @@ int bring(Call& call, const std::string& name, bool up)
     const Card& card = *host.card(name);
     if (up && card.blocked)
         return failUp(call, "Operation not possible due to RF-kill", "由于 RF-kill 而无法操作");
+    // The kernel starts no CAN controller without a bit rate.
     if (up && card.type == "can" && card.can.bitRate == 0 && card.can.timing.empty())
         return failUp(call, "Invalid argument", "无效的参数");
     call.store().change([&](Host& changed) { changed.card(name)->up = up; });

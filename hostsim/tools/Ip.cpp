@@ -9,8 +9,9 @@ namespace hostsim {
 namespace {
 
 constexpr int kFailed = 2;
-constexpr int kMaxSegment1 = 16; // of the controller behind a CAN card: prop-seg + phase-seg1
+constexpr int kMaxSegment1 = 16; // limit of the CAN controller for prop-seg + phase-seg1
 
+// What the kernel refused. Some of its texts are not translated.
 int answer(Call& call, const char* english, const char* chinese)
 {
     return call.fail(kFailed, "RTNETLINK answers: " + call.pick(english, chinese) + "\n");

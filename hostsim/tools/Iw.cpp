@@ -38,7 +38,7 @@ int iw(Call& call)
         return link(call, host, *card);
     if (card && card->isWifi() && call.arg(at + 1) == "set" && call.arg(at + 2) == "power_save")
         return 0;
-    // Also for a card that is not there: its name is no command.
+    // For an unknown card as well: iw takes its name for a command.
     call.out(kIwUsage);
     return 1;
 }

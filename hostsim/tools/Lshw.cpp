@@ -23,7 +23,7 @@ std::string descriptionOf(const Card& card)
     return card.isWifi() ? "Wireless interface" : "Ethernet interface";
 }
 
-// A virtio card is a child of its bus device, which has a configuration line of its own.
+// A virtio card is the child of a bus device, which has a configuration line of its own.
 std::string virtioText(const Card& card, int number)
 {
     constexpr char parent[] = "       ";

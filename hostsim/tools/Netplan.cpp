@@ -34,7 +34,7 @@ int lineCount(const std::string& text)
     return static_cast<int>(std::count(text.begin(), text.end(), '\n'));
 }
 
-// An open bracket is what a damaged file is known by here.
+// Not a YAML parser: unbalanced brackets stand for every kind of damage.
 bool isBroken(const std::string& text)
 {
     const auto count = [&](char c) { return std::count(text.begin(), text.end(), c); };
@@ -49,7 +49,7 @@ std::string timeText()
     return text + std::string(".000");
 }
 
-// The generator warns once, and the command itself reads the files three times more.
+// The generator warns once, then the command itself, which reads the files three more times.
 void warn(Call& call, const std::string& text)
 {
     for (const char* program : {"generate", "process", "process", "process"})
@@ -75,7 +75,7 @@ std::string stripped(const std::string& line)
     return begin == std::string::npos ? "" : line.substr(begin);
 }
 
-// What a file asks for one wired card.
+// What a file asks for on one card.
 struct Request
 {
     std::string card;
@@ -105,6 +105,7 @@ void readKey(Request& request, const std::string& line)
         request.address = stripped(text);
 }
 
+// Line by line: the name of a card begins its request, the keys below belong to it.
 std::vector<Request> requestsOf(const std::string& text, const Host& host)
 {
     std::vector<Request> requests;
@@ -147,6 +148,7 @@ void clearProfiles(const StateFolder& folder)
             fs::remove(entry.path(), ignored);
 }
 
+// The new profiles come up by themselves: an idle card has waited long enough (0).
 void applyRequests(Call& call, const std::vector<Request>& requests)
 {
     call.store().change([&](Host& host) {

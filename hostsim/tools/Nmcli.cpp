@@ -28,9 +28,9 @@ int fail(Call& call, int status, const std::string& text)
 
 std::string activatedLine(const Call& call, const std::string& card, const std::string& uuid)
 {
-    // The progress line is wiped whether or not a terminal is there.
+    // nmcli wipes its progress line even without a terminal.
     constexpr char wipe[] = "\x1b[2K\r";
-    // The Chinese text runs card and UUID together and leaves the device's place empty.
+    // The translation runs card and UUID together and leaves the device's name empty.
     if (call.locale().chinese)
         return wipe + fill("成功用 \"%1%2\" 激活了设备 \"\"。\n", {card, uuid});
     return wipe + fill("Device '%1' successfully activated with '%2'.\n", {card, uuid});
@@ -72,7 +72,7 @@ bool isValidPsk(const std::string& psk)
 
 namespace {
 
-// "d", "dev" and "device" are one word; a beginning is enough.
+// nmcli takes any beginning of a word: "d", "dev", "device".
 bool isWord(const std::string& arg, const char* word, size_t least = 1)
 {
     return arg.size() >= least && startsWith(word, arg);

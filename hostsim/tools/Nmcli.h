@@ -15,7 +15,7 @@ constexpr int kActivationFailed = 4;
 constexpr int kNotRunning = 8;
 constexpr int kNotFound = 10;
 
-// The sub commands; each takes the arguments behind its own words, from `first` on.
+// The subcommands. The arguments after the subcommand's own words begin at `first`.
 int connectionShow(Call& call, size_t first);
 int connectionAdd(Call& call, size_t first);
 int connectionModify(Call& call, size_t first);
@@ -32,7 +32,7 @@ int wifiRescan(Call& call, size_t first);
 int wifiConnect(Call& call, size_t first);
 int wifiHotspot(Call& call, size_t first);
 
-/// "-f BSSID,SSID": the columns to show; empty for nmcli's own choice. Stands before the object.
+/// Options before the object. Columns as in "-f BSSID,SSID"; empty: nmcli's own choice.
 struct Options
 {
     std::vector<std::string> fields;
@@ -40,21 +40,21 @@ struct Options
 };
 Options& options();
 
-/// Writes "Error: TEXT" or 错误：TEXT with the full stop of the language.
+/// Writes "Error: TEXT." or 错误：TEXT。 and returns the status.
 int fail(Call& call, int status, const std::string& text);
 std::string quoted(const Call& call, const std::string& text);
-/// The line behind a card that came up by `device connect` and its like.
+/// What `device connect` and the like print once the card is up.
 std::string activatedLine(const Call& call, const std::string& card, const std::string& uuid);
 
-/// A table with the columns that the options ask for.
+/// The table, reduced to the columns that the options ask for.
 std::string columns(std::vector<std::vector<std::string>> rows);
 
 bool isValidPsk(const std::string& psk);
 
-/// One PROPERTY VALUE pair into the settings; an error text in nmcli's words if it is refused.
+/// Puts one PROPERTY VALUE pair into the settings. Returns nmcli's error text if it is refused.
 std::optional<std::string> setProperty(const Call& call, Keyfile& keyfile,
                                        const std::string& property, const std::string& value);
-/// What is missing or wrong in the settings as a whole: "SETTING.PROPERTY: REASON".
+/// What is missing or wrong in the settings as a whole, as "SETTING.PROPERTY: REASON".
 std::optional<std::string> refusal(const Keyfile& keyfile);
 
 } // namespace hostsim::nm

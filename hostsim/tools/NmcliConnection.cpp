@@ -10,7 +10,7 @@ namespace {
 
 constexpr char kActivePath[] = "/org/freedesktop/NetworkManager/ActiveConnection/";
 
-// Some texts of nmcli have no translation; they come with English marks in any locale.
+// Some texts of nmcli are not translated, nor is their punctuation.
 int failProperty(Call& call, const std::string& text)
 {
     if (startsWith(text, "failed to modify"))
@@ -24,7 +24,7 @@ int failUnknown(Call& call, const std::string& name)
                 fill(call.pick("unknown connection %1", "未知的连接 %1"), {quoted(call, name)}));
 }
 
-// A group that nothing was put into is not there but for these.
+// Groups and keys that NetworkManager writes without being asked.
 void addStandardGroups(Keyfile& keyfile)
 {
     if (keyfile.raw("connection", "type") == "ethernet")
@@ -39,7 +39,7 @@ void addStandardGroups(Keyfile& keyfile)
     keyfile.addGroup("proxy");
 }
 
-// PROPERTY VALUE pairs; a status other than 0 has been reported.
+// Takes PROPERTY VALUE pairs. A status other than 0 has been reported already.
 int setProperties(Call& call, Keyfile& keyfile, const std::vector<std::string>& pairs)
 {
     for (size_t i = 0; i < pairs.size(); i += 2) {
@@ -73,7 +73,7 @@ void warnOfOthers(Call& call, const Host& host, const std::string& id, const std
                         {id, uuid}));
 }
 
-// "type wifi" may stand anywhere, and decides what the other words mean.
+// "type wifi" may come anywhere, and decides which other properties are allowed.
 std::string typeArgument(const Call& call, size_t first)
 {
     for (size_t i = first; i + 1 < call.args().size(); i += 2)
@@ -112,6 +112,7 @@ std::string failureText(const Call& call, Joining result, const std::string& car
     }
 }
 
+// How long the real command takes, in milliseconds.
 int waitFor(Joining result)
 {
     switch (result) {
@@ -191,7 +192,7 @@ int bringUp(Call& call, const std::string& uuid, const std::string& cardName)
     return status;
 }
 
-// Without a profile any that suits the card will do.
+// Without a name, the first profile that works on the card.
 int upAny(Call& call, const std::string& cardName)
 {
     const Host host = call.host();
@@ -230,7 +231,7 @@ int upOn(Call& call, const Profile& profile, const std::string& cardName)
     return bringUp(call, profile.uuid, cardName);
 }
 
-// The card that the profile names, else the first that it fits.
+// The card named by the profile, else the first that can use it.
 std::string cardFor(const Host& host, const Profile& profile)
 {
     const Keyfile keyfile(profile.text);

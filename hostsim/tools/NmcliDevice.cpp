@@ -25,7 +25,7 @@ Profile* fittingProfile(Host& host, const Card& card)
     return latest;
 }
 
-// NetworkManager makes a profile for a wired card by itself, named after the card.
+// For a wired card NetworkManager creates a profile by itself, named after the card.
 Profile& wiredProfile(Host& host, const StateFolder& folder, const Card& card)
 {
     Keyfile keyfile;

@@ -70,6 +70,8 @@ Result failed(const Call& call, const std::string& property, const std::string& 
     return "failed to modify " + property + ": " + reason;
 }
 
+// Address and gateway share the key "address1"; a gateway that came first has waited in a key of
+// its own.
 Result setAddresses(const Call& call, Keyfile& keyfile, const std::string& value)
 {
     const std::string gateway = keyfile.gateway();
@@ -107,6 +109,7 @@ Result setGateway(const Call& call, Keyfile& keyfile, const std::string& value)
     return std::nullopt;
 }
 
+// A flag that has its standard value is not written.
 Result setFlag(const Call& call, Keyfile& keyfile, const std::string& group, const std::string& key,
                const std::string& value, bool standard)
 {

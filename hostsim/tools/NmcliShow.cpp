@@ -11,7 +11,7 @@ namespace hostsim::nm {
 
 namespace {
 
-// NetworkManager writes hardware addresses so, whatever the kernel does.
+// NetworkManager prints hardware addresses in capitals, unlike the kernel.
 std::string upperCase(std::string text)
 {
     std::transform(text.begin(), text.end(), text.begin(),
@@ -19,6 +19,7 @@ std::string upperCase(std::string text)
     return text;
 }
 
+// States of NetworkManager. Rows of the table are sorted by them, the highest first.
 constexpr int kUnmanaged = 10;
 constexpr int kUnavailable = 20;
 constexpr int kDisconnected = 30;
@@ -48,7 +49,7 @@ std::string stateText(const Call& call, int state)
     }
 }
 
-// One row of the devices: a card, or the peer-to-peer device beside a wireless one.
+// One row of the device table: a card, or the peer-to-peer device of a Wi-Fi card.
 struct Device
 {
     std::string name;

@@ -54,7 +54,7 @@ std::vector<std::string> wifiRow(const Call& call, const Card& card, const ScanR
             securityOf(row)};
 }
 
-// "ifname wlan0" and "hidden yes" behind the SSID.
+// The value after a word like "ifname" or "hidden".
 std::string option(const Call& call, size_t first, const char* name)
 {
     for (size_t i = first; i + 1 < call.args().size(); i += 2)
@@ -120,6 +120,8 @@ Profile& profileFor(Host& host, const StateFolder& folder, const Request& reques
 {
     Profile* known = profileOfSsid(host, card, request.ssid);
     Keyfile keyfile = known ? Keyfile(known->text) : newKeyfile(host, request, ap, card);
+    // nmcli leaves out a password that cannot be valid; the connection then fails for want of
+    // secrets.
     if (isValidPsk(request.password) && ap.security == "psk")
         keyfile.setText("wifi-security", "psk", request.password);
     if (!known)
@@ -141,7 +143,7 @@ int connectTo(Call& call, Host& host, const Request& request)
     Card& card = *wifiCard(host, request.cardName);
     const AccessPoint* ap = strongest(host, card, request.ssid, false);
     if (!ap) {
-        // The scan for the name ends behind the answer: another try finds the network.
+        // The scan for the name ends after this answer, so only the next attempt finds the network.
         if (request.hidden)
             startScan(host, card, nowMs(), request.ssid);
         return failNoNetwork(call, request.ssid);
@@ -152,7 +154,7 @@ int connectTo(Call& call, Host& host, const Request& request)
         call.out(activatedLine(call, card.name, profile.uuid));
         return 0;
     }
-    // English marks in any locale.
+    // This line has English punctuation in every locale.
     const std::string reason =
         result == Joining::NoSecrets
             ? call.pick("Secrets were required, but not provided", "需要密钥，但未提供")
@@ -160,6 +162,7 @@ int connectTo(Call& call, Host& host, const Request& request)
     return call.fail(kActivationFailed, "Error: Connection activation failed: " + reason + ".\n");
 }
 
+// How long the real command takes, in milliseconds.
 int waitFor(Host& host, const Request& request)
 {
     const Card& card = *wifiCard(host, request.cardName);

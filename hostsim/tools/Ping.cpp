@@ -10,9 +10,9 @@ namespace {
 enum class Reach
 {
     Answers,
-    Nobody,      ///< in a network of ours, but nobody has the address
+    Nobody,      ///< in a network of ours, but nobody has this address
     Lost,        ///< beyond the gateway, no answer
-    Unreachable, ///< no way there
+    Unreachable, ///< no route
 };
 
 bool isPeer(const Host& host, const std::string& name)

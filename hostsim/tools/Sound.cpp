@@ -27,7 +27,7 @@ std::string mixerText(const MixerControl& control)
     return text;
 }
 
-// The card that /etc/asound.conf makes the default one, else the first.
+// The default card set in /etc/asound.conf, else the first.
 size_t defaultCard(const Call& call)
 {
     std::istringstream conf(readFile(call.folder().privatePath("/etc/asound.conf")));

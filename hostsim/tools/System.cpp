@@ -34,13 +34,14 @@ int actOnService(Call& call, const std::string& verb, std::string name)
         host.networkManager = verb != "stop";
         if (host.networkManager)
             reloadProfiles(host, call.folder());
+        // A restarted NetworkManager knows nothing of connections taken down by hand.
         for (Card& card : host.cards)
             card.nm.keptDown = false;
     });
     return 0;
 }
 
-// The real tool, past our own folder of stand-ins.
+// Runs the machine's own tool; on the PATH its name is a stand-in.
 int runReal(Call& call, const char* tool, const std::vector<std::string>& args)
 {
     const std::string program = std::string("/bin/") + tool;
@@ -109,7 +110,7 @@ int realRm(Call& call)
 int realLn(Call& call)
 {
     std::vector<std::string> args = call.args();
-    // The text of a symbolic link stays as it was given; where it is put does not.
+    // Only the place of a symbolic link is mapped, not what it points to.
     if (!args.empty())
         args.back() = privateArgument(call, args.back());
     return runReal(call, "ln", args);

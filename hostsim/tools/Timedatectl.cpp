@@ -65,7 +65,7 @@ int status(Call& call)
     return 0;
 }
 
-// "yyyy-MM-dd hh:mm:ss.zzz"; days that a month does not have run on into the next one.
+// "yyyy-MM-dd hh:mm:ss.zzz". A day that the month does not have runs on into the next month.
 bool parseTime(const std::string& text, std::tm& time, int& ms)
 {
     int length = 0;
@@ -88,7 +88,7 @@ int setTime(Call& call, const std::string& text)
     std::tm time = {};
     int ms = 0;
     if (!parseTime(text, time, ms))
-        // In words of its own, not those of the real tool.
+        // Our own words: the real tool says something else here.
         return call.fail(1, "Failed to read time '" + text +
                                 "': " + call.pick("Invalid argument", "无效的参数") + "\n");
     if (call.host().clock.ntp)

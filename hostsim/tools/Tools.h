@@ -4,7 +4,7 @@
 
 namespace hostsim {
 
-// The stand-ins. Each returns the exit status of the real tool.
+// The stand-ins. Each returns the exit status that the real tool would.
 int alsactl(Call& call);
 int amixer(Call& call);
 int date(Call& call);
@@ -24,8 +24,8 @@ int systemctl(Call& call);
 int timedatectl(Call& call);
 int wpaCli(Call& call);
 
-/// ln and rm are the real ones, kept from the real host's files: an argument that names a private
-/// path names its copy.
+/// The machine's own ln and rm, kept off its files: an argument that is a private path is replaced
+/// by that of its copy.
 int realLn(Call& call);
 int realRm(Call& call);
 

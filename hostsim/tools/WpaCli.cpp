@@ -99,7 +99,7 @@ int status(Call& call, const Host& host, const Card& card)
     return 0;
 }
 
-// Without a command the real one turns interactive and never ends by itself.
+// Without a command the real one becomes interactive and never ends by itself.
 int interactive(Call& call, const std::string& name)
 {
     call.out(kBanner);

@@ -37,7 +37,7 @@ ZoneFile::ZoneFile(const StateFolder& folder)
 
 ZoneFile::Local ZoneFile::localTime(std::time_t when) const
 {
-    // The C library reads the zone of TZ afresh whenever its text has changed.
+    // The C library reads the zone again whenever TZ has changed.
     ::setenv("TZ", _name == "n/a" ? "UTC" : _name.c_str(), 1);
     ::tzset();
     Local local;
@@ -49,6 +49,8 @@ ZoneFile::Local ZoneFile::localTime(std::time_t when) const
 
 long ZoneFile::offsetAtLocal(int64_t localSeconds) const
 {
+    // Close to a change of the clocks the offset at the wrong moment is off by an hour, so it is
+    // taken once more.
     const long guess = localTime(std::time_t(localSeconds)).offset;
     return localTime(std::time_t(localSeconds - guess)).offset;
 }

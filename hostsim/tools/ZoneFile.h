@@ -22,16 +22,16 @@ public:
 
     explicit ZoneFile(const StateFolder& folder);
 
-    /// As `timedatectl` names it: "n/a" for a link to the folder or to nothing, "Etc/UTC" without
-    /// a link.
+    /// As `timedatectl` shows it: "n/a" for a link to nothing or to the folder of zones, "Etc/UTC"
+    /// without a link.
     const std::string& name() const { return _name; }
     Local localTime(std::time_t when) const;
-    /// Seconds east of Greenwich where local clocks show this time.
+    /// Seconds east of Greenwich at the moment when local clocks show this time.
     long offsetAtLocal(int64_t localSeconds) const;
 
     static bool exists(const std::string& name);
     static void link(const StateFolder& folder, const std::string& name);
-    /// All names, sorted, as the machine's time zone data has them.
+    /// All zones of the machine's time zone data, sorted.
     static std::vector<std::string> names();
 
 private:
