@@ -316,8 +316,7 @@ char* canonicalize_file_name(const char* path)
     return realpath(path, NULL);
 }
 
-/* glob() opens folders from inside the C library, past these wrappers, so it gets them as
- * functions. */
+/* glob() opens folders from inside the C library, past these wrappers, so it is handed them. */
 static void* openFolder(const char* path)
 {
     return opendir(path);
