@@ -26,7 +26,8 @@ SimulatedHost::SimulatedHost(Which)
     : _folder(QFile::decodeName(qgetenv("HOSTSIM_STATE")))
 {
     if (_folder.isEmpty())
-        qFatal("this test runs on a simulated host: hostsim run -- %s", "TEST (ctest does so)");
+        qFatal("this test has to run on a simulated host: hostsim run -- %s",
+               "TEST (as ctest does)");
 }
 
 SimulatedHost::~SimulatedHost()

@@ -10,7 +10,7 @@
 
 /// A simulated host for a test: the host's tools are stand-ins, its files are private copies.
 ///
-/// Two ways to use it. A test that starts a program (the daemon, say) makes one of its own,
+/// There are two ways to use it. A test that starts a program, such as the daemon, creates a host,
 /// starts the program on it and looks at the command lines that arrived:
 ///
 ///     SimulatedHost host;
@@ -18,15 +18,15 @@
 ///     host.set("ap2.level", "-80");
 ///     QTRY_VERIFY(host.lines().contains("sudo wpa_cli -i wlan0 roam 02:00:00:00:01:00"));
 ///
-/// A test that calls the library itself is registered with ky_host_test(), which runs the whole
-/// test program on a simulated host; it takes that one:
+/// A test that calls the library directly is registered with ky_host_test(), which runs the whole
+/// test program on a simulated host. It uses that one:
 ///
 ///     SimulatedHost host{SimulatedHost::OfThisProcess};
 ///     void init() { host.reset(); }
 ///
-/// Thread: one. Each call starts the program `hostsim` and blocks until it ends, some 5 ms.
-/// Errors: set(), reset() and the like stop the program with the text of hostsim, since a test
-/// with a wrong path would test nothing.
+/// Thread: one. Each call starts the program `hostsim` and blocks until it ends, for about 5 ms.
+/// Errors: set(), reset() and the like abort the test program with hostsim's own text, since a
+/// test with a wrong path would test nothing.
 class SimulatedHost
 {
 public:
@@ -42,7 +42,7 @@ public:
         QByteArray error;
     };
 
-    /// One call of a stand-in, in the order of beginning. The status is -1 while it has none.
+    /// One call of a stand-in. The status is -1 until it ends.
     struct Line
     {
         QString line; ///< as a shell would read it
@@ -51,12 +51,12 @@ public:
         qint64 startMs = 0;
     };
 
-    /// A new host of a scene file, or of the default scene.
+    /// A new host from a scene file, or from the default scene.
     explicit SimulatedHost(const QString& sceneFile = {});
     explicit SimulatedHost(Which);
     ~SimulatedHost();
 
-    /// Begins again with the default scene or this one, with an empty log.
+    /// Starts over with this scene, or the default one, and an empty log.
     void reset(const QString& sceneFile = {});
     /// `hostsim set`: "ap2.level", "-80".
     void set(const QString& path, const QString& value);
@@ -65,20 +65,21 @@ public:
     void addFault(const QString& tool, const QString& kind, const QStringList& options = {});
     void clearFaults();
 
+    /// In the order in which they began.
     QList<Line> calls() const;
     QStringList lines() const;
     void clearLines();
 
-    /// Where the private copy of "/etc/asound.conf" lies.
+    /// Path of the private copy of a host file such as "/etc/asound.conf".
     QString privatePath(const QString& path) const { return _folder + "/root" + path; }
-    /// The platform script of this host, for the setting that names one.
+    /// Path of this host's platform script.
     QString platformScript() const { return _folder + "/bin/platform.sh"; }
     const QString& folder() const { return _folder; }
 
     /// Runs a shell line on the host and waits for its end. `language` is c, en or zh.
     Result run(const QString& shellLine, const QString& language = "en") const;
-    /// Starts a program on the host; process() is it, or rather the run around it: it ends with
-    /// the program's status and passes SIGTERM on. Its channels are the program's.
+    /// Starts a program on the host. process() is the run around it, which passes SIGTERM on and
+    /// ends with the program's status. Its channels are the program's.
     void start(const QString& program, const QStringList& arguments,
                const QString& language = "en");
     QProcess& process() { return _process; }

@@ -4,7 +4,7 @@
 #include <QFile>
 #include <QtTest>
 
-/// What changes on the simulated host when a tool is called or the scene is, beyond what the
+/// How the simulated host changes when a tool is called or the scene is changed, beyond what the
 /// captured sessions show: faults, time, roaming, loss, several callers at once, hostile values.
 class tst_HostBehaviour : public QObject
 {
@@ -13,35 +13,35 @@ class tst_HostBehaviour : public QObject
 private slots:
     void init();
 
-    void faultsTakeTheToolsPlace_data();
-    void faultsTakeTheToolsPlace();
-    void aFaultFitsTheArgumentsThatItNames();
-    void aFaultOfTwoTimesEndsByItself();
-    void aSlowToolDoesItsWorkAllTheSame();
-    void aHangingToolLivesUntilItIsKilled();
+    void aFaultAnswersInPlaceOfTheTool_data();
+    void aFaultAnswersInPlaceOfTheTool();
+    void aFaultAppliesOnlyToMatchingArguments();
+    void aFaultWithACountEndsByItself();
+    void aSlowToolStillDoesItsWork();
+    void aHangingToolRunsUntilItIsKilled();
 
-    void theCardMovesWhenItsAccessPointGoes();
-    void theLastAccessPointsLossEndsTheConnection();
-    void networkManagerComesBackByItself();
+    void theCardMovesWhenItsAccessPointIsGone();
+    void losingTheLastAccessPointEndsTheConnection();
+    void networkManagerReconnectsByItself();
     void aConnectionTakenDownByHandStaysDown();
-    void aWeakLinkIsLeftOnlyWithSelfRoaming();
-    void scanResultsAreOldWhileTheScanRuns();
-    void aWaitLastsAsLongAsThePaceSays();
+    void aWeakLinkIsOnlyLeftWithSelfRoaming();
+    void scanResultsStayOldWhileTheScanRuns();
+    void aCallTakesAsLongAsThePaceSays();
 
-    void openNetworkTakesNoSecret();
+    void anOpenNetworkNeedsNoSecret();
     void staticAddressAndGatewayReachTheKernelsFiles();
     void netplanMakesAVolatileProfile();
     void hostapdOpensTheAccessPoint_data();
     void hostapdOpensTheAccessPoint();
     void hostapdRefusesAShortPassPhrase();
-    void theClockIsSetForTheSceneAlone();
+    void onlyTheClockOfTheSceneIsSet();
     void thePlatformScriptBansTheCard();
-    void aLongScanStaysUsable();
-    void wpaCliWithoutACardTurnsInteractive();
+    void aScanTableMayBeLong();
+    void wpaCliWithoutACardBecomesInteractive();
 
-    void callersAtTheSameTimeLoseNothing();
-    void valuesReachTheKeyfileAsTheyAre_data();
-    void valuesReachTheKeyfileAsTheyAre();
+    void simultaneousCallersLoseNothing();
+    void ssidsReachTheKeyfileUnchanged_data();
+    void ssidsReachTheKeyfileUnchanged();
 
 private:
     QString keyfile(const QString& name) const;
@@ -64,7 +64,7 @@ QString tst_HostBehaviour::keyfile(const QString& name) const
     return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
 }
 
-void tst_HostBehaviour::faultsTakeTheToolsPlace_data()
+void tst_HostBehaviour::aFaultAnswersInPlaceOfTheTool_data()
 {
     QTest::addColumn<QString>("line");
     QTest::addColumn<QString>("tool");
@@ -101,7 +101,7 @@ void tst_HostBehaviour::faultsTakeTheToolsPlace_data()
                           << QByteArray();
 }
 
-void tst_HostBehaviour::faultsTakeTheToolsPlace()
+void tst_HostBehaviour::aFaultAnswersInPlaceOfTheTool()
 {
     QFETCH(QString, line);
     QFETCH(QString, tool);
@@ -121,7 +121,7 @@ void tst_HostBehaviour::faultsTakeTheToolsPlace()
     QVERIFY(_host->run(line).output != output);
 }
 
-void tst_HostBehaviour::aFaultFitsTheArgumentsThatItNames()
+void tst_HostBehaviour::aFaultAppliesOnlyToMatchingArguments()
 {
     _host->addFault("nmcli", "garbage", {"--match", "connection show"});
 
@@ -129,7 +129,7 @@ void tst_HostBehaviour::aFaultFitsTheArgumentsThatItNames()
     QVERIFY(_host->run("nmcli device status").output.startsWith("DEVICE"));
 }
 
-void tst_HostBehaviour::aFaultOfTwoTimesEndsByItself()
+void tst_HostBehaviour::aFaultWithACountEndsByItself()
 {
     _host->addFault("wpa_cli", "busy", {"--match", "scan", "--times", "2"});
 
@@ -138,7 +138,7 @@ void tst_HostBehaviour::aFaultOfTwoTimesEndsByItself()
     QCOMPARE(result.output, QByteArray("FAIL-BUSY\nFAIL-BUSY\nOK\n"));
 }
 
-void tst_HostBehaviour::aSlowToolDoesItsWorkAllTheSame()
+void tst_HostBehaviour::aSlowToolStillDoesItsWork()
 {
     _host->addFault("iw", "slow", {"--ms", "300"});
     QElapsedTimer timer;
@@ -149,14 +149,14 @@ void tst_HostBehaviour::aSlowToolDoesItsWorkAllTheSame()
     QVERIFY(timer.elapsed() >= 300);
 }
 
-void tst_HostBehaviour::aHangingToolLivesUntilItIsKilled()
+void tst_HostBehaviour::aHangingToolRunsUntilItIsKilled()
 {
     _host->addFault("ping", "hang");
 
     QCOMPARE(_host->run("timeout 0.3 ping -c 1 10.77.0.1").status, 124);
 }
 
-void tst_HostBehaviour::theCardMovesWhenItsAccessPointGoes()
+void tst_HostBehaviour::theCardMovesWhenItsAccessPointIsGone()
 {
     connectWifi();
     QCOMPARE(_host->get("wlan0.bssid"), QString("02:00:00:00:01:00"));
@@ -167,7 +167,7 @@ void tst_HostBehaviour::theCardMovesWhenItsAccessPointGoes()
     QCOMPARE(_host->get("wlan0.addresses.0"), QString("10.77.0.162/24"));
 }
 
-void tst_HostBehaviour::theLastAccessPointsLossEndsTheConnection()
+void tst_HostBehaviour::losingTheLastAccessPointEndsTheConnection()
 {
     connectWifi();
 
@@ -180,7 +180,7 @@ void tst_HostBehaviour::theLastAccessPointsLossEndsTheConnection()
     QVERIFY(!_host->run("sudo wpa_cli -i wlan0 scan_result").output.contains("RobotNet"));
 }
 
-void tst_HostBehaviour::networkManagerComesBackByItself()
+void tst_HostBehaviour::networkManagerReconnectsByItself()
 {
     connectWifi();
     _host->set("autoconnectMs", "100");
@@ -204,7 +204,7 @@ void tst_HostBehaviour::aConnectionTakenDownByHandStaysDown()
     QVERIFY(_host->run("nmcli connection up RobotNet").output.contains("successfully"));
 }
 
-void tst_HostBehaviour::aWeakLinkIsLeftOnlyWithSelfRoaming()
+void tst_HostBehaviour::aWeakLinkIsOnlyLeftWithSelfRoaming()
 {
     connectWifi();
 
@@ -215,7 +215,7 @@ void tst_HostBehaviour::aWeakLinkIsLeftOnlyWithSelfRoaming()
     QCOMPARE(_host->get("wlan0.bssid"), QString("02:00:00:00:02:00"));
 }
 
-void tst_HostBehaviour::scanResultsAreOldWhileTheScanRuns()
+void tst_HostBehaviour::scanResultsStayOldWhileTheScanRuns()
 {
     connectWifi();
     _host->set("pace", "1");
@@ -225,11 +225,11 @@ void tst_HostBehaviour::scanResultsAreOldWhileTheScanRuns()
     QCOMPARE(_host->run("sudo wpa_cli -i wlan0 scan").output, QByteArray("OK\n"));
     QVERIFY(_host->run(rows).output.contains("-55"));
 
-    _host->set("wlan0.scanEndsMs", "1"); // its time is over
+    _host->set("wlan0.scanEndsMs", "1"); // its time is up
     QVERIFY(_host->run(rows).output.contains("-71"));
 }
 
-void tst_HostBehaviour::aWaitLastsAsLongAsThePaceSays()
+void tst_HostBehaviour::aCallTakesAsLongAsThePaceSays()
 {
     connectWifi();
     _host->set("pace", "0.1");
@@ -243,7 +243,7 @@ void tst_HostBehaviour::aWaitLastsAsLongAsThePaceSays()
     QVERIFY(timer.elapsed() >= 300);
 }
 
-void tst_HostBehaviour::openNetworkTakesNoSecret()
+void tst_HostBehaviour::anOpenNetworkNeedsNoSecret()
 {
     QVERIFY(_host->run("nmcli device wifi connect OpenNet").output.contains("successfully"));
 
@@ -305,7 +305,7 @@ void tst_HostBehaviour::hostapdRefusesAShortPassPhrase()
     QVERIFY(result.output.contains("invalid WPA passphrase length 4 (expected 8..63)"));
 }
 
-void tst_HostBehaviour::theClockIsSetForTheSceneAlone()
+void tst_HostBehaviour::onlyTheClockOfTheSceneIsSet()
 {
     const QDateTime before = QDateTime::currentDateTime();
 
@@ -330,7 +330,7 @@ void tst_HostBehaviour::thePlatformScriptBansTheCard()
     QCOMPARE(_host->run(script + " volume get").output, QByteArray("33%\n"));
 }
 
-void tst_HostBehaviour::aLongScanStaysUsable()
+void tst_HostBehaviour::aScanTableMayBeLong()
 {
     QString list = "[";
     for (int i = 0; i < 500; ++i)
@@ -344,8 +344,8 @@ void tst_HostBehaviour::aLongScanStaysUsable()
     QCOMPARE(_host->run("sudo wpa_cli -i wlan0 scan_result").output.count('\n'), 501);
 }
 
-// The library's line for an empty card name, and the one thing that this tool then says.
-void tst_HostBehaviour::wpaCliWithoutACardTurnsInteractive()
+// What the library calls when the name of the card is empty, and all that the tool then says.
+void tst_HostBehaviour::wpaCliWithoutACardBecomesInteractive()
 {
     const auto result = _host->run("timeout 0.3 sudo wpa_cli -i  status ");
 
@@ -355,7 +355,7 @@ void tst_HostBehaviour::wpaCliWithoutACardTurnsInteractive()
                                    "Could not connect to wpa_supplicant: status - re-trying\n"));
 }
 
-void tst_HostBehaviour::callersAtTheSameTimeLoseNothing()
+void tst_HostBehaviour::simultaneousCallersLoseNothing()
 {
     const auto result = _host->run(
         "for i in 1 2 3 4 5 6 7 8 9 10 11 12; do\n"
@@ -367,7 +367,7 @@ void tst_HostBehaviour::callersAtTheSameTimeLoseNothing()
     QCOMPARE(_host->lines().size(), 13);
 }
 
-void tst_HostBehaviour::valuesReachTheKeyfileAsTheyAre_data()
+void tst_HostBehaviour::ssidsReachTheKeyfileUnchanged_data()
 {
     QTest::addColumn<QString>("ssid");
     QTest::addColumn<QString>("file");
@@ -385,7 +385,7 @@ void tst_HostBehaviour::valuesReachTheKeyfileAsTheyAre_data()
     QTest::newRow("slash") << "a/b"
                            << "a_b"
                            << "ssid=a/b\n";
-    QTest::newRow("leading blank") << " x y"
+    QTest::newRow("leading space") << " x y"
                                    << " x y"
                                    << "ssid=\\sx y\n";
     QTest::newRow("quotes") << "it's \"it\""
@@ -405,7 +405,7 @@ void tst_HostBehaviour::valuesReachTheKeyfileAsTheyAre_data()
                                      << "ssid=54;54;59;\n";
 }
 
-void tst_HostBehaviour::valuesReachTheKeyfileAsTheyAre()
+void tst_HostBehaviour::ssidsReachTheKeyfileUnchanged()
 {
     QFETCH(QString, ssid);
     QFETCH(QString, file);
@@ -420,7 +420,7 @@ void tst_HostBehaviour::valuesReachTheKeyfileAsTheyAre()
     QVERIFY2(keyfile(file).contains(line), qPrintable(keyfile(file)));
     QCOMPARE(_host->get("wlan0.ssid"), ssid.trimmed());
     QCOMPARE(_host->calls().last().arguments.last(), ssid);
-    // And read back from the file it is the same network.
+    // Read back from the file, it is still the same network.
     QVERIFY(_host->run("nmcli connection reload; nmcli device connect wlan0")
                 .output.contains("successfully"));
 }

@@ -24,7 +24,7 @@ QByteArray contentOf(const char* path)
 
 } // namespace
 
-/// Sound and inventory against stand-ins and private copies of the host's files.
+/// Sound and inventory on the simulated host, with private copies of its files.
 class tst_HostInventory : public QObject
 {
     Q_OBJECT
@@ -37,16 +37,16 @@ private slots:
     void headphoneAndPcmFollowTheBoard_data();
     void headphoneAndPcmFollowTheBoard();
     void hundredPercentIsReadBack();
-    void oneDigitReadsAsZero();
-    void scriptSetsAndReads();
+    void volumeOfOneDigitReadsAsZero();
+    void scriptSetsAndReadsTheVolume();
     void missingControlFails();
     void cardsOfTheHostAreListed();
     void defaultCardIsWritten();
-    void builtInCardIsTheDefaultAgain();
-    void devicesAreNone();
+    void resetMakesTheBuiltInCardTheDefault();
+    void noDevicesAreListed();
 
     void hardwareOfTheHostIsReported();
-    void boardTwoHasNoHeadOfTheTable();
+    void boardTwoLeavesOutTheTableHead();
     void hostWithoutZonesHasNoTemperature();
 
 private:
@@ -110,7 +110,7 @@ void tst_HostInventory::hundredPercentIsReadBack()
     QCOMPARE(audio.getAudioOutputDeviceInfo().value("volume"), QVariant(100));
 }
 
-void tst_HostInventory::oneDigitReadsAsZero()
+void tst_HostInventory::volumeOfOneDigitReadsAsZero()
 {
     SystemAudio audio(nullptr);
 
@@ -119,7 +119,7 @@ void tst_HostInventory::oneDigitReadsAsZero()
     QCOMPARE(audio.getAudioOutputDeviceInfo().value("volume"), QVariant(0));
 }
 
-void tst_HostInventory::scriptSetsAndReads()
+void tst_HostInventory::scriptSetsAndReadsTheVolume()
 {
     PublicClass::init()->halShPath = _host.platformScript();
     SystemAudio audio(nullptr);
@@ -160,7 +160,7 @@ void tst_HostInventory::defaultCardIsWritten()
     QCOMPARE(copy.readAll(), wanted);
 }
 
-void tst_HostInventory::builtInCardIsTheDefaultAgain()
+void tst_HostInventory::resetMakesTheBuiltInCardTheDefault()
 {
     SystemAudio audio(nullptr);
     QVERIFY(audio.setAudioCard("2"));
@@ -171,7 +171,7 @@ void tst_HostInventory::builtInCardIsTheDefaultAgain()
              QByteArray("defaults.ctl.card 0\ndefaults.pcm.card 0\ndefaults.timer.card 0\n"));
 }
 
-void tst_HostInventory::devicesAreNone()
+void tst_HostInventory::noDevicesAreListed()
 {
     QCOMPARE(SystemAudio(nullptr).getAllAudioDevice(), QVariantList());
 }
@@ -191,7 +191,7 @@ void tst_HostInventory::hardwareOfTheHostIsReported()
              QStringLiteral("/sys/class/thermal/thermal_zone0/temp"));
 }
 
-void tst_HostInventory::boardTwoHasNoHeadOfTheTable()
+void tst_HostInventory::boardTwoLeavesOutTheTableHead()
 {
     PublicClass::init()->hardwareType = 2;
 

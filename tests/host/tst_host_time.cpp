@@ -17,8 +17,8 @@ namespace {
 
 constexpr int kCutLimitMs = 10000;
 
-/// For 256 seconds in every 18 hours the third byte of the seconds is zero and every request is
-/// cut; ten minutes further none is. How far this program's clock has to be put off now.
+/// For 256 seconds in about 18 hours, the third byte of the seconds is zero and every request is
+/// cut short. How far to shift this program's clock to be outside of that.
 qint64 shiftOutOfTheCut()
 {
     const auto isCut = [](qint64 ms) { return (ms / 1000 + 2208988800) / 256 % 256 == 0; };
@@ -28,8 +28,7 @@ qint64 shiftOutOfTheCut()
 
 } // namespace
 
-/// SystemNTP against stand-ins that act like the real tools: what the scene's clock and time zone
-/// are afterwards.
+/// SystemNTP on the simulated host: what the scene's clock and time zone are afterwards.
 class tst_HostTime : public QObject
 {
     Q_OBJECT
@@ -39,18 +38,18 @@ private slots:
     void init();
     void cleanup();
 
-    void replyMovesTheClockOfTheHost();
+    void replySetsTheClockOfTheHost();
     void clockSetByHandStands();
-    void timeThatCannotBeReadIsRefusedInTheHostsLanguage();
+    void unreadableTimeIsRefusedInTheLanguageOfTheHost();
     void dateThatDoesNotParseLeavesTheClock();
-    void synchronisationOfTheHostIsSwitchedOff();
+    void timeSyncOfTheHostIsSwitchedOff();
     void zoneOfTheHostChanges();
-    void hostileZonesAreLinkedAndNotRun_data();
-    void hostileZonesAreLinkedAndNotRun();
+    void hostileZonesAreLinkedAndNeverExecuted_data();
+    void hostileZonesAreLinkedAndNeverExecuted();
     void zonesOfTheHostAreListed();
     void workingScriptKeepsTheClock();
     void failingScriptOnlySetsTheLastError();
-    void vanishedScriptGivesWay();
+    void timeIsSetWithoutTheScriptOnceThatIsGone();
 
 private:
     qint64 hostMs() const;
@@ -83,13 +82,13 @@ void tst_HostTime::cleanup()
     _home.reset();
 }
 
-/// The clock of the scene.
+/// The time on the clock of the scene.
 qint64 tst_HostTime::hostMs() const
 {
     return QDateTime::currentMSecsSinceEpoch() + _host.get("clock.offsetMs").toLongLong();
 }
 
-void tst_HostTime::replyMovesTheClockOfTheHost()
+void tst_HostTime::replySetsTheClockOfTheHost()
 {
     constexpr qint64 kYearMs = 365LL * 86400 * 1000;
     const qint64 shiftMs = shiftOutOfTheCut();
@@ -99,7 +98,7 @@ void tst_HostTime::replyMovesTheClockOfTheHost()
     SystemNTP ntp(nullptr);
     QSignalSpy finished(&ntp, &SystemNTP::sigSetTimeFinished);
 
-    // A timestamp with a zero byte is not answered well, for a second at most: it is tried again.
+    // A timestamp with a zero byte gets no good answer, but a second later there is another one.
     const QDeadlineTimer deadline(kCutLimitMs);
     while (_host.get("clock.offsetMs").toLongLong() == 0 && !deadline.hasExpired()) {
         finished.clear();
@@ -107,7 +106,7 @@ void tst_HostTime::replyMovesTheClockOfTheHost()
         QVERIFY(finished.count() > 0 || finished.wait(5000));
     }
 
-    // The tools take some milliseconds between the reading of the clock and its setting.
+    // Some milliseconds pass between reading the clock and setting it.
     const qint64 offset = _host.get("clock.offsetMs").toLongLong();
     const qint64 error = offset - kYearMs - shiftMs; // the host has the machine's clock
     QVERIFY2(qAbs(error) < 5000, qPrintable(QString::number(error)));
@@ -135,7 +134,7 @@ void tst_HostTime::clockSetByHandStands()
                 .startsWith("Fri 2026-01-02 03:04:"));
 }
 
-void tst_HostTime::timeThatCannotBeReadIsRefusedInTheHostsLanguage()
+void tst_HostTime::unreadableTimeIsRefusedInTheLanguageOfTheHost()
 {
     for (const auto& [language, reason] :
          {std::pair{"en", "Invalid argument"}, std::pair{"zh", "无效的参数"}}) {
@@ -160,7 +159,7 @@ void tst_HostTime::dateThatDoesNotParseLeavesTheClock()
     QVERIFY(!QFile::exists("appInfo/setting/WirelessCard.ini"));
 }
 
-void tst_HostTime::synchronisationOfTheHostIsSwitchedOff()
+void tst_HostTime::timeSyncOfTheHostIsSwitchedOff()
 {
     _host.set("clock.ntp", "true");
 
@@ -180,7 +179,7 @@ void tst_HostTime::zoneOfTheHostChanges()
              QStringLiteral("Asia/Shanghai (CST, +0800)"));
 }
 
-void tst_HostTime::hostileZonesAreLinkedAndNotRun_data()
+void tst_HostTime::hostileZonesAreLinkedAndNeverExecuted_data()
 {
     QTest::addColumn<QString>("zone");
 
@@ -190,7 +189,7 @@ void tst_HostTime::hostileZonesAreLinkedAndNotRun_data()
     QTest::newRow("empty") << "";
 }
 
-void tst_HostTime::hostileZonesAreLinkedAndNotRun()
+void tst_HostTime::hostileZonesAreLinkedAndNeverExecuted()
 {
     QFETCH(QString, zone);
     SystemNTP ntp(nullptr);
@@ -244,7 +243,7 @@ void tst_HostTime::failingScriptOnlySetsTheLastError()
     QCOMPARE(ntp.getLastError().trimmed(), QStringLiteral("no server here"));
 }
 
-void tst_HostTime::vanishedScriptGivesWay()
+void tst_HostTime::timeIsSetWithoutTheScriptOnceThatIsGone()
 {
     PublicClass::init()->halShPath = _host.platformScript();
     SystemNTP ntp(nullptr);

@@ -18,7 +18,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-/// What a program sees that runs on a simulated host: this one does.
+/// What a program on a simulated host sees. This one runs on one.
 class tst_PrivateView : public QObject
 {
     Q_OBJECT
@@ -26,20 +26,20 @@ class tst_PrivateView : public QObject
 private slots:
     void init();
 
-    void interfacesAreTheScenes();
+    void interfacesAreThoseOfTheScene();
     void aCardsAddressFollowsTheScene();
-    void ioctlsAnswerForTheScenesCards();
+    void ioctlsAnswerForCardsOfTheScene();
     void getifaddrsListsTheScene();
-    void aCardOfTheMachineAloneIsNotThere();
+    void aCardThatTheSceneLacksIsNotThere();
 
     void pathsAreMapped_data();
     void pathsAreMapped();
-    void otherPathsAreTheMachines();
-    void aFileIsReplacedByRename();
+    void otherPathsAreThoseOfTheMachine();
+    void aFileCanBeReplacedByRename();
     void aKeyfileIsReadThroughQSettings();
     void foldersAreListed();
     void globFindsThermalZones();
-    void canonicalPathsAreTheHosts();
+    void canonicalPathsAreThoseOfTheHost();
     void relativePathsWorkBelowAPrivateFolder();
     void relativePathsIntoAPrivateFolderAreMapped();
 
@@ -81,7 +81,7 @@ void tst_PrivateView::init()
     _host.reset();
 }
 
-void tst_PrivateView::interfacesAreTheScenes()
+void tst_PrivateView::interfacesAreThoseOfTheScene()
 {
     QStringList names;
     for (const QNetworkInterface& entry : QNetworkInterface::allInterfaces())
@@ -111,7 +111,7 @@ void tst_PrivateView::aCardsAddressFollowsTheScene()
     QCOMPARE(entries.at(0).broadcast().toString(), QString("192.168.60.255"));
 }
 
-void tst_PrivateView::ioctlsAnswerForTheScenesCards()
+void tst_PrivateView::ioctlsAnswerForCardsOfTheScene()
 {
     QProcess::execute("ifconfig", {"eth1", "192.168.192.5", "netmask", "255.255.255.0"});
 
@@ -137,7 +137,7 @@ void tst_PrivateView::getifaddrsListsTheScene()
     QVERIFY(!seen.contains(QString("wlan0/%1").arg(AF_INET)));
 }
 
-void tst_PrivateView::aCardOfTheMachineAloneIsNotThere()
+void tst_PrivateView::aCardThatTheSceneLacksIsNotThere()
 {
     _host.set("eth1.name", "enp9s0");
 
@@ -177,15 +177,15 @@ void tst_PrivateView::pathsAreMapped()
     std::fclose(file);
 }
 
-void tst_PrivateView::otherPathsAreTheMachines()
+void tst_PrivateView::otherPathsAreThoseOfTheMachine()
 {
     QVERIFY(!contentOf("/etc/passwd").contains("cannot open"));
     QVERIFY(!QFile::exists("/etc/NetworkManagerX"));
-    // The name alone is not enough: it has to end where a name ends.
+    // A private path is matched by whole names, not by its first characters.
     QVERIFY(!QFile::exists("/etc/asound.conf.d"));
 }
 
-void tst_PrivateView::aFileIsReplacedByRename()
+void tst_PrivateView::aFileCanBeReplacedByRename()
 {
     QSaveFile file("/etc/asound.conf");
     QVERIFY2(file.open(QIODevice::WriteOnly), qPrintable(file.errorString()));
@@ -240,7 +240,7 @@ void tst_PrivateView::globFindsThermalZones()
                         "/sys/class/thermal/thermal_zone1/type:acpitz\n"));
 }
 
-void tst_PrivateView::canonicalPathsAreTheHosts()
+void tst_PrivateView::canonicalPathsAreThoseOfTheHost()
 {
     QCOMPARE(QFileInfo("/etc/modprobe.d/../asound.conf").canonicalFilePath(),
              QString("/etc/asound.conf"));

@@ -7,11 +7,11 @@
 
 #include <algorithm>
 
-/// Replays captured output of real tools. A session (replay/*.txt) sets a scene up and names
-/// captures; the command of each is run on the simulated host, and output, error output and exit
-/// status must be the captured ones, byte for byte, but for what is different on each run of the
-/// real tools:
-///  - UUIDs: each captured one stands for one of ours, the same throughout the session;
+/// Replays captured output of real tools. A session (replay/*.txt) sets up a scene and names
+/// captures. The command of each runs on the simulated host, and output, error output and exit
+/// status must be the captured ones byte for byte, except for what the real tools print differently
+/// each time:
+///  - UUIDs: each captured one corresponds to one of ours for the whole session;
 ///  - numbers of D-Bus active paths, random parts of IPv6 addresses, EAP session numbers;
 ///  - dates, times and day names, and the process numbers in netplan's warnings;
 ///  - counters of packets and bytes, and the bit rates of a link.
@@ -22,7 +22,7 @@ class tst_Replay : public QObject
 private slots:
     void session_data();
     void session();
-    void everyCaptureOfTheListIsReplayed();
+    void everyListedCaptureIsReplayed();
 
 private:
     struct Capture
@@ -35,14 +35,14 @@ private:
     bool replay(const QString& name);
     void runUncompared(const QString& name);
     SimulatedHost::Result run(const QString& command) const;
-    bool isAsCaptured(const QString& name, const QByteArray& actual, const char* suffix);
+    bool matchesCapture(const QString& name, const QByteArray& actual, const char* suffix);
     QString withOurUuids(QString text) const;
 
     QMap<QString, Capture> _captures;
     QSet<QString> _replayed;
     std::unique_ptr<SimulatedHost> _host;
     QString _locale;
-    QMap<QString, QString> _uuids; ///< captured one to ours
+    QMap<QString, QString> _uuids; ///< ours, by the captured one
 };
 
 namespace {
@@ -55,8 +55,8 @@ QString contentOf(const QString& path)
     return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
 }
 
-// What no two runs of the real tools have alike.
-QString withoutVariables(QString text)
+// Masks what differs between two runs of the real tools.
+QString withVariablesMasked(QString text)
 {
     const struct
     {
@@ -146,7 +146,7 @@ bool tst_Replay::step(const QString& line)
             _host->set(words.at(i), words.at(i + 1));
         return true;
     }
-    // A session serves several locales, and not every capture was taken in each of them.
+    // A session is run in several locales, and not every capture was taken in all of them.
     return verb == "replay" && std::all_of(words.begin(), words.end(), [&](const QString& name) {
                const bool isTaken = _captures.contains(name + "." + _locale);
                if (!isTaken)
@@ -171,7 +171,7 @@ SimulatedHost::Result tst_Replay::run(const QString& command) const
     return _host->run(line, _locale);
 }
 
-// What it changes on the host has to happen in any locale.
+// Without a capture in this locale: the command still has to change the host.
 void tst_Replay::runUncompared(const QString& name)
 {
     for (const char* locale : {".c", ".zh"})
@@ -182,7 +182,7 @@ void tst_Replay::runUncompared(const QString& name)
     QFAIL(qPrintable("no capture " + name));
 }
 
-bool tst_Replay::isAsCaptured(const QString& name, const QByteArray& actual, const char* suffix)
+bool tst_Replay::matchesCapture(const QString& name, const QByteArray& actual, const char* suffix)
 {
     const QString captured = contentOf(KY_TEST_DATA "/" + name + suffix);
     const QString text = QString::fromUtf8(actual);
@@ -191,8 +191,8 @@ bool tst_Replay::isAsCaptured(const QString& name, const QByteArray& actual, con
     for (int i = 0; i < theirs.size() && i < mine.size(); ++i)
         if (!_uuids.contains(theirs.at(i)))
             _uuids[theirs.at(i)] = mine.at(i);
-    const QString expected = withoutVariables(withOurUuids(captured));
-    const QString found = withoutVariables(text);
+    const QString expected = withVariablesMasked(withOurUuids(captured));
+    const QString found = withVariablesMasked(text);
     if (found == expected)
         return true;
     qWarning().noquote() << name + suffix << "captured:\n" + expected + "\nhere:\n" + found;
@@ -207,13 +207,13 @@ bool tst_Replay::replay(const QString& name)
     const auto result = run(capture.command);
 
     const bool isSame =
-        isAsCaptured(name, result.output, ".out") && isAsCaptured(name, result.error, ".err");
+        matchesCapture(name, result.output, ".out") && matchesCapture(name, result.error, ".err");
     if (result.status != capture.status)
         qWarning() << name << "captured status" << capture.status << "here" << result.status;
     return isSame && result.status == capture.status;
 }
 
-void tst_Replay::everyCaptureOfTheListIsReplayed()
+void tst_Replay::everyListedCaptureIsReplayed()
 {
     QStringList missing;
     for (const QString& name : _captures.keys())

@@ -5,34 +5,34 @@
 #include <QJsonDocument>
 #include <QtTest>
 
-/// The front of the simulated host, and the fixture that other tests stand on.
+/// The command line of hostsim, and the fixture that other tests are built on.
 class tst_SimulatedHost : public QObject
 {
     Q_OBJECT
 
 private slots:
-    void commandLinesAreKeptInOrderWithTheirStatus();
-    void aCallThatNeverEndsIsInTheLog();
+    void commandLinesAreLoggedInOrderWithTheirStatus();
+    void aHangingCallIsLogged();
     void aSettingReachesARunningProgram();
-    void aWrongPathChangesNothing();
-    void theStatusOfTheCommandIsTheRuns();
+    void aWrongPathOrValueChangesNothing();
+    void runReturnsTheStatusOfTheCommand();
     void sigtermReachesTheProgram();
     void aBackgroundJobEndsWithTheRun();
-    void aSecondRunLeavesTheFirstOnesJobsAlone();
-    void theStateGoesOnInALaterRun();
+    void aSecondRunLeavesTheJobsOfTheFirstAlone();
+    void aLaterRunContinuesWithTheState();
     void resetForgetsEverything();
     void scenesAreReadStrictly_data();
     void scenesAreReadStrictly();
     void valuesOfAnyTypeAreSet_data();
     void valuesOfAnyTypeAreSet();
     void argumentsOfAnyBytesAreLogged();
-    void theMachinesFilesStayUntouched();
+    void filesOfTheMachineStayUntouched();
     void aProgramWithoutTheShimSeesTheMountedFolders();
-    void theHostThatWasStartedLastIsFound();
-    void aLaterRunThatHasEndedLeavesTheRunningOneFound();
+    void theNewestRunIsFound();
+    void afterTheNewestRunTheOneBeforeIsFound();
 };
 
-void tst_SimulatedHost::commandLinesAreKeptInOrderWithTheirStatus()
+void tst_SimulatedHost::commandLinesAreLoggedInOrderWithTheirStatus()
 {
     SimulatedHost host;
 
@@ -46,7 +46,7 @@ void tst_SimulatedHost::commandLinesAreKeptInOrderWithTheirStatus()
     QCOMPARE(calls.at(1).status, 0);
 }
 
-void tst_SimulatedHost::aCallThatNeverEndsIsInTheLog()
+void tst_SimulatedHost::aHangingCallIsLogged()
 {
     SimulatedHost host;
     host.addFault("iw", "hang");
@@ -70,7 +70,7 @@ void tst_SimulatedHost::aSettingReachesARunningProgram()
     QCOMPARE(host.process().exitCode(), 0);
 }
 
-void tst_SimulatedHost::aWrongPathChangesNothing()
+void tst_SimulatedHost::aWrongPathOrValueChangesNothing()
 {
     SimulatedHost host;
     const QString before = host.get("");
@@ -83,7 +83,7 @@ void tst_SimulatedHost::aWrongPathChangesNothing()
     QCOMPARE(host.get(""), before);
 }
 
-void tst_SimulatedHost::theStatusOfTheCommandIsTheRuns()
+void tst_SimulatedHost::runReturnsTheStatusOfTheCommand()
 {
     SimulatedHost host;
 
@@ -120,7 +120,7 @@ void tst_SimulatedHost::aBackgroundJobEndsWithTheRun()
     QCOMPARE(host.calls().at(0).status, 0);
 }
 
-void tst_SimulatedHost::aSecondRunLeavesTheFirstOnesJobsAlone()
+void tst_SimulatedHost::aSecondRunLeavesTheJobsOfTheFirstAlone()
 {
     SimulatedHost host;
     host.addFault("iw", "hang");
@@ -133,7 +133,7 @@ void tst_SimulatedHost::aSecondRunLeavesTheFirstOnesJobsAlone()
     QVERIFY(host.process().readAllStandardOutput().isEmpty());
 }
 
-void tst_SimulatedHost::theStateGoesOnInALaterRun()
+void tst_SimulatedHost::aLaterRunContinuesWithTheState()
 {
     SimulatedHost host;
 
@@ -184,7 +184,7 @@ void tst_SimulatedHost::scenesAreReadStrictly_data()
     refused("object for a list", R"({"peers":{}})", "peers: not a list");
     refused("cut", R"({"peers":["a")", "not JSON");
     refused("comma at the end", R"({"pace":1,})", "not JSON");
-    refused("text behind the end", "{} x", "not JSON");
+    refused("text after the end", "{} x", "not JSON");
     refused("not UTF-8", "{\"peers\":[\"\xff\"]}", "not JSON");
     refused("surrogate in UTF-8", "{\"peers\":[\"\xed\xa0\x80\"]}", "not JSON");
     refused("no bytes", "", "cannot read scene");
@@ -221,7 +221,7 @@ void tst_SimulatedHost::valuesOfAnyTypeAreSet_data()
     row("pace", "0.1", "0.1");
     row("pace", "2", "2.0");
     row("ap1.level", "-80", "-80");
-    row("ap1.level", "-80.9", "-80"); // a whole number takes what stands before the point
+    row("ap1.level", "-80.9", "-80"); // a whole number drops the fraction
     row("clock.offsetMs", "1e3", "1000");
     row("clock.offsetMs", "-9000000000", "-9000000000");
     row("ap1.on", "false", "false");
@@ -257,7 +257,7 @@ void tst_SimulatedHost::argumentsOfAnyBytesAreLogged()
                                                                    "c\x1b\t\"\\😀"));
 }
 
-void tst_SimulatedHost::theMachinesFilesStayUntouched()
+void tst_SimulatedHost::filesOfTheMachineStayUntouched()
 {
     SimulatedHost host;
     const auto before = QFileInfo("/etc/localtime").symLinkTarget();
@@ -287,9 +287,9 @@ void tst_SimulatedHost::aProgramWithoutTheShimSeesTheMountedFolders()
             host.run(type).output == "cpu-thermal\n");
 }
 
-void tst_SimulatedHost::theHostThatWasStartedLastIsFound()
+void tst_SimulatedHost::theNewestRunIsFound()
 {
-    // A place of its own for the mark, since other tests start hosts at the same time.
+    // Runs are recorded below TMPDIR; other tests start some at the same time.
     const QTemporaryDir place;
     qputenv("TMPDIR", QFile::encodeName(place.path()));
     SimulatedHost host;
@@ -304,7 +304,7 @@ void tst_SimulatedHost::theHostThatWasStartedLastIsFound()
     qunsetenv("TMPDIR");
 }
 
-void tst_SimulatedHost::aLaterRunThatHasEndedLeavesTheRunningOneFound()
+void tst_SimulatedHost::afterTheNewestRunTheOneBeforeIsFound()
 {
     const QTemporaryDir place;
     qputenv("TMPDIR", QFile::encodeName(place.path()));
@@ -322,12 +322,12 @@ void tst_SimulatedHost::aLaterRunThatHasEndedLeavesTheRunningOneFound()
     QProcess later;
     later.start(KY_HOSTSIM, {"run", "--", "sh", "-c", "echo up; read line"});
     QTRY_VERIFY(later.bytesAvailable() > 0);
-    QCOMPARE(level(), QByteArray("-45\n")); // while it runs, it is the one
+    QCOMPARE(level(), QByteArray("-45\n")); // while it runs, it is the newest
     later.write("\n");
     QVERIFY(later.waitForFinished());
 
     QCOMPARE(level(), QByteArray("-77\n"));
-    // Nobody runs, and the folder of the one that was started last is gone.
+    // Nothing is running, and the folder of the newest run is gone.
     QVERIFY(first.stop());
     QCOMPARE(level(), QByteArray());
     qunsetenv("TMPDIR");

@@ -4,7 +4,7 @@
 
 using hostsim::Keyfile;
 
-/// Profiles as the simulated NetworkManager reads and writes them.
+/// Keyfiles as the simulated NetworkManager reads and writes them.
 class tst_simulated_keyfile : public QObject
 {
     Q_OBJECT
@@ -12,9 +12,9 @@ class tst_simulated_keyfile : public QObject
 private slots:
     void valuesAreReadAsNetworkManagerDoes_data();
     void valuesAreReadAsNetworkManagerDoes();
-    void lastOfTwoEqualKeysCounts();
-    void ssidIsReadInEachForm_data();
-    void ssidIsReadInEachForm();
+    void lastOfRepeatedKeysCounts();
+    void ssidIsReadInEveryForm_data();
+    void ssidIsReadInEveryForm();
     void writtenTextIsReadBack_data();
     void writtenTextIsReadBack();
 };
@@ -25,10 +25,10 @@ void tst_simulated_keyfile::valuesAreReadAsNetworkManagerDoes_data()
     QTest::addColumn<QByteArray>("value");
 
     QTest::newRow("plain") << QByteArray("id=a b") << QByteArray("a b");
-    QTest::newRow("blanks behind") << QByteArray("id=a \t ") << QByteArray("a \t ");
-    QTest::newRow("blanks in front") << QByteArray("id= \ta") << QByteArray("a");
-    QTest::newRow("blanks around the key") << QByteArray(" id =a") << QByteArray("a");
-    QTest::newRow("only blanks") << QByteArray("id=  ") << QByteArray();
+    QTest::newRow("spaces after") << QByteArray("id=a \t ") << QByteArray("a \t ");
+    QTest::newRow("spaces before") << QByteArray("id= \ta") << QByteArray("a");
+    QTest::newRow("spaces around the key") << QByteArray(" id =a") << QByteArray("a");
+    QTest::newRow("only spaces") << QByteArray("id=  ") << QByteArray();
     QTest::newRow("line end of another system") << QByteArray("id=a \r") << QByteArray("a ");
     QTest::newRow("escapes") << QByteArray("id=\\sa\\tb\\nc\\rd\\\\e")
                              << QByteArray(" a\tb\nc\rd\\e");
@@ -45,7 +45,7 @@ void tst_simulated_keyfile::valuesAreReadAsNetworkManagerDoes()
     QTEST(QByteArray::fromStdString(keyfile.text("connection", "id")), "value");
 }
 
-void tst_simulated_keyfile::lastOfTwoEqualKeysCounts()
+void tst_simulated_keyfile::lastOfRepeatedKeysCounts()
 {
     Keyfile keyfile("[connection]\nid=first\ntype=wifi\n[ipv4]\n[connection]\nid=last\n");
 
@@ -55,7 +55,7 @@ void tst_simulated_keyfile::lastOfTwoEqualKeysCounts()
     QCOMPARE(keyfile.toText(), std::string("[connection]\nid=new\ntype=wifi\n\n[ipv4]\n"));
 }
 
-void tst_simulated_keyfile::ssidIsReadInEachForm_data()
+void tst_simulated_keyfile::ssidIsReadInEveryForm_data()
 {
     QTest::addColumn<QByteArray>("value");
     QTest::addColumn<QByteArray>("ssid");
@@ -65,10 +65,10 @@ void tst_simulated_keyfile::ssidIsReadInEachForm_data()
     QTest::newRow("semicolon") << QByteArray("a\\\\;b") << QByteArray("a;b");
     QTest::newRow("backslash before a semicolon")
         << QByteArray("a\\\\\\\\;b") << QByteArray("a\\;b");
-    QTest::newRow("blank behind") << QByteArray("Net ") << QByteArray("Net ");
+    QTest::newRow("space after") << QByteArray("Net ") << QByteArray("Net ");
 }
 
-void tst_simulated_keyfile::ssidIsReadInEachForm()
+void tst_simulated_keyfile::ssidIsReadInEveryForm()
 {
     QFETCH(QByteArray, value);
 
@@ -81,7 +81,7 @@ void tst_simulated_keyfile::writtenTextIsReadBack_data()
 {
     QTest::addColumn<QByteArray>("text");
 
-    QTest::newRow("blanks around") << QByteArray("  a  ");
+    QTest::newRow("spaces around") << QByteArray("  a  ");
     QTest::newRow("semicolons and a backslash") << QByteArray("a;b\\c\\");
     QTest::newRow("backslash before a semicolon") << QByteArray("a\\;b\\\\;;");
     QTest::newRow("looks like bytes") << QByteArray("82;111;");

@@ -16,8 +16,8 @@ constexpr int kCycleLimitMs = 30000;
 
 } // namespace
 
-/// The daemon on a simulated host, with its own timer: what a person sees who changes the levels
-/// from a second terminal.
+/// The daemon on a simulated host, with its own timer, as seen by a person who changes levels from
+/// a second terminal.
 class tst_RobotDaemon : public QObject
 {
     Q_OBJECT
@@ -27,12 +27,12 @@ private slots:
     void cleanupTestCase();
 
     void robotRoamsWhenLevelsChange();
-    void viewNamesLinkCandidatesAndDecision();
-    void lostAndFoundLinkReachesTheSidePort();
-    void firstHotspotStartWorks();
+    void viewShowsLinkCandidatesAndDecision();
+    void lostAndRestoredLinkIsShown();
+    void hotspotStartsAtFirstAttempt();
     void hostileRequestsAreAnswered_data();
     void hostileRequestsAreAnswered();
-    void echoIsAnsweredWhileTheNetworkWaits();
+    void echoIsAnsweredWhileANetworkToolIsSlow();
 
 private:
     ProgramResult kyctl(const QStringList& arguments);
@@ -100,7 +100,7 @@ void tst_RobotDaemon::robotRoamsWhenLevelsChange()
     QVERIFY(_host->lines().contains(QStringLiteral("sudo wpa_cli -i wlan0 roam %1").arg(kAp5)));
 }
 
-void tst_RobotDaemon::viewNamesLinkCandidatesAndDecision()
+void tst_RobotDaemon::viewShowsLinkCandidatesAndDecision()
 {
     const ProgramResult view = kyctl({"wifi", "watch", "--count", "1"});
 
@@ -114,7 +114,7 @@ void tst_RobotDaemon::viewNamesLinkCandidatesAndDecision()
     QVERIFY(view.output.contains("last roam: Switch AP:02:00:00:00:05:00 ("));
 }
 
-void tst_RobotDaemon::lostAndFoundLinkReachesTheSidePort()
+void tst_RobotDaemon::lostAndRestoredLinkIsShown()
 {
     QFile wifi(_home.filePath("home/appInfo/setting/WirelessCard.ini"));
     QVERIFY(wifi.open(QIODevice::ReadWrite));
@@ -135,7 +135,7 @@ void tst_RobotDaemon::lostAndFoundLinkReachesTheSidePort()
     QTRY_COMPARE_WITH_TIMEOUT(linkState(), QString("good"), kCycleLimitMs);
 }
 
-void tst_RobotDaemon::firstHotspotStartWorks()
+void tst_RobotDaemon::hotspotStartsAtFirstAttempt()
 {
     QCOMPARE(kyctl({"net", "supervision", "off"}).status, 0);
 
@@ -184,7 +184,7 @@ void tst_RobotDaemon::hostileRequestsAreAnswered()
     QVERIFY(!QFile::exists("hacked"));
 }
 
-void tst_RobotDaemon::echoIsAnsweredWhileTheNetworkWaits()
+void tst_RobotDaemon::echoIsAnsweredWhileANetworkToolIsSlow()
 {
     _host->addFault("iw", "slow", {"--ms", "3000", "--times", "1"});
     QProcess slow;

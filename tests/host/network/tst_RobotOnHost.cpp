@@ -49,7 +49,7 @@ public:
 
 } // namespace
 
-/// Roaming, supervision, addressing and the hotspot against the stand-ins of the tools.
+/// Roaming, supervision, addressing and the hotspot on the simulated host.
 class tst_RobotOnHost : public QObject
 {
     Q_OBJECT
@@ -60,27 +60,27 @@ private slots:
     void cleanup();
 
     void weakLinkRoamsToTheBest5G();
-    void only5GIsKeptTo();
-    void lossAtTheFloorTakesAnyGain();
+    void only5GIsUsedIfSetSo();
+    void atTheFloorAnyGainIsTaken();
     void goodLinkIsLeftAlone();
-    void busyScanWaitsForTheNextCycle();
-    void hangingToolHoldsOneCycleOnly();
-    void lostLinkIsReportedRepairedAndFound();
-    void lostApIsFoundAgainWithoutProbe();
+    void busyScanIsLeftToTheNextCycle();
+    void hangingToolHoldsUpOneCycleOnly();
+    void lostLinkIsReportedAndRepaired();
+    void lostApIsRejoinedWithoutProbe();
     void listsAndStatus();
 
-    void wifiAddressIsSetAndGivenBack();
+    void wifiAddressIsSetAndReleased();
     void wiredAddressIsSet();
     void hostileAddressIsRefusedByTheTool();
     void hotspotOpensAndCloses();
-    void cardGoesOffAndItsProfileWithIt();
-    void internalCardIsNotedAndFoundAgain();
-    void factoryAddressGoesToTheNotedCard();
+    void switchingTheCardOffRemovesItsProfile();
+    void internalCardIsRecordedAndFoundAgain();
+    void factoryAddressGoesToTheRecordedCard();
     void reportNamesBothCards();
 
-    // Board 6, whose hotspot is hostapd on an interface of its own
+    // Board 6, whose hotspot is hostapd on a separate interface
     void runningHotspotIsNotStartedAgain();
-    void stoppingTakesTheInterfaceDownAndIsFalse();
+    void stoppingTakesTheInterfaceDownAndReturnsFalse();
 
 private:
     void useHostapdBoard();
@@ -162,7 +162,7 @@ void tst_RobotOnHost::weakLinkRoamsToTheBest5G()
     QCOMPARE(bssid(), kAp5);
 }
 
-void tst_RobotOnHost::only5GIsKeptTo()
+void tst_RobotOnHost::only5GIsUsedIfSetSo()
 {
     join();
     _network->_isSwitchOnlyTo5G = true;
@@ -176,7 +176,7 @@ void tst_RobotOnHost::only5GIsKeptTo()
     QCOMPARE(bssid(), kAp2);
 }
 
-void tst_RobotOnHost::lossAtTheFloorTakesAnyGain()
+void tst_RobotOnHost::atTheFloorAnyGainIsTaken()
 {
     join();
     _host->set(QStringLiteral("ap2.on"), QStringLiteral("false"));
@@ -202,7 +202,7 @@ void tst_RobotOnHost::goodLinkIsLeftAlone()
     QCOMPARE(_host->lines(), QStringList{QStringLiteral("iw wlan0 link")});
 }
 
-void tst_RobotOnHost::busyScanWaitsForTheNextCycle()
+void tst_RobotOnHost::busyScanIsLeftToTheNextCycle()
 {
     join();
     _host->set(QStringLiteral("ap1.level"), QStringLiteral("-80"));
@@ -216,7 +216,7 @@ void tst_RobotOnHost::busyScanWaitsForTheNextCycle()
     QCOMPARE(bssid(), kAp5);
 }
 
-void tst_RobotOnHost::hangingToolHoldsOneCycleOnly()
+void tst_RobotOnHost::hangingToolHoldsUpOneCycleOnly()
 {
     join();
     _host->set(QStringLiteral("ap1.level"), QStringLiteral("-80"));
@@ -234,7 +234,7 @@ void tst_RobotOnHost::hangingToolHoldsOneCycleOnly()
     QVERIFY(!bssid().isEmpty());
 }
 
-void tst_RobotOnHost::lostLinkIsReportedRepairedAndFound()
+void tst_RobotOnHost::lostLinkIsReportedAndRepaired()
 {
     join();
     _network->_disconnectionMethod = 1;
@@ -246,14 +246,14 @@ void tst_RobotOnHost::lostLinkIsReportedRepairedAndFound()
     tick();
     tick();
     switchSite(true);
-    tick(); // still lost when probed, then repaired
+    tick(); // the probe still fails, then the link is repaired
     tick();
 
     QCOMPARE(reports(), (QList<int>{4803, 4802, 4802, 4802, 4803}));
     QVERIFY(!bssid().isEmpty());
 }
 
-void tst_RobotOnHost::lostApIsFoundAgainWithoutProbe()
+void tst_RobotOnHost::lostApIsRejoinedWithoutProbe()
 {
     join();
     switchSite(false);
@@ -283,7 +283,7 @@ void tst_RobotOnHost::listsAndStatus()
     QVERIFY(display.value(QStringLiteral("wifi_list")).toList().size() >= 7);
 }
 
-void tst_RobotOnHost::wifiAddressIsSetAndGivenBack()
+void tst_RobotOnHost::wifiAddressIsSetAndReleased()
 {
     join();
 
@@ -308,7 +308,7 @@ void tst_RobotOnHost::wifiAddressIsSetAndGivenBack()
 
 void tst_RobotOnHost::wiredAddressIsSet()
 {
-    _network->changedNetworkCardStatus(9, true); // of no kind: nothing
+    _network->changedNetworkCardStatus(9, true); // no such kind of card: does nothing
     QVariantMap before;
     _network->getAlxCardInfo(before);
     // The last wired card of the interface table.
@@ -350,14 +350,14 @@ void tst_RobotOnHost::hotspotOpensAndCloses()
              _network->getNetworkManagerFileInfo(QStringLiteral("MyHostspot"))
                  .value(QStringLiteral("uuid"))
                  .toString());
-    QVERIFY(!_network->isHostspot()); // as ever
+    QVERIFY(!_network->isHostspot()); // always
     QVERIFY(_network->stopHotspot());
     QVERIFY(!_network->stopHotspot());
     QVERIFY(_network->getLastError().contains(QLatin1String("MyHostspot")));
     QVERIFY(!_network->fixHotspot());
 }
 
-void tst_RobotOnHost::cardGoesOffAndItsProfileWithIt()
+void tst_RobotOnHost::switchingTheCardOffRemovesItsProfile()
 {
     join();
 
@@ -370,7 +370,7 @@ void tst_RobotOnHost::cardGoesOffAndItsProfileWithIt()
     QVERIFY(_host->lines().isEmpty());
 }
 
-void tst_RobotOnHost::internalCardIsNotedAndFoundAgain()
+void tst_RobotOnHost::internalCardIsRecordedAndFoundAgain()
 {
     _host->run(QStringLiteral("nmcli connection add type ethernet con-name internal ifname eth1 "
                               "ipv4.addresses 192.168.192.5/24 ipv4.method manual; "
@@ -380,18 +380,18 @@ void tst_RobotOnHost::internalCardIsNotedAndFoundAgain()
     const QString mac = _network->_wiredMacName;
     QCOMPARE(mac, QNetworkInterface::interfaceFromName(QStringLiteral("eth1")).hardwareAddress());
     QVERIFY(QFile::exists(QLatin1String(kStartFile)));
-    QVERIFY(_network->activateNetworkCard()); // found, with the file there
+    QVERIFY(_network->activateNetworkCard()); // found, and the file exists already
 
     _host->run(QStringLiteral("nmcli connection down internal"));
     _host->clearLines();
-    QVERIFY(_network->activateNetworkCard()); // from the file that it wrote
+    QVERIFY(_network->activateNetworkCard()); // from the file
 
     QCOMPARE(_network->_wiredMacName, mac);
     QCOMPARE(_host->lines().filter(QStringLiteral("ifname eth1")).size(), 1);
     QVERIFY(_host->lines().at(1).contains(QLatin1String(kInternalIp)));
 }
 
-void tst_RobotOnHost::factoryAddressGoesToTheNotedCard()
+void tst_RobotOnHost::factoryAddressGoesToTheRecordedCard()
 {
     QDir().mkpath(QCoreApplication::applicationDirPath() + QStringLiteral("/appInfo/setting"));
     _host->run(QStringLiteral("nmcli connection add type ethernet con-name internal ifname eth1 "
@@ -424,7 +424,7 @@ void tst_RobotOnHost::reportNamesBothCards()
     QCOMPARE(report.value(QStringLiteral("connection_status")).toInt(), 1);
 }
 
-// eth1 of the default scene, under the name of the board's own interface.
+// eth1 of the default scene, under the name of the interface on that board.
 void tst_RobotOnHost::useHostapdBoard()
 {
     QByteArray scene = _host->run(QStringLiteral("hostsim scene")).output;
@@ -454,7 +454,7 @@ void tst_RobotOnHost::runningHotspotIsNotStartedAgain()
     QCOMPARE(conf.readAll(), QByteArray("ssid=old\n"));
 }
 
-void tst_RobotOnHost::stoppingTakesTheInterfaceDownAndIsFalse()
+void tst_RobotOnHost::stoppingTakesTheInterfaceDownAndReturnsFalse()
 {
     useHostapdBoard();
     _network->setLastError(QStringLiteral("before"));

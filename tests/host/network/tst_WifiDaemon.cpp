@@ -9,8 +9,8 @@
 
 #include <memory>
 
-/// Each verb of the cards and of joining a Wi-Fi once, as a person types it: client, daemon with
-/// its own settings, tools of a simulated host.
+/// Each verb for cards and for joining a Wi-Fi network once, as a person types it, with client,
+/// daemon and the tools of a simulated host.
 class tst_WifiDaemon : public QObject
 {
     Q_OBJECT
@@ -25,17 +25,17 @@ private slots:
     void storedPasswordIsShown();
     void passwordInUseIsFoundUnderAnyName();
     void passwordComesFromAPipe();
-    void networkIsJoinedByItsNameAlone();
+    void openNetworkIsJoinedByItsName();
     void wifiProfilesAreForgotten();
     void profilesOfOneCardAreForgotten();
     void refusedRequestsKeepEveryProfile_data();
     void refusedRequestsKeepEveryProfile();
     void cardIsConnected();
-    void cardsByTheirPart_data();
-    void cardsByTheirPart();
+    void cardsAreShownByTheirRole_data();
+    void cardsAreShownByTheirRole();
     void everyCardIsListedWithItsAddress();
     void oneCardIsShownByItsName();
-    void hostWithoutWiredDriverIsTold();
+    void missingWiredDriverIsReported();
     void wiredDriverIsShownAndDisabled();
     void cardWithoutAKnownNameIsRefused_data();
     void cardWithoutAKnownNameIsRefused();
@@ -79,7 +79,7 @@ void tst_WifiDaemon::join()
     QVERIFY2(result.status == 0, result.errors);
 }
 
-/// Keyfiles of Wi-Fi profiles on the host.
+/// Names of the keyfiles of Wi-Fi profiles on the host.
 QStringList tst_WifiDaemon::profiles() const
 {
     const QDir folder(_host->privatePath("/etc/NetworkManager/system-connections"));
@@ -169,7 +169,7 @@ void tst_WifiDaemon::passwordComesFromAPipe()
     QCOMPARE(_host->lines().filter("device wifi connect RobotNet password robotpass").size(), 1);
 }
 
-void tst_WifiDaemon::networkIsJoinedByItsNameAlone()
+void tst_WifiDaemon::openNetworkIsJoinedByItsName()
 {
     const ProgramResult result = kyctl({"wifi", "connect-short", "OpenNet"});
 
@@ -235,7 +235,7 @@ void tst_WifiDaemon::cardIsConnected()
     QVERIFY(_host->lines().contains("nmcli device connect eth1"));
 }
 
-void tst_WifiDaemon::cardsByTheirPart_data()
+void tst_WifiDaemon::cardsAreShownByTheirRole_data()
 {
     QTest::addColumn<QString>("option");
     QTest::addColumn<QString>("key");
@@ -249,7 +249,7 @@ void tst_WifiDaemon::cardsByTheirPart_data()
                               << "52:54:00:AB:CD:11";
 }
 
-void tst_WifiDaemon::cardsByTheirPart()
+void tst_WifiDaemon::cardsAreShownByTheirRole()
 {
     QFETCH(QString, option);
     QFETCH(QString, key);
@@ -296,7 +296,7 @@ void tst_WifiDaemon::oneCardIsShownByItsName()
     QVERIFY(kyctl({"net", "card", "nosuch0"}).errors.contains("40300"));
 }
 
-void tst_WifiDaemon::hostWithoutWiredDriverIsTold()
+void tst_WifiDaemon::missingWiredDriverIsReported()
 {
     const ProgramResult driver = kyctl({"net", "driver", "--json"});
     QCOMPARE(driver.status, 0);
@@ -362,7 +362,7 @@ void tst_WifiDaemon::cardWithoutAKnownNameIsRefused_data()
         << QByteArray("hardwareType=2\n");
 }
 
-// A host of two cards with a w in their names, and a daemon that knows neither.
+// The host has two cards with a w in their names, and the daemon knows neither.
 void tst_WifiDaemon::cardWithoutAKnownNameIsRefused()
 {
     QFETCH(QStringList, command);

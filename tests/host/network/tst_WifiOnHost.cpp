@@ -16,7 +16,7 @@ namespace {
 
 const QString kFolder = QLatin1String(ky::paths::kNetworkManagerProfiles);
 
-/// Keyfiles of Wi-Fi profiles, by name.
+/// Names of the keyfiles of Wi-Fi profiles.
 QStringList wifiProfiles()
 {
     QStringList names;
@@ -55,8 +55,8 @@ bool isChinese()
 
 } // namespace
 
-/// The library on a simulated host, from a profile that is made to the address of the card. Runs
-/// once in English and once in Chinese.
+/// The library on a simulated host, from creating a profile to the address of the card. Runs once
+/// in English and once in Chinese.
 class tst_WifiOnHost : public QObject
 {
     Q_OBJECT
@@ -67,33 +67,33 @@ private slots:
     void cleanup();
 
     void joinsAProtectedNetwork();
-    void wrongPasswordIsToldInTheToolsWords();
-    void profileOfAFailedAttemptGoesWithTheNextOne_data();
-    void profileOfAFailedAttemptGoesWithTheNextOne();
-    void joinsAgainWithOneProfile();
+    void wrongPasswordIsReportedInTheToolsWords();
+    void nextAttemptRemovesTheProfileOfAFailedOne_data();
+    void nextAttemptRemovesTheProfileOfAFailedOne();
+    void joiningAgainLeavesOneProfile();
     void joinsAChineseName();
     void joinsAnOpenNetworkByTheShortForm();
-    void unknownNetworkIsToldInTheToolsWords();
+    void unknownNetworkIsReportedInTheToolsWords();
     void hiddenNetworkIsNotFoundByItsName();
     void hiddenNetworkIsJoinedAfterAScanForItsName();
     void joinsAHiddenNetworkWithAFixedAddress();
     void joinsByIdentityAndPassword();
     void joinsByCertificate();
-    void cardsTellTheirAddresses();
+    void cardsShowTheirAddresses();
     void cardOfNetworkManagerIsConnected();
-    void unknownDeviceIsToldInTheToolsWords();
+    void unknownDeviceIsReportedInTheToolsWords();
     void profilesOfACardAreForgotten();
     void profileIsGoneFromTheToolsTableToo();
     void profileOfNetplanHasNoKeyfile();
     void emptyUuidBringsUpAnyProfileOfTheCard();
-    void cardIsNotMadeOfNothingForWifi();
+    void onlyAWiredCardConnectsWithoutAProfile();
     void networkOutOfReachEndsAtTheLimit();
     void interfaceWithoutHardwareAddressIsNoCard();
-    void stoppedToolIsEndedAtItsLimit();
-    void missingToolIsTold();
-    void noisyToolIsNoSuccess();
-    void hardwareListKnowsNoWiredInterface();
-    void failedScanIsNoWord();
+    void hangingToolIsKilledAtItsLimit();
+    void missingToolIsReported();
+    void garbageFromAToolIsNoSuccess();
+    void wiredCardCannotBeDisabledPermanently();
+    void failedListMeansNoWirelessCard();
 
 private:
     QString error() const { return _network->getLastError(); }
@@ -153,19 +153,19 @@ void tst_WifiOnHost::joinsAProtectedNetwork()
     QCOMPARE(_network->getCurrentWifiUUid(), profile.value(QStringLiteral("uuid")).toString());
 }
 
-void tst_WifiOnHost::wrongPasswordIsToldInTheToolsWords()
+void tst_WifiOnHost::wrongPasswordIsReportedInTheToolsWords()
 {
     QVERIFY(!_network->connectWindowWifi("RobotNet", "wrong-one", false));
 
     QVERIFY2(error().contains(isChinese() ? QStringLiteral(u"密钥")
                                           : QStringLiteral("Secrets were required")),
              qPrintable(error()));
-    // NetworkManager keeps the profile that did not come up.
+    // NetworkManager keeps a profile that failed to come up.
     QCOMPARE(wifiProfiles().size(), 1);
     QCOMPARE(cardEntry("dhcp"), QVariant(QStringLiteral("Not Found")));
 }
 
-void tst_WifiOnHost::profileOfAFailedAttemptGoesWithTheNextOne_data()
+void tst_WifiOnHost::nextAttemptRemovesTheProfileOfAFailedOne_data()
 {
     QTest::addColumn<QString>("password");
 
@@ -174,7 +174,7 @@ void tst_WifiOnHost::profileOfAFailedAttemptGoesWithTheNextOne_data()
     QTest::newRow("none") << "";
 }
 
-void tst_WifiOnHost::profileOfAFailedAttemptGoesWithTheNextOne()
+void tst_WifiOnHost::nextAttemptRemovesTheProfileOfAFailedOne()
 {
     QFETCH(QString, password);
     QVERIFY(!_network->connectWindowWifi("RobotNet", password, false));
@@ -186,7 +186,7 @@ void tst_WifiOnHost::profileOfAFailedAttemptGoesWithTheNextOne()
     QVERIFY(!_host->run("nmcli connection show").output.contains("RobotNet"));
 }
 
-void tst_WifiOnHost::joinsAgainWithOneProfile()
+void tst_WifiOnHost::joiningAgainLeavesOneProfile()
 {
     QVERIFY(_network->connectWindowWifi("OpenNet", "", false));
     QVERIFY(_network->connectWindowWifi("RobotNet", "robotpass", false));
@@ -216,7 +216,7 @@ void tst_WifiOnHost::joinsAnOpenNetworkByTheShortForm()
     QCOMPARE(cardEntry("GENERAL.CONNECTION:"), QVariant(QStringLiteral("OpenNet")));
 }
 
-void tst_WifiOnHost::unknownNetworkIsToldInTheToolsWords()
+void tst_WifiOnHost::unknownNetworkIsReportedInTheToolsWords()
 {
     QVERIFY(!_network->connectWindowWifi("NoSuchNet", "robotpass", false));
 
@@ -225,7 +225,7 @@ void tst_WifiOnHost::unknownNetworkIsToldInTheToolsWords()
 
 void tst_WifiOnHost::hiddenNetworkIsNotFoundByItsName()
 {
-    // Nothing has scanned for the name before.
+    // Nobody has scanned for the name yet.
     QVERIFY(!_network->connectWindowWifi("HiddenNet", "robotpass", true));
 
     QVERIFY2(error().contains(QStringLiteral("HiddenNet")), qPrintable(error()));
@@ -291,7 +291,7 @@ void tst_WifiOnHost::joinsByCertificate()
     QCOMPARE(cardEntry("GENERAL.CONNECTION:"), QVariant(QStringLiteral("EntNet")));
 }
 
-void tst_WifiOnHost::cardsTellTheirAddresses()
+void tst_WifiOnHost::cardsShowTheirAddresses()
 {
     QVERIFY2(_network->connectDeviceCard("eth1"), qPrintable(error()));
 
@@ -316,7 +316,7 @@ void tst_WifiOnHost::cardOfNetworkManagerIsConnected()
     QVERIFY(!_network->getNetworkManagerSSIDFileNameBy(uuid).isEmpty());
 }
 
-void tst_WifiOnHost::unknownDeviceIsToldInTheToolsWords()
+void tst_WifiOnHost::unknownDeviceIsReportedInTheToolsWords()
 {
     QVERIFY(!_network->connectDeviceCard("nosuch0"));
 
@@ -335,7 +335,7 @@ void tst_WifiOnHost::profilesOfACardAreForgotten()
     QCOMPARE(wifiProfiles().size(), 1);
 }
 
-// The keyfile goes first, unknown to the tool, which then removes what it still lists.
+// The library deletes the keyfile first, without the tool, which then removes what it still lists.
 void tst_WifiOnHost::profileIsGoneFromTheToolsTableToo()
 {
     QVERIFY(_network->connectWindowWifi("RobotNet", "robotpass", false));
@@ -376,7 +376,7 @@ void tst_WifiOnHost::emptyUuidBringsUpAnyProfileOfTheCard()
 {
     QVERIFY(!_network->connectWifi(15000, false));
     QVERIFY2(error().contains("wlan0"), qPrintable(error()));
-    // Below /run the library finds no profile; the tool does.
+    // The library does not look for profiles below /run; the tool does.
     QVERIFY(_network->connectWindowWifi("RobotNet", "robotpass", false));
     QCOMPARE(_host
                  ->run("mkdir -p /run/NetworkManager/system-connections; "
@@ -391,7 +391,7 @@ void tst_WifiOnHost::emptyUuidBringsUpAnyProfileOfTheCard()
     QVERIFY(_host->lines().contains(QStringLiteral("sudo nmcli connection up ifname wlan0")));
 }
 
-void tst_WifiOnHost::cardIsNotMadeOfNothingForWifi()
+void tst_WifiOnHost::onlyAWiredCardConnectsWithoutAProfile()
 {
     QVERIFY(!_network->connectDeviceCard("wlan0"));
     QVERIFY2(error().contains("'wireless' setting is required"), qPrintable(error()));
@@ -400,7 +400,7 @@ void tst_WifiOnHost::cardIsNotMadeOfNothingForWifi()
     QVERIFY(!_network->getNetworkManagerFileInfo("eth0").isEmpty());
 }
 
-// The tool would fail in its own words after 26 s.
+// By itself the tool would fail after 26 s.
 void tst_WifiOnHost::networkOutOfReachEndsAtTheLimit()
 {
     QVERIFY(_network->connectWindowWifi("RobotNet", "robotpass", false));
@@ -435,7 +435,7 @@ void tst_WifiOnHost::interfaceWithoutHardwareAddressIsNoCard()
     QCOMPARE(network._networkCardNames.size(), 5);
 }
 
-void tst_WifiOnHost::stoppedToolIsEndedAtItsLimit()
+void tst_WifiOnHost::hangingToolIsKilledAtItsLimit()
 {
     QVERIFY(_network->connectWindowWifi("RobotNet", "robotpass", false));
     _host->addFault("nmcli", "hang");
@@ -445,7 +445,7 @@ void tst_WifiOnHost::stoppedToolIsEndedAtItsLimit()
     QVERIFY2(error().contains(QStringLiteral("300")), qPrintable(error()));
 }
 
-void tst_WifiOnHost::missingToolIsTold()
+void tst_WifiOnHost::missingToolIsReported()
 {
     _host->addFault("nmcli", "missing");
 
@@ -454,7 +454,7 @@ void tst_WifiOnHost::missingToolIsTold()
     QVERIFY2(error().contains(QStringLiteral("nmcli")), qPrintable(error()));
 }
 
-void tst_WifiOnHost::noisyToolIsNoSuccess()
+void tst_WifiOnHost::garbageFromAToolIsNoSuccess()
 {
     _host->addFault("nmcli", "garbage");
 
@@ -465,7 +465,7 @@ void tst_WifiOnHost::noisyToolIsNoSuccess()
     QVERIFY(!card.contains(QStringLiteral("dhcp")));
 }
 
-void tst_WifiOnHost::hardwareListKnowsNoWiredInterface()
+void tst_WifiOnHost::wiredCardCannotBeDisabledPermanently()
 {
     QVERIFY(!_network->setPermanentlyDisabled(1, true));
 
@@ -473,7 +473,7 @@ void tst_WifiOnHost::hardwareListKnowsNoWiredInterface()
                           "Permanent disabling of wired network cards is currently not supported"));
 }
 
-void tst_WifiOnHost::failedScanIsNoWord()
+void tst_WifiOnHost::failedListMeansNoWirelessCard()
 {
     _host->addFault("ifconfig", "fail");
     QString name;
