@@ -154,7 +154,7 @@ void setEnvironment(const Store& store, const Options& options)
     ::_exit(127);
 }
 
-void passSignalsOn()
+void forwardSignals()
 {
     for (const int number : {SIGTERM, SIGINT, SIGHUP})
         std::signal(number, [](int received) {
@@ -190,7 +190,7 @@ void killChildren()
 
 // Servers and hanging tools in the background notice the end of the run and exit; whatever does
 // not is killed. Nothing outlives the run.
-void endLeftOvers()
+void endLeftovers()
 {
     for (int i = 0; i < kGraceTicks * 10; ++i) {
         const pid_t ended = ::waitpid(-1, nullptr, WNOHANG);
@@ -205,7 +205,7 @@ void endLeftOvers()
 }
 
 // SIGCHLD is blocked before the command starts, so that sigtimedwait() cannot miss it.
-sigset_t holdChildSignal()
+sigset_t blockChildSignal()
 {
     sigset_t set;
     sigemptyset(&set);
@@ -233,20 +233,20 @@ int runCommand(const std::vector<std::string>& args)
         ::prctl(PR_SET_CHILD_SUBREAPER,
                 1); // orphaned background jobs become children of this process
     setEnvironment(store, options);
-    const sigset_t childSignal = holdChildSignal();
+    const sigset_t childSignal = blockChildSignal();
     const pid_t child = ::fork();
     if (child < 0)
         throw std::runtime_error(std::string("fork: ") + std::strerror(errno));
     if (child == 0)
         runChild(store, options, childSignal);
     childPid = child;
-    passSignalsOn();
+    forwardSignals();
     const int status = superviseChild(store, child, childSignal, isOwner);
     std::error_code ignored;
     if (isOwner) {
         fs::remove(store.folder().runFile(), ignored);
         markEnded(store.folder().path());
-        endLeftOvers();
+        endLeftovers();
     }
     if (isTemporary)
         fs::remove_all(store.folder().path(), ignored);

@@ -14,15 +14,15 @@ namespace {
 
 constexpr char kHotspotAddress[] = "10.42.0.1/24"; // NetworkManager's for a shared connection
 
-bool hasMethod(const Keyfile& keyfile, const std::string& eap)
+bool hasEapMethod(const Keyfile& keyfile, const std::string& eap)
 {
     const auto methods = split(keyfile.raw("802-1x", "eap"), ';');
     return std::find(methods.begin(), methods.end(), eap) != methods.end();
 }
 
-bool isKnown(const Identity& known, const Keyfile& keyfile)
+bool matches(const Identity& known, const Keyfile& keyfile)
 {
-    if (!hasMethod(keyfile, known.eap) || keyfile.text("802-1x", "identity") != known.identity)
+    if (!hasEapMethod(keyfile, known.eap) || keyfile.text("802-1x", "identity") != known.identity)
         return false;
     if (known.eap == "tls")
         return keyfile.has("802-1x", "client-cert") && keyfile.has("802-1x", "private-key") &&
@@ -31,14 +31,14 @@ bool isKnown(const Identity& known, const Keyfile& keyfile)
 }
 
 // An open network rejects a profile with security settings.
-bool takesSecrets(const AccessPoint& ap, const Keyfile& keyfile)
+bool acceptsSecrets(const AccessPoint& ap, const Keyfile& keyfile)
 {
     if (ap.security == "psk")
         return keyfile.text("wifi-security", "psk") == ap.password;
     if (ap.security != "eap")
         return !keyfile.hasGroup("wifi-security");
     return std::any_of(ap.identities.begin(), ap.identities.end(),
-                       [&](const Identity& known) { return isKnown(known, keyfile); });
+                       [&](const Identity& known) { return matches(known, keyfile); });
 }
 
 bool isHotspotProfile(const Keyfile& keyfile)
@@ -120,7 +120,7 @@ void connectRadio(const Host& host, Card& card, const Keyfile& keyfile)
     if (const AccessPoint* ap = networkOf(host, card, keyfile)) {
         associate(card, *ap);
         if (ap->security == "eap")
-            card.link.eapMethod = hasMethod(keyfile, "tls") ? "tls" : "peap";
+            card.link.eapMethod = hasEapMethod(keyfile, "tls") ? "tls" : "peap";
         if (ap->hidden && keyfile.raw("wifi", "hidden") == "true" &&
             std::count(card.supplicant.askedSsids.begin(), card.supplicant.askedSsids.end(),
                        ap->ssid) == 0)
@@ -135,7 +135,7 @@ Joining tryRadio(const Host& host, const Card& card, const Keyfile& keyfile)
     const AccessPoint* ap = networkOf(host, card, keyfile);
     if (!ap)
         return Joining::NoNetwork;
-    return takesSecrets(*ap, keyfile) ? Joining::Done : Joining::NoSecrets;
+    return acceptsSecrets(*ap, keyfile) ? Joining::Done : Joining::NoSecrets;
 }
 
 } // namespace

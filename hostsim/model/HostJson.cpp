@@ -124,7 +124,7 @@ public:
             Reader reader(json, place);
             fields(reader, value);
             if (reader._foundCount < json.MemberCount())
-                reader.readLeftOvers(value);
+                reader.readLeftovers(value);
         } else {
             readPlain(json, place, value);
         }
@@ -200,7 +200,7 @@ private:
     // Some members have not been read: a key that is not known, or one that stands twice, of which
     // the last value counts.
     template <typename T>
-    void readLeftOvers(T& value)
+    void readLeftovers(T& value)
     {
         for (const auto& member : _json.GetObject())
             if (std::find(_known.begin(), _known.end(), viewOf(member.name)) == _known.end())

@@ -24,7 +24,7 @@ ScanRow rowOf(const AccessPoint& ap, const std::string& shownSsid)
     return {ap.bssid, ap.frequency, ap.level, flagsOfNetwork(ap, shownSsid), shownSsid};
 }
 
-bool isAsked(const Card& card, const std::string& ssid)
+bool wasAskedFor(const Card& card, const std::string& ssid)
 {
     const auto& asked = card.supplicant.askedSsids;
     return std::find(asked.begin(), asked.end(), ssid) != asked.end();
@@ -44,7 +44,7 @@ const AccessPoint* strongest(const Host& host, const Card& card, const std::stri
     if (!card.up || card.blocked)
         return best;
     for (const AccessPoint& ap : host.accessPoints) {
-        const bool isFound = !ap.hidden || withHidden || isAsked(card, ssid);
+        const bool isFound = !ap.hidden || withHidden || wasAskedFor(card, ssid);
         if (ap.ssid == ssid && isFound && isHeard(host, ap) && (!best || ap.level > best->level))
             best = &ap;
     }
@@ -59,7 +59,7 @@ std::vector<ScanRow> scanRows(const Host& host, const Card& card)
         if (!isHeard(host, ap))
             continue;
         rows.push_back(rowOf(ap, ap.hidden ? "" : ap.ssid));
-        if (ap.hidden && isAsked(card, ap.ssid))
+        if (ap.hidden && wasAskedFor(card, ap.ssid))
             named.push_back(rowOf(ap, ap.ssid));
     }
     rows.insert(rows.end(), named.begin(), named.end());

@@ -41,7 +41,7 @@ void moveToBest(const Host& host, Card& card, int marginDb)
 }
 
 // The supplicant goes on showing the address for a while after the link is gone.
-void lose(Card& card, int64_t now)
+void loseLink(Card& card, int64_t now)
 {
     if (!card.ip.addresses.empty())
         card.supplicant.staleAddress =
@@ -56,7 +56,7 @@ void keepLink(const Host& host, Card& card, int64_t now)
     if (!current || !isHeard(host, *current) || current->ssid != card.link.ssid) {
         if (const AccessPoint* other = strongest(host, card, card.link.ssid, true))
             return associate(card, *other);
-        return lose(card, now);
+        return loseLink(card, now);
     }
     if (current->level >= kSelfRoamDbm) {
         card.link.weakSinceMs = 0;
@@ -77,7 +77,7 @@ bool isUsable(const Host& host, const Card& card, const Profile& profile)
 }
 
 // Of several usable profiles NetworkManager takes the one that was used last.
-void connectByItself(Host& host, Card& card)
+void autoconnect(Host& host, Card& card)
 {
     Profile* latest = nullptr;
     for (Profile& profile : host.profiles)
@@ -87,14 +87,14 @@ void connectByItself(Host& host, Card& card)
         activate(host, card, *latest);
 }
 
-bool mayConnect(const Host& host, const Card& card, int64_t now)
+bool mayAutoconnect(const Host& host, const Card& card, int64_t now)
 {
     return host.networkManager && !card.isActive() && !card.nm.keptDown && card.isManaged() &&
            host.autoconnectMs >= 0 && now - card.nm.idleSinceMs >= host.autoconnectMs;
 }
 
 // However hostapd ends, its access point ends with it.
-void closeDeadServer(Card& card)
+void closeDeadHotspot(Card& card)
 {
     if (card.hostapd == 0 || ::kill(card.hostapd, 0) == 0)
         return;
@@ -102,9 +102,9 @@ void closeDeadServer(Card& card)
     dissociate(card);
 }
 
-void passRadioTime(Host& host, Card& card, int64_t now)
+void runRadioTimers(Host& host, Card& card, int64_t now)
 {
-    closeDeadServer(card);
+    closeDeadHotspot(card);
     const bool isOn = card.up && !card.blocked;
     if (!isOn && !card.link.bssid.empty()) {
         dissociate(card);
@@ -126,15 +126,15 @@ void passRadioTime(Host& host, Card& card, int64_t now)
     }
 }
 
-void passCardTime(Host& host, Card& card, int64_t now)
+void runCardTimers(Host& host, Card& card, int64_t now)
 {
     if (card.isWifi())
-        passRadioTime(host, card, now);
+        runRadioTimers(host, card, now);
     const bool isGone = !card.up || card.blocked || !card.carrier;
     if (card.isActive() && isGone && now - card.nm.idleSinceMs >= kDownNoticedMs)
         deactivate(card);
-    if (mayConnect(host, card, now) && !isGone)
-        connectByItself(host, card);
+    if (mayAutoconnect(host, card, now) && !isGone)
+        autoconnect(host, card);
 }
 
 void startLoopback(Host& host, Card& card)
@@ -190,7 +190,7 @@ bool passTime(Host& host, int64_t now)
 {
     const std::string before = fingerprint(host);
     for (Card& card : host.cards)
-        passCardTime(host, card, now);
+        runCardTimers(host, card, now);
     return fingerprint(host) != before;
 }
 

@@ -82,7 +82,7 @@ static void* begin(struct Message* message, const struct nlmsghdr* request, unsi
     return NLMSG_DATA(&message->head);
 }
 
-static void send1(int partner, const struct Message* message)
+static void sendMessage(int partner, const struct Message* message)
 {
     if (write(partner, message, message->head.nlmsg_len) < 0)
         return; /* nobody is reading */
@@ -102,7 +102,7 @@ static void sendLinks(int partner, const struct nlmsghdr* request, const struct 
         add(&message, IFLA_MTU, &link->mtu, sizeof link->mtu);
         if (link->type != ARPHRD_CAN)
             add(&message, IFLA_ADDRESS, link->mac, sizeof link->mac);
-        send1(partner, &message);
+        sendMessage(partner, &message);
     }
 }
 
@@ -139,7 +139,7 @@ static void sendAddresses(int partner, const struct nlmsghdr* request, const str
         const struct ifa_cacheinfo forever = {0xffffffffu, 0xffffffffu, 0, 0};
         add(&message, IFA_FLAGS, &flags, sizeof flags);
         add(&message, IFA_CACHEINFO, &forever, sizeof forever);
-        send1(partner, &message);
+        sendMessage(partner, &message);
     }
 }
 
@@ -158,7 +158,7 @@ static void answerNetlink(int partner, const void* data, size_t size)
     free(table);
     struct Message done;
     memset(begin(&done, request, NLMSG_DONE, sizeof(int)), 0, sizeof(int));
-    send1(partner, &done);
+    sendMessage(partner, &done);
 }
 
 ssize_t send(int fd, const void* data, size_t size, int flags)

@@ -22,7 +22,7 @@ std::optional<Fault> faultFor(const Host& host, const std::string& tool, const s
 }
 
 // Counts down a fault that is limited to a number of calls.
-void useUp(const Store& store, const Fault& used)
+void countDown(const Store& store, const Fault& used)
 {
     if (used.times < 0)
         return;
@@ -61,7 +61,7 @@ bool applyFault(Call& call, const std::string& tool, bool underSudo, int& status
     const auto fault = faultFor(call.host(), tool, shellText(call.args()));
     if (!fault)
         return false;
-    useUp(call.store(), *fault);
+    countDown(call.store(), *fault);
     if (fault->kind == "slow") {
         std::this_thread::sleep_for(std::chrono::milliseconds(fault->ms));
         return false;

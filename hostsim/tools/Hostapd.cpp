@@ -48,7 +48,7 @@ void closeAccessPoint(const Call& call, const std::string& name)
 }
 
 // Signals end the loop in serveUntilEnd(), so that the access point is closed properly.
-void heedSignals()
+void catchSignals()
 {
     for (const int number : {SIGTERM, SIGINT, SIGHUP})
         std::signal(number, [](int) { isStopAsked = 1; });
@@ -95,7 +95,7 @@ int hostapd(Call& call)
                  ": AP-DISABLED \nhostapd_free_hapd_data: Interface " + name + " wasn't started\n");
         return 1;
     }
-    heedSignals();
+    catchSignals();
     openAccessPoint(call, name, valueOf(text, "ssid"));
     call.out(name + ": interface state UNINITIALIZED->ENABLED\n" + name + ": AP-ENABLED \n");
     call.flush();

@@ -55,7 +55,8 @@ int setProperties(Call& call, Keyfile& keyfile, const std::vector<std::string>& 
     return 0;
 }
 
-void warnOfOthers(Call& call, const Host& host, const std::string& id, const std::string& uuid)
+void warnAboutNamesakes(Call& call, const Host& host, const std::string& id,
+                        const std::string& uuid)
 {
     const auto others =
         std::count_if(host.profiles.begin(), host.profiles.end(), [&](const Profile& profile) {
@@ -193,7 +194,7 @@ int bringUp(Call& call, const std::string& uuid, const std::string& cardName)
 }
 
 // Without a name, the first profile that works on the card.
-int upAny(Call& call, const std::string& cardName)
+int bringUpAny(Call& call, const std::string& cardName)
 {
     const Host host = call.host();
     const Card* card = host.card(cardName);
@@ -213,7 +214,7 @@ int upAny(Call& call, const std::string& cardName)
                           {cardName}));
 }
 
-int upOn(Call& call, const Profile& profile, const std::string& cardName)
+int bringUpOn(Call& call, const Profile& profile, const std::string& cardName)
 {
     const Host host = call.host();
     const Card* card = host.card(cardName);
@@ -241,7 +242,7 @@ std::string cardFor(const Host& host, const Profile& profile)
     return {};
 }
 
-size_t placeOf(const Call& call, size_t first, const char* word)
+size_t indexOf(const Call& call, size_t first, const char* word)
 {
     for (size_t i = first; i < call.args().size(); ++i)
         if (call.arg(i) == word)
@@ -282,7 +283,7 @@ int connectionAdd(Call& call, size_t first)
         }
         keyfile.setRaw("connection", "uuid", newUuid(host));
         const std::string uuid = addProfile(host, call.folder(), keyfile).uuid;
-        warnOfOthers(call, host, id, uuid);
+        warnAboutNamesakes(call, host, id, uuid);
         call.out(fill(call.pick("Connection '%1' (%2) successfully added.\n",
                                 "连接 \"%1\" (%2) 已成功添加。\n"),
                       {id, uuid}));
@@ -306,7 +307,7 @@ int connectionModify(Call& call, size_t first)
         if (status != 0)
             return;
         const std::string id = idOf(*profile);
-        warnOfOthers(call, host, id, profile->uuid);
+        warnAboutNamesakes(call, host, id, profile->uuid);
         if (const auto refused = refusal(keyfile)) {
             status = call.fail(kActivationFailed,
                                fill(call.pick("Error: Failed to modify connection '%1': %2\n",
@@ -321,16 +322,16 @@ int connectionModify(Call& call, size_t first)
 
 int connectionUp(Call& call, size_t first)
 {
-    const size_t at = placeOf(call, first, "ifname");
+    const size_t at = indexOf(call, first, "ifname");
     const std::string card = call.arg(at + 1);
     const std::string name = at == first ? "" : nameArgument(call, first);
     if (name.empty())
-        return upAny(call, card);
+        return bringUpAny(call, card);
     const Host host = call.host();
     const Profile* profile = host.profile(name);
     if (!profile)
         return failUnknown(call, name);
-    return upOn(call, *profile, at < call.args().size() ? card : cardFor(host, *profile));
+    return bringUpOn(call, *profile, at < call.args().size() ? card : cardFor(host, *profile));
 }
 
 int connectionDown(Call& call, size_t first)
