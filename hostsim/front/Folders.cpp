@@ -89,9 +89,11 @@ void markStarted(const std::string& folder)
 {
     std::error_code ignored;
     fs::create_directories(runsFolder(), ignored);
+    // Links of runs that were killed: nobody else removes them.
     removeLinks([](const std::string& target) { return !isRunAlive(StateFolder(target)); });
     const std::string mark = std::to_string(nowMs()) + "-" + std::to_string(::getpid());
     fs::create_symlink(folder, runsFolder() + "/" + mark, ignored);
+    // Renamed into place, so that the link is never missing in between.
     const std::string link = baseFolder() + "/current";
     const std::string aside = link + "." + std::to_string(::getpid());
     fs::create_symlink(folder, aside, ignored);

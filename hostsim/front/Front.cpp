@@ -60,6 +60,7 @@ int set(const Store& store, const Args& args)
 {
     if (args.empty() || args.size() % 2 != 0)
         throw std::invalid_argument("set takes pairs of PATH and VALUE");
+    // One change for all pairs: if one of them does not fit, none is made.
     store.change([&](Host& host) {
         for (size_t i = 0; i < args.size(); i += 2)
             host = withValue(host, args[i], args[i + 1]);

@@ -29,6 +29,7 @@ bool enterNamespace()
     const std::string group = std::to_string(::getegid());
     if (::unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0)
         return false;
+    // Without this the kernel refuses the group map of an ordinary user.
     writeLine("/proc/self/setgroups", "deny");
     writeLine("/proc/self/uid_map", user + " " + user + " 1");
     writeLine("/proc/self/gid_map", group + " " + group + " 1");

@@ -28,6 +28,7 @@ namespace hostsim {
 namespace {
 
 constexpr long kTickMs = 200;
+// Half a second for background programs to notice the end of the run.
 constexpr auto kGraceTick = std::chrono::milliseconds(10);
 constexpr int kGraceTicks = 50;
 
@@ -76,6 +77,7 @@ void prepare(const Store& store, const Options& options)
         store.create(sceneOf(options.sceneFile));
     std::vector<std::string> names = toolNames();
     names.emplace_back("hostsim");
+    // A link that is there already, from an earlier run, is kept: failing to make it is no error.
     for (const std::string& name : names) {
         const std::string link = store.folder().binFolder() + "/" + name;
         std::error_code failed;
@@ -248,6 +250,7 @@ int runCommand(const std::vector<std::string>& args)
         markEnded(store.folder().path());
         endLeftovers();
     }
+    // Last, since background programs write to the folder until they end.
     if (isTemporary)
         fs::remove_all(store.folder().path(), ignored);
     return status;

@@ -121,6 +121,7 @@ void connectRadio(const Host& host, Card& card, const Keyfile& keyfile)
         associate(card, *ap);
         if (ap->security == "eap")
             card.link.eapMethod = hasEapMethod(keyfile, "tls") ? "tls" : "peap";
+        // A profile marked as hidden asks for its SSID, which makes the network known to scans.
         if (ap->hidden && keyfile.raw("wifi", "hidden") == "true" &&
             std::count(card.supplicant.askedSsids.begin(), card.supplicant.askedSsids.end(),
                        ap->ssid) == 0)
@@ -167,6 +168,7 @@ Joining activate(Host& host, Card& card, Profile& profile)
     card.nm.profile = profile.uuid;
     card.nm.path = host.nextPath++;
     card.supplicant.staleAddress.clear();
+    // By the simulated clock, which is the one that NetworkManager has.
     profile.usedAt = (nowMs() + host.clock.offsetMs) / 1000;
     configure(host, card, keyfile);
     if (card.isWifi())
@@ -176,6 +178,7 @@ Joining activate(Host& host, Card& card, Profile& profile)
 
 void deactivate(Card& card)
 {
+    // NetworkManager leaves the loopback alone.
     if (card.type == "loopback")
         return;
     card.nm.profile.clear();

@@ -35,6 +35,7 @@ auto* profileOf(List& profiles, const std::string& uuidOrId)
     auto* found = first(profiles, [&](const Profile& p) { return isNamed && p.uuid == uuidOrId; });
     if (found || !isNamed)
         return found;
+    // nmcli takes either; a UUID goes first.
     return first(profiles, [&](const Profile& p) {
         return Keyfile(p.text).text("connection", "id") == uuidOrId;
     });

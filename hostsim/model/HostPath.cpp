@@ -36,6 +36,7 @@ Json* namedEntry(Json& list, const std::string& name)
         for (const char* key : {"name", "id"})
             if (entry.IsObject() && textOf(entry, key) == name)
                 return &entry;
+    // An entry may be called by a number, so names go before indexes.
     const bool isIndex = !name.empty() && name.find_first_not_of("0123456789") == std::string::npos;
     if (isIndex && name.size() < 6 && std::stoul(name) < list.Size())
         return &list[rapidjson::SizeType(std::stoul(name))];

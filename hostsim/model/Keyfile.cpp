@@ -13,6 +13,7 @@ constexpr const char* kGroupOrder[] = {"connection", "wifi",          "ethernet"
                                        "ipv4",       "ipv6",          "proxy"};
 constexpr const char* kFirstKeys[] = {"id", "uuid", "type"};
 
+// Place in a fixed order; whatever is not in it comes last.
 template <size_t Size>
 size_t rank(const char* const (&order)[Size], const std::string& name)
 {
@@ -109,6 +110,7 @@ Keyfile::Keyfile(const std::string& text)
 std::string Keyfile::toText() const
 {
     std::vector<Group> groups = _groups;
+    // Stable, so that unknown groups and repeated keys keep their order.
     std::stable_sort(groups.begin(), groups.end(), [](const Group& a, const Group& b) {
         return rank(kGroupOrder, a.name) < rank(kGroupOrder, b.name);
     });

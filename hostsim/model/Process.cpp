@@ -23,7 +23,7 @@ std::string parentProgram()
 bool isRunAlive(const StateFolder& folder)
 {
     const int pid = std::atoi(readFile(folder.runFile()).c_str());
-    return pid > 0 && ::kill(pid, 0) == 0;
+    return pid > 0 && ::kill(pid, 0) == 0; // signal 0 only asks
 }
 
 void markRun(const StateFolder& folder)

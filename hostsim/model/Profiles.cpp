@@ -29,6 +29,7 @@ std::string randomUuid()
 
 std::string fileNameFor(const Host& host, const std::string& id, const std::string& uuid)
 {
+    // As NetworkManager does: no slash in the name, and the UUID to tell equal names apart.
     std::string name = id;
     std::replace(name.begin(), name.end(), '/', '_');
     const std::string folder = std::string(kProfileFolder) + "/";

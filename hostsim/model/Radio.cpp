@@ -41,6 +41,7 @@ const AccessPoint* strongest(const Host& host, const Card& card, const std::stri
                              bool withHidden)
 {
     const AccessPoint* best = nullptr;
+    // A radio that is off receives nothing.
     if (!card.up || card.blocked)
         return best;
     for (const AccessPoint& ap : host.accessPoints) {
@@ -58,6 +59,7 @@ std::vector<ScanRow> scanRows(const Host& host, const Card& card)
     for (const AccessPoint& ap : host.accessPoints) {
         if (!isHeard(host, ap))
             continue;
+        // A hidden network announces itself with an empty SSID.
         rows.push_back(rowOf(ap, ap.hidden ? "" : ap.ssid));
         if (ap.hidden && wasAskedFor(card, ap.ssid))
             named.push_back(rowOf(ap, ap.ssid));

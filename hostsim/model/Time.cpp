@@ -105,6 +105,8 @@ void closeDeadHotspot(Card& card)
 void runRadioTimers(Host& host, Card& card, int64_t now)
 {
     closeDeadHotspot(card);
+    // A card that is switched off loses its link at once, but NetworkManager takes kDownNoticedMs
+    // to notice. If it is on again before that, the connection is restored.
     const bool isOn = card.up && !card.blocked;
     if (!isOn && !card.link.bssid.empty()) {
         dissociate(card);
@@ -177,6 +179,7 @@ void startHost(Host& host, const StateFolder& state)
     for (Card& card : host.cards) {
         if (card.type == "loopback" && !card.isActive())
             startLoopback(host, card);
+        // Both only have to look right: nothing else refers to them.
         if (card.isWifi() && card.supplicant.p2pMac.empty())
             card.supplicant.p2pMac = "42" + card.mac.substr(2);
         if (card.isWifi() && card.supplicant.uuid.empty())

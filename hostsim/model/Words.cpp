@@ -39,6 +39,7 @@ std::string fill(std::string text, const std::vector<std::string>& values)
 {
     std::string result;
     for (size_t i = 0; i < text.size(); ++i) {
+        // 9 is the index of no value: the character is taken as it is.
         const size_t index = i + 1 < text.size() && text[i] == '%' ? text[i + 1] - '1' : 9;
         if (index < values.size()) {
             result += values[index];

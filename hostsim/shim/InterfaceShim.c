@@ -221,6 +221,7 @@ static void beginEntry(struct Entry* entry, const struct Link* link)
     entry->head.ifa_flags = link->flags;
 }
 
+/* The whole list is one block of memory, so that freeifaddrs() can free it at once. */
 int getifaddrs(struct ifaddrs** list)
 {
     NEXT(getifaddrs);

@@ -143,6 +143,7 @@ static void sendAddresses(int partner, const struct nlmsghdr* request, const str
     }
 }
 
+/* Dumps of links and addresses are answered; any other request gets an empty dump. */
 static void answerNetlink(int partner, const void* data, size_t size)
 {
     const struct nlmsghdr* request = data;
@@ -182,6 +183,7 @@ ssize_t sendto(int fd, const void* data, size_t size, int flags, const struct so
     return (ssize_t)size;
 }
 
+/* A socket pair needs no address. */
 int bind(int fd, const struct sockaddr* address, socklen_t length)
 {
     NEXT(bind);

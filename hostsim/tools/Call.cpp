@@ -36,6 +36,7 @@ int Call::fail(int status, const std::string& text)
 void Call::wait(int ms)
 {
     flush();
+    // The pace is read anew: somebody may have changed it during the call.
     const auto duration = static_cast<int64_t>(ms * host().pace);
     std::this_thread::sleep_for(std::chrono::milliseconds(duration));
 }

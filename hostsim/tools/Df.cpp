@@ -10,6 +10,7 @@ using Row = std::vector<std::string>;
 
 std::string percentOf(const Disk& disk)
 {
+    // Like df, out of what users can have: blocks reserved for root are left out.
     const int64_t all = disk.used + disk.available;
     if (disk.automount || all == 0)
         return "-";

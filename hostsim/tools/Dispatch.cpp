@@ -47,6 +47,7 @@ constexpr Tool kTools[] = {
 
 const Tool* find(const std::string& name)
 {
+    // sudo may be given a whole path; the platform script always is.
     const std::string base = name.substr(name.rfind('/') + 1);
     for (const Tool& tool : kTools)
         if (base == tool.name)

@@ -36,6 +36,7 @@ void countDown(const Store& store, const Fault& used)
     });
 }
 
+// What breaks readers of text: escape sequences, bytes that are not UTF-8, a NUL, a long line.
 std::string garbage()
 {
     std::string text = "\x1b[31m\xff\xfe@@@ \t:: ";

@@ -126,6 +126,7 @@ int bring(Call& call, const std::string& name, bool up)
 {
     const Host host = call.host();
     const Card& card = *host.card(name);
+    // Messages of the kernel, which ifconfig prefixes with the name of the request.
     if (up && card.blocked)
         return failUp(call, "Operation not possible due to RF-kill", "由于 RF-kill 而无法操作");
     // The kernel starts no CAN controller without a bit rate.
@@ -147,6 +148,7 @@ int setAddress(Call& call, const std::string& name)
     if (!parseIp4(text))
         return call.fail(kFailed, text + ": " + call.pick("Unknown host", "未知的主机") +
                                       "\nifconfig: `--help' gives usage information.\n");
+    // The mask of a class C address if none is given.
     int prefix = 24;
     for (size_t i = 2; i + 1 < call.args().size(); ++i)
         if (call.arg(i) == "netmask")

@@ -17,6 +17,7 @@ int answer(Call& call, const char* english, const char* chinese)
     return call.fail(kFailed, "RTNETLINK answers: " + call.pick(english, chinese) + "\n");
 }
 
+// Reads "bitrate 500000 restart-ms 100".
 std::map<std::string, int> numbers(const Call& call, size_t first)
 {
     std::map<std::string, int> values;
@@ -50,6 +51,7 @@ int setCan(Call& call, const Card& card, size_t first)
         return answer(call, "Numerical result out of range", "Numerical result out of range");
     call.store().change([&](Host& host) {
         Card& changed = *host.card(card.name);
+        // Either a bit rate or the timing itself; the timing is kept as it was given.
         if (const auto rate = values.find("bitrate"); rate != values.end())
             changed.can.bitRate = rate->second;
         else

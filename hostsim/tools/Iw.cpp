@@ -9,6 +9,7 @@ namespace {
 int link(Call& call, const Host& host, const Card& card)
 {
     const AccessPoint* ap = host.accessPoint(card.link.bssid);
+    // A card that is an access point has no link of its own.
     if (!ap || isHotspot(card)) {
         call.out("Not connected.\n");
         return 0;

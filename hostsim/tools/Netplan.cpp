@@ -93,6 +93,7 @@ std::string between(const std::string& line, char open, char close)
 
 void readKey(Request& request, const std::string& line)
 {
+    // Addresses come in brackets or as one entry per line.
     const std::string text = stripped(line);
     const std::string value = text.substr(std::min(text.size(), text.find(':') + 1));
     if (startsWith(text, "dhcp4:"))
@@ -152,6 +153,7 @@ void clearProfiles(const StateFolder& folder)
 void applyRequests(Call& call, const std::vector<Request>& requests)
 {
     call.store().change([&](Host& host) {
+        // Cards that netplan no longer mentions lose the profile it made for them.
         clearProfiles(call.folder());
         for (const Request& request : requests)
             writeProfile(host, call.folder(), request);

@@ -176,6 +176,8 @@ int reportUp(Call& call, Joining result, const Profile& profile, const std::stri
 
 int bringUp(Call& call, const std::string& uuid, const std::string& cardName)
 {
+    // How long it takes depends on how it will end. After the wait it is tried on the host as it is
+    // then.
     const Host before = call.host();
     call.wait(
         waitFor(tryJoining(before, *before.card(cardName), Keyfile(before.profile(uuid)->text))));

@@ -72,6 +72,7 @@ Device deviceOf(const Host& host, const Card& card)
             isHotspot(card), !card.ip.gateway.empty(), profile ? idOf(*profile) : ""};
 }
 
+// In nmcli's order: by state, then hotspots, then what has a default route.
 std::vector<Device> devices(const Host& host)
 {
     std::vector<Device> list;
@@ -112,6 +113,7 @@ Row rowOf(const Host& host, const Profile& profile)
     return row;
 }
 
+// In nmcli's order: active ones first, of these hotspots and the default route.
 std::vector<Row> rowsOf(const Host& host, bool activeOnly)
 {
     std::vector<Row> rows;
@@ -163,6 +165,7 @@ std::string ip4Lines(const Card& card)
     return text;
 }
 
+// Enough for addresses with "::" in them, which is all that scenes have.
 std::string network6(const std::string& address)
 {
     return address.substr(0, address.find("::")) + "::/" + address.substr(address.find('/') + 1);

@@ -10,6 +10,7 @@ namespace hostsim::nm {
 
 namespace {
 
+// Channel 14 lies apart from the others.
 int channelOf(int frequency)
 {
     if (frequency == 2484)
@@ -17,6 +18,7 @@ int channelOf(int frequency)
     return frequency < 5000 ? (frequency - 2407) / 5 : (frequency - 5000) / 5;
 }
 
+// NetworkManager's scale, with -100 dBm and -40 dBm as its ends.
 int percentOf(int level)
 {
     const int distance = -std::clamp(level, -100, -40) - 40;
@@ -103,6 +105,7 @@ Keyfile newKeyfile(Host& host, const Request& request, const AccessPoint& ap, co
     return keyfile;
 }
 
+// A network that was joined before keeps its profile; nmcli adds no second one.
 Profile* profileOfSsid(Host& host, const Card& card, const std::string& ssid)
 {
     Profile* latest = nullptr;

@@ -20,6 +20,7 @@ bool isPeer(const Host& host, const std::string& name)
     return std::find(host.peers.begin(), host.peers.end(), name) != host.peers.end();
 }
 
+// The addresses of a card without a link are no use.
 bool isLinked(const Card& card)
 {
     return card.isRunning() || card.type == "loopback";
@@ -32,6 +33,7 @@ Reach throughCard(const Host& host, const Card& card, uint32_t target)
         if (!net || !net->holds(target))
             continue;
         const std::string text = ip4Text(target);
+        // The card itself, its gateway and the peers answer, and any address of the loopback.
         const bool isThere = net->address == target || card.type == "loopback" ||
                              card.ip.gateway == text || isPeer(host, text);
         return isThere ? Reach::Answers : Reach::Nobody;

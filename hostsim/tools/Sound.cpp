@@ -8,7 +8,7 @@ namespace hostsim {
 
 namespace {
 
-constexpr int kNoCard = 19;
+constexpr int kNoCard = 19; // ENODEV: alsactl ends with the error number
 
 std::string mixerText(const MixerControl& control)
 {
@@ -83,6 +83,7 @@ int amixer(Call& call)
         return failNoCard(call, card);
     const std::string verb = call.arg(0);
     const std::string name = call.arg(1);
+    // amixer shows the control after setting it.
     if (verb == "set" || verb == "sset")
         change(call, card, name, call.arg(2));
     const Host host = call.host();

@@ -13,7 +13,7 @@ namespace hostsim {
 
 namespace {
 
-constexpr int kUnitNotFound = 5;
+constexpr int kUnitNotFound = 5; // exit status of systemctl
 
 bool isService(const Host& host, const std::string& name)
 {

@@ -93,6 +93,7 @@ int setTime(Call& call, const std::string& text)
                                 "': " + call.pick("Invalid argument", "无效的参数") + "\n");
     if (call.host().clock.ntp)
         return call.fail(1, "Failed to set time: Automatic time synchronization is enabled\n");
+    // The time given is local time in the scene's zone.
     const int64_t local = int64_t(::timegm(&time));
     const int64_t seconds = local - ZoneFile(call.folder()).offsetAtLocal(local);
     call.store().change([&](Host& host) { host.clock.offsetMs = seconds * 1000 + ms - nowMs(); });
@@ -146,6 +147,7 @@ int date(Call& call)
     std::string format = "%a %b %e %H:%M:%S %Z %Y";
     if (startsWith(call.arg(0), "+"))
         format = call.arg(0).substr(1);
+    // strftime() knows neither milliseconds nor the scene's zone.
     char ms[8];
     std::snprintf(ms, sizeof ms, "%03d", int(nowAll % 1000));
     for (const auto& [code, value] : {std::make_pair(std::string("%3N"), std::string(ms)),
