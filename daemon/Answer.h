@@ -17,7 +17,7 @@ enum ServiceError
     kUploadFailed = 40003,
     kAnswerTooLarge = 40004,
     kOutOfMemory = 40005,
-    kSettingsNotStored = 40006,
+    kSettingsNotStored = 40007,
 };
 
 /// What a command answers: a map with "ret_code", "err_msg" and "create_on", or two areas as they

@@ -18,4 +18,4 @@ INSERT OR IGNORE INTO errors (code, text) VALUES
     (40003, 'the upload is not on the disk'),
     (40004, 'the answer is more than one frame can hold'),
     (40005, 'the command needs more memory than there is'),
-    (40006, 'the command was carried out, but its settings were not stored');
+    (40007, 'the command was carried out, but its settings were not stored');

@@ -203,7 +203,7 @@ void tst_DaemonRoaming::settingsThatCannotBeStoredAreAnError()
     QDir().rmdir(file);
     QFile::rename(file + QStringLiteral(".kept"), file);
     QCOMPARE(result.status, 1);
-    QCOMPARE(result.json().value(QStringLiteral("ret_code")).toInt(), 40006);
+    QCOMPARE(result.json().value(QStringLiteral("ret_code")).toInt(), 40007);
     const QString text = result.json().value(QStringLiteral("err_msg")).toString();
     QVERIFY2(text.startsWith(QLatin1String("settings not stored: ")), qUtf8Printable(text));
 }
