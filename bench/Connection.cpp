@@ -1,9 +1,10 @@
 #include "Connection.h"
 
+#include "wire/FrameHead.h"
+
 #include <arpa/inet.h>
 #include <cerrno>
 #include <cstring>
-#include <endian.h>
 #include <linux/sockios.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -27,26 +28,6 @@ constexpr unsigned kSources = 250;
     throw std::runtime_error(std::string(what) + ": " + strerror(errno));
 }
 
-template <typename Number>
-void put(std::string& frame, size_t at, Number value)
-{
-    memcpy(frame.data() + at, &value, sizeof value);
-}
-
-uint32_t bodySize(const char* header)
-{
-    uint32_t size;
-    memcpy(&size, header + 4, sizeof size);
-    return be32toh(size);
-}
-
-uint16_t field16(const char* at)
-{
-    uint16_t value;
-    memcpy(&value, at, sizeof value);
-    return be16toh(value);
-}
-
 sockaddr_in loopback(uint32_t host, uint16_t port)
 {
     sockaddr_in address = {};
@@ -61,15 +42,14 @@ sockaddr_in loopback(uint32_t host, uint16_t port)
 std::string makeFrame(uint16_t type, uint16_t number, const std::string& json,
                       const std::string& data)
 {
+    FrameHead head;
+    head.number = number;
+    head.dataSize = uint32_t(json.size() + data.size());
+    head.type = type;
+    head.revCommand = revCommandOf(type);
+    head.jsonSize = uint16_t(json.size());
     std::string frame(kHeaderSize, '\0');
-    frame[0] = 0x5A;
-    frame[1] = 0x01;
-    put(frame, 2, htobe16(number));
-    put(frame, 4, htobe32(uint32_t(json.size() + data.size())));
-    put(frame, 8, htobe16(type));
-    put(frame, 10, htobe16(uint16_t(type - kAnswerOffset)));
-    put(frame, 12, htobe16(uint16_t(json.size())));
-    frame[15] = 2;
+    writeFrameHead(head, frame.data());
     return frame + json + data;
 }
 
@@ -83,7 +63,9 @@ std::string makeRequest(uint16_t number)
 
 void setNumber(std::string& frame, uint16_t number)
 {
-    put(frame, 2, htobe16(number));
+    FrameHead head = readFrameHead(frame.data());
+    head.number = number;
+    writeFrameHead(head, frame.data());
 }
 
 Connection::Connection(uint16_t port, unsigned source)
@@ -134,17 +116,16 @@ int Connection::takeWhole()
 {
     int count = 0;
     size_t at = 0;
-    while (_filled - at >= kHeaderSize) {
-        const char* header = _in.data() + at;
-        const size_t size = kHeaderSize + bodySize(header);
+    while (_filled - at >= size_t(kHeaderSize)) {
+        const FrameHead head = readFrameHead(_in.data() + at);
+        const size_t size = kHeaderSize + size_t(head.dataSize);
         if (size > _in.size())
             _in.resize(size * 2);
         if (_filled - at < size)
             break;
-        const uint16_t type = field16(header + 8);
-        if (type != kEcho + kAnswerOffset && type != kUpload + kAnswerOffset)
-            throw std::runtime_error("answer of type " + std::to_string(type));
-        if (field16(header + 2) != _expected++)
+        if (head.type != answerTypeOf(kEcho) && head.type != answerTypeOf(kUploadType))
+            throw std::runtime_error("answer of type " + std::to_string(head.type));
+        if (head.number != _expected++)
             throw std::runtime_error("an answer is missing or out of order");
         at += size;
         ++count;

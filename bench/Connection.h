@@ -7,10 +7,7 @@
 
 namespace ky::bench {
 
-constexpr size_t kHeaderSize = 16;
 constexpr uint16_t kEcho = 2000;
-constexpr uint16_t kUpload = 5104;
-constexpr uint16_t kAnswerOffset = 10000;
 
 /// A request: header, JSON area, data area.
 std::string makeFrame(uint16_t type, uint16_t number, const std::string& json,
@@ -36,7 +33,7 @@ public:
     void send(const char* bytes, size_t size);
     void send(const std::string& bytes) { send(bytes.data(), bytes.size()); }
     /// Reads once what is there (or waits for something) and counts the whole answers in it, which
-    /// must be those to `kEcho` or kUpload. Their numbers must run on from the last one.
+    /// must be those to `kEcho` or an upload. Their numbers must run on from the last one.
     int takeAnswers();
     /// Waits for that many answers.
     void waitForAnswers(int count);

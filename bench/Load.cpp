@@ -1,6 +1,7 @@
 #include "Load.h"
 
 #include "Connection.h"
+#include "wire/FrameHead.h"
 
 #include <algorithm>
 #include <deque>
@@ -254,16 +255,15 @@ double noiseRate(uint16_t port, size_t bytes)
 double uploadRate(uint16_t port, size_t bytes)
 {
     const std::string json = R"({"name":"upgrade.zip"})";
-    std::string head = makeFrame(kUpload, 3, json, {});
-    const auto size = uint32_t(bytes + json.size());
-    const unsigned char sizeBytes[] = {uint8_t(size >> 24), uint8_t(size >> 16), uint8_t(size >> 8),
-                                       uint8_t(size)};
-    std::copy(std::begin(sizeBytes), std::end(sizeBytes), head.begin() + 4);
+    std::string firstBytes = makeFrame(kUploadType, 3, json, {});
+    FrameHead head = readFrameHead(firstBytes.data());
+    head.dataSize += uint32_t(bytes);
+    writeFrameHead(head, firstBytes.data());
     Connection connection(port);
     connection.expect(3);
 
     const Clock::time_point start = Clock::now();
-    connection.send(head);
+    connection.send(firstBytes);
     sendInChunks(connection, bytes);
     connection.waitForAnswers(1);
     return double(bytes) / secondsSince(start);

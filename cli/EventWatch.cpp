@@ -5,13 +5,13 @@
 #include "cli/StatusProbe.h"
 #include "clients/SCStatusTcp.h"
 #include "support/JsonText.h"
+#include "wire/FrameHead.h"
 
 namespace ky {
 
 namespace {
 
 constexpr quint16 kSubscribeNumber = 1;
-constexpr int kAnswerOffset = 10000;
 
 /// What has come in so far.
 struct Progress
@@ -34,7 +34,7 @@ void printLines(const QStringList& lines, Progress* progress)
 
 void take(const EventWatch& watch, int type, const QByteArray& data, Progress* progress)
 {
-    if (type == progress->subscribe + kAnswerOffset) {
+    if (type == answerTypeOf(quint16(progress->subscribe))) {
         progress->isSubscribed = true;
         progress->answer = readReply(data, {});
         return;

@@ -5,6 +5,7 @@
 #include "service/VantHeader.h"
 #include "support/JsonText.h"
 #include "support/SocketErrorText.h"
+#include "wire/FrameHead.h"
 
 #include <QHostAddress>
 #include <QTimer>
@@ -15,7 +16,6 @@ namespace ky {
 
 namespace {
 
-constexpr int kHeaderSize = int(sizeof(VantHeader));
 constexpr quint64 kUploadPiece = 256 * 1024;
 constexpr char kTimeoutText[] = "Tcp requst timeout"; // as the client words it
 
@@ -178,7 +178,7 @@ PeerReply Peer::upload(const QByteArray& content, const std::function<void(qint6
     stall.start(_options.timeoutMs);
     _client->worker()->setPayloadSize(kUploadPiece);
     _client->setWaitTimeout(std::numeric_limits<int>::max());
-    const bool isAnswered = _client->sendData(kUploadNumber, content, nextNumber(), QVariant());
+    const bool isAnswered = _client->sendData(kUploadType, content, nextNumber(), QVariant());
     QObject::disconnect(progress);
     _client->worker()->setPayloadSize(0);
     if (!isAnswered || isStalled)

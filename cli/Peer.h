@@ -69,7 +69,6 @@ private:
 
 /// The number of the command that answers with the table of commands.
 constexpr int kCommandsNumber = 2001;
-constexpr int kUploadNumber = 5104;
 
 /// The address of the peer, within its time limit; an address stands for itself. Empty on success,
 /// else the sentence that tells why there is nobody to ask.

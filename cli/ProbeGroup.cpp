@@ -5,6 +5,7 @@
 #include "cli/Table.h"
 #include "clients/SCStatusTcp.h"
 #include "support/JsonText.h"
+#include "wire/FrameHead.h"
 
 #include <optional>
 
@@ -13,7 +14,6 @@ namespace ky {
 namespace {
 
 constexpr quint16 kProbeNumber = 1;
-constexpr int kAnswerOffset = 10000;
 
 /// One answer of the peer, for scripts.
 QByteArray responseJson(int command, const QByteArray& data, int number, int elapsedMs)
@@ -45,8 +45,7 @@ int exchange(Invocation& call, quint16 command, const QByteArray& json, const QB
                              return;
                          if (call.global().isJson)
                              printReceived(responseJson(type, bytes, number, elapsedMs));
-                         isAnswered |=
-                             quint16(type - kAnswerOffset) == command && number == kProbeNumber;
+                         isAnswered |= revCommandOf(type) == command && number == kProbeNumber;
                      });
     QString problem = probe.connectPeer();
     if (problem.isEmpty())

@@ -3,12 +3,13 @@
 
 #include "clients/ClientsLog.h"
 #include "clients/Reply.h"
-#include "clients/StreamBuffer.h"
 #include "clients/Texts.h"
 #include "host/PublicClass.h"
 #include "host/SqliteClass.h"
 #include "service/DirectWrite.h"
-#include "service/FrameWriter.h"
+#include "wire/FrameHead.h"
+#include "wire/FrameWriter.h"
+#include "wire/StreamBuffer.h"
 
 #include <QHostAddress>
 #include <QNetworkProxy>

@@ -2,12 +2,12 @@
 #include "clients/BlockThreadTcp.h"
 
 #include "clients/ClientsLog.h"
-#include "clients/FrameHead.h"
 #include "clients/Reply.h"
-#include "clients/StreamBuffer.h"
 #include "clients/Texts.h"
 #include "host/PublicClass.h"
-#include "service/FrameWriter.h"
+#include "wire/FrameHead.h"
+#include "wire/FrameWriter.h"
+#include "wire/StreamBuffer.h"
 
 #include <algorithm>
 #include <new>

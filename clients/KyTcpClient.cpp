@@ -1,11 +1,11 @@
 #include "clients/KyTcpClient.h"
 
 #include "clients/ClientsLog.h"
-#include "clients/FrameHead.h"
-#include "clients/StreamBuffer.h"
 #include "clients/Texts.h"
 #include "host/PublicClass.h"
-#include "service/FrameWriter.h"
+#include "wire/FrameHead.h"
+#include "wire/FrameWriter.h"
+#include "wire/StreamBuffer.h"
 
 #include <QNetworkProxy>
 #include <QTcpSocket>
@@ -15,7 +15,6 @@
 namespace {
 
 constexpr int kWaitMs = 5000;
-constexpr char kSync = 0x5A;
 
 } // namespace
 
@@ -148,7 +147,7 @@ int KyTcpClient::takeFrame()
 /// nothing is left.
 bool KyTcpClient::dropNoise()
 {
-    const int start = _lastMessage.indexOf(kSync);
+    const int start = _lastMessage.indexOf(ky::kSync);
     const int count = start < 0 ? _lastMessage.size() : start;
     for (int i = 0; i < count && kyClientsLog().isWarningEnabled(); ++i)
         KY_LOG_WARNING_AS(kyClientsLog, "resolveTcpReadData") << "Network packet loss";

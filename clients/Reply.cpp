@@ -2,7 +2,7 @@
 
 #include "host/PublicClass.h"
 #include "host/SqliteClass.h"
-#include "service/FrameWriter.h"
+#include "wire/FrameHead.h"
 
 #include <algorithm>
 #include <limits>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "clients/FrameHead.h"
+#include "wire/FrameHead.h"
 
 #include <QString>
 #include <QVariantMap>

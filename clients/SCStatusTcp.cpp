@@ -3,9 +3,10 @@
 #include "clients/ClientsLog.h"
 #include "clients/Reply.h"
 #include "clients/StatusReport.h"
-#include "clients/StreamBuffer.h"
 #include "clients/Texts.h"
-#include "service/FrameWriter.h"
+#include "wire/FrameHead.h"
+#include "wire/FrameWriter.h"
+#include "wire/StreamBuffer.h"
 
 #include <QDateTime>
 
@@ -14,7 +15,6 @@
 
 namespace {
 
-constexpr char kSync = 0x5A;
 constexpr int kMsPerDay = 24 * 60 * 60 * 1000;
 
 /// `text` with the size, or `plain`, which allocates nothing, where even that finds no memory.
@@ -172,7 +172,7 @@ void SCStatusTcp::takeIn(QByteArray& message)
 {
     int at = 0;
     while (at < message.size()) {
-        if (message[at] != kSync) {
+        if (message[at] != ky::kSync) {
             _lastError = QStringLiteral("Header Error !!!");
             ++at;
             emit sigChangedText(false, int(_sentCommand), _lastMessage, _lastMessage.toHex(), 0,

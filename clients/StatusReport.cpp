@@ -1,7 +1,7 @@
 #include "clients/StatusReport.h"
 
 #include "clients/Texts.h"
-#include "service/FrameWriter.h"
+#include "wire/FrameHead.h"
 
 namespace ky {
 

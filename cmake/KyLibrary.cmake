@@ -18,7 +18,7 @@ ky_shared_library(KyCore OBJECTS $<TARGET_OBJECTS:ky_support> $<TARGET_OBJECTS:k
 ky_shared_library(KySqlite OBJECTS $<TARGET_OBJECTS:ky_host_sqlite> LIBS Qt5::Core Qt5::Sql)
 
 set(KY_LIBRARY_FOLDERS service clients ports network time inventory)
-set(library_objects $<TARGET_OBJECTS:ky_support>)
+set(library_objects $<TARGET_OBJECTS:ky_support> $<TARGET_OBJECTS:ky_wire>)
 foreach(folder IN LISTS KY_LIBRARY_FOLDERS)
     if(TARGET ky_${folder})
         list(APPEND library_objects $<TARGET_OBJECTS:ky_${folder}>)

@@ -1,8 +1,8 @@
 #include "daemon/Answer.h"
 
 #include "host/BaseObject.h"
-#include "service/FrameWriter.h"
 #include "support/JsonText.h"
+#include "wire/FrameWriter.h"
 
 #include <new>
 

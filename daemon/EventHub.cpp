@@ -3,8 +3,8 @@
 #include "daemon/Answer.h"
 #include "daemon/AnswerSink.h"
 #include "daemon/DaemonLog.h"
-#include "service/FrameWriter.h"
 #include "support/JsonText.h"
+#include "wire/FrameWriter.h"
 
 namespace ky {
 

@@ -2,7 +2,7 @@
 
 #include "daemon/AnswerSink.h"
 #include "daemon/DaemonLog.h"
-#include "service/FrameWriter.h"
+#include "wire/FrameHead.h"
 
 #include <QThread>
 

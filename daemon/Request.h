@@ -1,5 +1,7 @@
 #pragma once
 
+#include "wire/FrameHead.h"
+
 #include <QByteArray>
 #include <QString>
 #include <QVariantMap>
@@ -16,7 +18,7 @@ struct Request
     QByteArray data;        ///< binary data area
     QVariant json;          ///< JSON area; invalid when there was none or it did not parse
 
-    quint16 command() const { return quint16(answerType - 10000); }
+    quint16 command() const { return revCommandOf(answerType); }
 
     /// The arguments: the map of the JSON area or, for clients that send their JSON as data, that
     /// of the data area. Empty if there is neither.

@@ -2,27 +2,26 @@
 #include "service/TcpSocket.h"
 
 #include "host/PublicClass.h"
-#include "service/FrameWriter.h"
 #include "service/ServiceLog.h"
+#include "wire/FrameHead.h"
 
 #include <QStringBuilder>
 #include <QtEndian>
 
 #include <algorithm>
 #include <cstring>
-#include <limits>
 #include <new>
 #include <poll.h>
 #include <sys/socket.h>
 
 namespace {
 
-constexpr quint16 kUploadType = 5104;
 constexpr char kUploadFolder[] = "/ferno/temp/up";
 constexpr char kUploadFile[] = "/upgrade.zip";
-constexpr char kSync = 0x5A;
-constexpr char kVersion = 0x01;
 constexpr int kShownData = 1024;
+
+static_assert(sizeof(VantHeader) == ky::kHeaderSize, "one header, whoever names it");
+
 constexpr int kStreamChunk = 256 * 1024;
 /// What the socket itself reads at each notice of an upload, into a block that it allocates anew:
 /// the less, the more goes past it. This is the least block that it allocates.
@@ -31,8 +30,6 @@ constexpr int kStreamReads = 16;
 constexpr int kStreamWaitMs = 1;
 /// A header may announce 4 GiB that never come: no more than this is set aside beforehand.
 constexpr quint64 kMaxReserve = 1024 * 1024;
-/// What a QByteArray can hold, with room for its own head.
-constexpr int kMaxBuffer = std::numeric_limits<int>::max() - 4096;
 
 /// The decimal digits of a number, read as hexadecimal. The log has always shown it so.
 QString digitsAsHex(int number)
@@ -107,7 +104,7 @@ bool TcpSocket::takeIn(const QByteArray& b)
         _upgradeFile.write(b);
         return true;
     }
-    if (_buffer.size() > kMaxBuffer - b.size())
+    if (_buffer.size() > ky::kMaxFrame - b.size())
         return false;
     _buffer.append(b);
     return true;
@@ -140,7 +137,7 @@ void TcpSocket::deliverFrames(qintptr handle, quint64 incoming)
 {
     while (unreadSize() > 0 && !isNeedStop()) {
         // The zero behind the last byte reads as byte 1: a lone sync byte at the end is dropped.
-        if (unread()[0] != kSync || unread()[1] != kVersion) {
+        if (unread()[0] != ky::kSync || unread()[1] != ky::kVersion) {
             dropToSync();
             continue;
         }
@@ -195,7 +192,7 @@ void TcpSocket::dropToSync()
         warnOfLoss(end - _consumed);
         return;
     }
-    const void* sync = std::memchr(unread() + 1, kSync, size_t(unreadSize() - 1));
+    const void* sync = std::memchr(unread() + 1, ky::kSync, size_t(unreadSize() - 1));
     _consumed = sync ? int(static_cast<const char*>(sync) - _buffer.constData()) : end;
 }
 
@@ -204,7 +201,7 @@ void TcpSocket::takeHeader()
     _receivedSize = quint64(unreadSize());
     std::memcpy(_header, unread(), sizeof *_header);
     _dataSize = qFromBigEndian(_header->dataSize);
-    if (qFromBigEndian(_header->type) == kUploadType && !_upgradeFile.isOpen())
+    if (qFromBigEndian(_header->type) == ky::kUploadType && !_upgradeFile.isOpen())
         openUpload();
     else if (!isFrameComplete())
         _buffer.reserve(_consumed + int(std::min(_dataSize + ky::kHeaderSize, kMaxReserve)));
@@ -293,7 +290,7 @@ void TcpSocket::resolveData(qintptr handle)
 void TcpSocket::setResolveClientData(qintptr handle, quint16 type, quint16 number,
                                      const QVariant& json, const QByteArray& data)
 {
-    const auto answerType = quint16(type + ky::kAnswerOffset);
+    const auto answerType = ky::answerTypeOf(type);
     const QString name = CDString(type);
     KY_DEBUG << QStringLiteral(
                     "[Receive %0: 函数:%1 报文类型:%2 (%3)序号: %4 (%5)数据区size:%6: %7]")

@@ -4,7 +4,7 @@
 #include "ThinClient.h"
 #include "clients/BlockTcpObject.h"
 #include "clients/BlockThreadTcp.h"
-#include "service/FrameWriter.h"
+#include "wire/FrameWriter.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>

@@ -1,6 +1,6 @@
 #include "EchoProcess.h"
 
-#include "service/FrameWriter.h"
+#include "wire/FrameHead.h"
 
 #include <QByteArray>
 #include <QtEndian>

@@ -1,6 +1,6 @@
 #include "ThinClient.h"
 
-#include "service/FrameWriter.h"
+#include "wire/FrameHead.h"
 
 #include <QHostAddress>
 #include <QtEndian>

@@ -1,6 +1,6 @@
 // Writes the seeds of the fuzz targets: the frames of the tests, whole, cut and behind noise. The
 // first byte of each is the size of a read (0: all at once).
-#include "service/FrameWriter.h"
+#include "wire/FrameWriter.h"
 
 #include <QDir>
 #include <QFile>

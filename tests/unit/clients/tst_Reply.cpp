@@ -1,7 +1,6 @@
 #include "clients/Reply.h"
 
 #include "Peer.h"
-#include "clients/StreamBuffer.h"
 #include "clients/Texts.h"
 #include "host/SqliteClass.h"
 
@@ -34,9 +33,6 @@ class tst_Reply : public QObject
 
 private slots:
     void initTestCase();
-    void headIsReadInNetworkOrder();
-    void nextFrameIsFoundByBothBytes_data();
-    void nextFrameIsFoundByBothBytes();
     void bodyIsPartedByTheJsonSize_data();
     void bodyIsPartedByTheJsonSize();
     void mapShowsTypeAndCommandCrosswise();
@@ -54,8 +50,6 @@ private slots:
     void placesAreFilledInOnePass_data();
     void placesAreFilledInOnePass();
     void textEndsAtTheFirstZero();
-    void bufferKeepsWhatWasNotDropped();
-    void bufferRefusesWhatItCannotHold();
     void hexThatNoArrayHoldsIsRefused();
 };
 
@@ -64,44 +58,6 @@ void tst_Reply::initTestCase()
     SqliteClass::init()->portCommands[19208] = {{QStringLiteral("zz_same"), 2000},
                                                 {QStringLiteral("echo"), 2000}};
     SqliteClass::init()->errorCommands = {{12001, QStringLiteral("busy %1")}};
-}
-
-void tst_Reply::headIsReadInNetworkOrder()
-{
-    const QByteArray bytes = QByteArray::fromHex("5a0100070000000a13edecdd00070002");
-
-    const ky::FrameHead head = ky::readFrameHead(bytes.constData());
-
-    QCOMPARE(head.number, quint16(7));
-    QCOMPARE(head.dataSize, quint32(10));
-    QCOMPARE(head.type, quint16(5101));
-    QCOMPARE(head.revCommand, quint16(0xECDD));
-    QCOMPARE(head.jsonSize, quint16(7));
-}
-
-void tst_Reply::nextFrameIsFoundByBothBytes_data()
-{
-    QTest::addColumn<QByteArray>("hex");
-    QTest::addColumn<bool>("starts");
-    QTest::addColumn<int>("next");
-
-    QTest::newRow("frame, nothing behind") << QByteArray("5a01") << true << 2;
-    QTest::newRow("lone sync byte") << QByteArray("5a") << false << 1;
-    QTest::newRow("wrong version") << QByteArray("5a02") << false << 2;
-    QTest::newRow("sync at the very end") << QByteArray("00005a") << false << 3;
-    QTest::newRow("frame behind noise") << QByteArray("00ff5a01") << false << 2;
-    QTest::newRow("false sync first") << QByteArray("005a5a01") << false << 2;
-    QTest::newRow("frame behind a frame") << QByteArray("5a015a01") << true << 2;
-    QTest::newRow("version alone") << QByteArray("01") << false << 1;
-}
-
-void tst_Reply::nextFrameIsFoundByBothBytes()
-{
-    QFETCH(QByteArray, hex);
-    const QByteArray bytes = QByteArray::fromHex(hex);
-
-    QTEST(ky::startsFrame(bytes.constData(), bytes.size()), "starts");
-    QTEST(ky::findNextFrame(bytes.constData(), bytes.size()), "next");
 }
 
 void tst_Reply::bodyIsPartedByTheJsonSize_data()
@@ -308,31 +264,6 @@ void tst_Reply::textEndsAtTheFirstZero()
     QCOMPARE(ky::textUpToZero(QByteArray("\xE6\x95\xB0")), QStringLiteral("数"));
     // Not terminated: the size alone bounds it.
     QCOMPARE(ky::textUpToZero(QByteArray::fromRawData("abcdef", 3)), QStringLiteral("abc"));
-}
-
-void tst_Reply::bufferKeepsWhatWasNotDropped()
-{
-    ky::StreamBuffer buffer;
-    QVERIFY(buffer.append("abcdef"));
-    buffer.drop(4);
-    QCOMPARE(QByteArray(buffer.data(), buffer.size()), QByteArray("ef"));
-    QVERIFY(buffer.append("gh"));
-    QCOMPARE(QByteArray(buffer.data(), buffer.size()), QByteArray("efgh"));
-    buffer.drop(4);
-    QVERIFY(buffer.isEmpty());
-    QVERIFY(buffer.append("i"));
-    QCOMPARE(QByteArray(buffer.data(), buffer.size()), QByteArray("i"));
-}
-
-void tst_Reply::bufferRefusesWhatItCannotHold()
-{
-    // Never touched: only the size counts.
-    const QByteArray huge = QByteArray::fromRawData("", std::numeric_limits<int>::max() - 4096);
-    QByteArray buffer = "kept";
-
-    QVERIFY(!ky::appendWithin(buffer, huge));
-
-    QCOMPARE(buffer, QByteArray("kept"));
 }
 
 void tst_Reply::hexThatNoArrayHoldsIsRefused()

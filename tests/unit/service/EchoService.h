@@ -1,7 +1,7 @@
 #pragma once
 
-#include "service/FrameWriter.h"
 #include "service/HCTcpServer.h"
+#include "wire/FrameWriter.h"
 
 #include <QEventLoop>
 #include <QFile>

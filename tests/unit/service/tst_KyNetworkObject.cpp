@@ -3,9 +3,9 @@
 
 #include "host/PublicClass.h"
 #include "service/FernoProClass.h"
-#include "service/FrameWriter.h"
 #include "service/KyNetworkObject.h"
 #include "service/WifiShare.h"
+#include "wire/FrameWriter.h"
 
 #include <QNetworkProxy>
 #include <QSettings>

@@ -2,8 +2,8 @@
 
 #include "host/PublicClass.h"
 #include "host/SqliteClass.h"
-#include "service/FrameWriter.h"
 #include "service/TcpSocket.h"
+#include "wire/FrameWriter.h"
 
 #include <QTemporaryDir>
 #include <QtTest>

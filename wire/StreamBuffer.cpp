@@ -1,20 +1,14 @@
-#include "clients/StreamBuffer.h"
+#include "wire/StreamBuffer.h"
 
-#include <limits>
+#include "wire/FrameHead.h"
+
 #include <new>
 
 namespace ky {
 
-namespace {
-
-/// What a QByteArray can hold, with room for its own head.
-constexpr int kMaxBuffer = std::numeric_limits<int>::max() - 4096;
-
-} // namespace
-
 bool appendWithin(QByteArray& buffer, const QByteArray& bytes)
 {
-    if (bytes.size() > kMaxBuffer - buffer.size())
+    if (bytes.size() > kMaxFrame - buffer.size())
         return false;
     try {
         buffer.append(bytes);

@@ -1,13 +1,8 @@
 #pragma once
 
-#include "service/VantHeader.h"
-
 #include <QByteArray>
 
 namespace ky {
-
-constexpr int kHeaderSize = int(sizeof(VantHeader));
-constexpr quint16 kAnswerOffset = 10000; ///< what an answer's type adds to the request's
 
 /// One whole frame: header, JSON area, binary data area, in one allocation. `jsonSize` keeps the
 /// low 16 bits of a JSON area that is too long for the field; `dataSize` stays right. Empty when
