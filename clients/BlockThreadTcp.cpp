@@ -7,6 +7,7 @@
 #include "host/PublicClass.h"
 #include "host/SqliteClass.h"
 #include "service/DirectWrite.h"
+#include "support/HostLimits.h"
 #include "wire/FrameHead.h"
 #include "wire/FrameWriter.h"
 #include "wire/StreamBuffer.h"
@@ -19,7 +20,7 @@
 
 namespace {
 
-constexpr int kConnectLimitMs = 6000;
+constexpr int kConnectLimitMs = ky::limits::kPeerConnectMs;
 constexpr int kSilentCommand = 1100; ///< asked so often that its log line would hide all others
 constexpr int kLongFrame = 10001;    ///< frames from this size on are logged without their data
 

@@ -9,6 +9,7 @@
 #include "inventory/ToolProcess.h"
 #include "inventory/Volume.h"
 #include "support/AtomicFile.h"
+#include "support/HostLimits.h"
 #include "support/HostPaths.h"
 #include "support/HostRoot.h"
 #include "support/ShellLine.h"
@@ -23,8 +24,8 @@ namespace {
 // Exact, blanks included.
 constexpr char kScriptSet[] = "%1 volume set %2%";
 constexpr char kScriptGet[] = "%1 volume get";
-constexpr int kLimitMs = 20000;
-constexpr int kCatLimitMs = 30000;
+constexpr int kLimitMs = ky::limits::kToolMs;
+constexpr int kCatLimitMs = ky::limits::kSoundCardsMs;
 
 QString scriptPath()
 {

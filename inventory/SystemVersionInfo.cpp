@@ -4,6 +4,7 @@
 #include "inventory/HardwareText.h"
 #include "inventory/InventoryLog.h"
 #include "inventory/ToolProcess.h"
+#include "support/HostLimits.h"
 
 #include <QThread>
 
@@ -17,8 +18,8 @@ constexpr char kDisksOfBoard2[] = "df -aT | grep -E 'sda|mmcblk'";
 constexpr char kProcessors[] = "cat /proc/cpuinfo | grep 'model name'";
 constexpr char kNetworkCards[] = "ifconfig -a";
 constexpr char kThermalZones[] = "grep . /sys/class/thermal/thermal_zone*/type";
-constexpr int kLimitMs = 30000;
-constexpr int kThermalLimitMs = 20000;
+constexpr int kLimitMs = ky::limits::kHardwareToolMs;
+constexpr int kThermalLimitMs = ky::limits::kToolMs;
 
 /// What a line prints, as UTF-8 up to the first NUL byte; empty if its tool is missing. Of a line
 /// that takes too long, what it has printed until then.

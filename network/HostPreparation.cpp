@@ -3,6 +3,7 @@
 #include "host/PublicClass.h"
 #include "network/HostCommands.h"
 #include "network/SystemNetwork.h"
+#include "support/HostLimits.h"
 #include "support/ShellLine.h"
 
 namespace ky {
@@ -10,9 +11,9 @@ namespace ky {
 namespace {
 
 constexpr char kPowerSaveOff[] = "sudo iw %1 set power_save off";
-constexpr int kPowerSaveLimitMs = 20000;
+constexpr int kPowerSaveLimitMs = limits::kToolMs;
 constexpr char kConnectionUp[] = "sudo nmcli connection up %1";
-constexpr int kConnectionUpLimitMs = 30000;
+constexpr int kConnectionUpLimitMs = limits::kStartUpMs;
 
 constexpr int kNetplanBoard = 1;
 

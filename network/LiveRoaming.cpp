@@ -4,6 +4,7 @@
 #include "network/RoamingLog.h"
 #include "network/SystemNetwork.h"
 #include "network/WpaScanOutput.h"
+#include "support/HostLimits.h"
 #include "support/ShellLine.h"
 
 namespace ky {
@@ -12,8 +13,8 @@ namespace {
 
 constexpr char kScan[] = "sudo wpa_cli -i %1 scan";
 constexpr char kScanResult[] = "sudo wpa_cli -i %1 scan_result";
-constexpr int kWpaLimitMs = 20000;
-constexpr int kReconnectLimitMs = 8000;
+constexpr int kWpaLimitMs = limits::kToolMs;
+constexpr int kReconnectLimitMs = limits::kReconnectMs;
 
 /// Asks for a scan. False if the command fails or another scan is under way. The answer comes
 /// before the scan is done: the table read next is that of the scan before.

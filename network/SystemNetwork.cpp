@@ -8,6 +8,7 @@
 #include "network/NetworkLog.h"
 #include "network/NetworkSettings.h"
 #include "network/SupervisionDecision.h"
+#include "support/HostLimits.h"
 #include "support/ShellLine.h"
 
 #include <QSettings>
@@ -19,7 +20,7 @@ namespace {
 
 constexpr char kSetIpv6[] = "sudo sysctl -w net.ipv6.conf.default.disable_ipv6=%1;"
                             "sudo sysctl -w net.ipv6.conf.all.disable_ipv6=%1";
-constexpr int kSysctlLimitMs = 20000;
+constexpr int kSysctlLimitMs = limits::kToolMs;
 
 constexpr int kNamesFromTable = -1; ///< hardwareType that knows no card names
 constexpr int kShortestWaitMs = 5000;

@@ -6,19 +6,20 @@
 #include "network/Profiles.h"
 #include "network/SystemNetwork.h"
 #include "network/WiredCards.h"
+#include "support/HostLimits.h"
 
 using namespace ky;
 
 namespace {
 
-constexpr int kLimitMs = 20000;
-constexpr int kWifiLimitMs = 30000;
+constexpr int kLimitMs = limits::kToolMs;
+constexpr int kWifiLimitMs = limits::kWifiAddressMs;
 constexpr char kReload[] = "sudo nmcli connection reload";
-constexpr int kReloadLimitMs = 30000;
+constexpr int kReloadLimitMs = limits::kReloadProfilesMs;
 
 // What NetworkManager needs to write the keyfile that checkDHCP() reads.
-constexpr int kWifiSettleS = 3;
-constexpr int kWiredSettleS = 1;
+constexpr int kWifiSettleS = limits::kAfterWifiAddressMs / 1000;
+constexpr int kWiredSettleS = limits::kAfterWiredAddressMs / 1000;
 
 constexpr char kWiredConnection[] = "static-AlxWired-IP";
 constexpr char kInternalConnection[] = "static-LocalWired-IP";

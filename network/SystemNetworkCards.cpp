@@ -6,6 +6,7 @@
 #include "network/NetworkSettings.h"
 #include "network/SystemNetwork.h"
 #include "network/WiredCards.h"
+#include "support/HostLimits.h"
 #include "support/ShellLine.h"
 
 #include <QFileInfo>
@@ -22,7 +23,7 @@ constexpr char kCardDown[] = "ifconfig %1 down";
 constexpr char kCardUp[] = "ifconfig %1 up";
 constexpr char kRestartService[] = "service network-manager restart";
 constexpr char kDeviceStatus[] = "nmcli device status";
-constexpr int kLimitMs = 20000;
+constexpr int kLimitMs = limits::kToolMs;
 
 constexpr int kWired = 0;
 constexpr int kWireless = 1;

@@ -6,6 +6,7 @@
 #include "network/HostCommands.h"
 #include "network/NetworkLog.h"
 #include "network/NetworkSettings.h"
+#include "support/HostLimits.h"
 #include "support/ShellLine.h"
 
 #include <QDir>
@@ -20,10 +21,10 @@ constexpr char kAutoconnect[] = "nmcli connection modify '%1' connection.autocon
 constexpr char kJoinShort[] = " nmcli d wifi connect '%1'";
 constexpr char kConnectDevice[] = "nmcli device connect %1";
 constexpr char kRestart[] = "service network-manager restart";
-constexpr int kLimitMs = 20000;
+constexpr int kLimitMs = limits::kToolMs;
 
-constexpr int kAfterRestartS = 5;
-constexpr int kUpLimitMs = 15000;
+constexpr int kAfterRestartS = limits::kAfterRestartMs / 1000;
+constexpr int kUpLimitMs = limits::kBringUpMs;
 
 const QLatin1String kConnectWifi("connectWifi");
 
@@ -105,12 +106,12 @@ bool SystemNetwork::runIwconfig(const QVariantMap& request)
     writeCertificateFiles(wifi, folder);
     if (!runOnHost(*this, addWifiLine(wifi, card, folder), kLimitMs))
         return false;
-    host->waitSTime(1);
+    host->waitSTime(limits::kAfterAddMs / 1000);
     if (!runOnHost(*this, shellLine(kReload), kLimitMs))
         return false;
-    host->waitSTime(2);
+    host->waitSTime(limits::kAfterReloadMs / 1000);
     if (!connectWifi(kUpLimitMs, false))
         return false;
-    host->waitSTime(1);
+    host->waitSTime(limits::kAfterBringUpMs / 1000);
     return true;
 }

@@ -5,6 +5,7 @@
 #include "network/NetworkSettings.h"
 #include "network/SystemNetwork.h"
 #include "support/AtomicFile.h"
+#include "support/HostLimits.h"
 #include "support/PrivateFile.h"
 #include "support/ShellLine.h"
 
@@ -20,7 +21,7 @@ constexpr char kAutoconnect[] = "nmcli connection modify %1 connection.autoconne
 constexpr char kClose[] = "sudo nmcli connection delete MyHostspot";
 constexpr char kStartHostapd[] = "sudo hostapd %1 &";
 constexpr char kInterfaceDown[] = "sudo ifconfig %1 down";
-constexpr int kLimitMs = 20000;
+constexpr int kLimitMs = limits::kToolMs;
 
 constexpr char kConnection[] = "MyHostspot";
 constexpr char kHostapdInterface[] = "wlsp1s1";

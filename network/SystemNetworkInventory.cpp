@@ -10,6 +10,7 @@
 #include "network/NetworkSettings.h"
 #include "network/NmcliOutput.h"
 #include "network/Profiles.h"
+#include "support/HostLimits.h"
 #include "support/ShellLine.h"
 
 using namespace ky;
@@ -17,11 +18,11 @@ using namespace ky;
 namespace {
 
 constexpr char kIfconfig[] = "ifconfig";
-constexpr int kIfconfigLimitMs = 6000;
+constexpr int kIfconfigLimitMs = limits::kIfconfigMs;
 constexpr char kDeviceShow[] = "nmcli device show %1";
-constexpr int kDeviceShowLimitMs = 10000;
+constexpr int kDeviceShowLimitMs = limits::kDeviceShowMs;
 constexpr char kLshw[] = "lshw -c network";
-constexpr int kLshwLimitMs = 20000;
+constexpr int kLshwLimitMs = limits::kToolMs;
 
 /// A command whose failure only leaves its output unreadable.
 QString outputOf(const QString& line, int limitMs)

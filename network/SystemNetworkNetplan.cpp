@@ -3,6 +3,7 @@
 #include "network/NetworkLog.h"
 #include "network/SystemNetwork.h"
 #include "support/AtomicFile.h"
+#include "support/HostLimits.h"
 #include "support/HostPaths.h"
 #include "support/HostRoot.h"
 
@@ -15,7 +16,7 @@ using namespace ky;
 namespace {
 
 constexpr char kApply[] = "sudo netplan apply";
-constexpr int kApplyLimitMs = 20000;
+constexpr int kApplyLimitMs = limits::kToolMs;
 
 constexpr char kLiveName[] = "00-installer-config-static.yaml";
 constexpr char kStaticTemplate[] = "%1/appInfo/setting/00-installer-config-static.yaml";

@@ -6,6 +6,7 @@
 #include "network/NmcliOutput.h"
 #include "network/Profiles.h"
 #include "network/WpaCliStatus.h"
+#include "support/HostLimits.h"
 #include "support/ShellLine.h"
 
 using namespace ky;
@@ -14,9 +15,9 @@ namespace {
 
 constexpr char kShowActive[] = "nmcli connection show --active";
 constexpr char kShowHolding[] = "nmcli connection show | grep '%1'";
-constexpr int kShowLimitMs = 6000;
+constexpr int kShowLimitMs = limits::kShowProfilesMs;
 constexpr char kWpaStatus[] = "sudo wpa_cli -i %1 status ";
-constexpr int kWpaLimitMs = 20000;
+constexpr int kWpaLimitMs = limits::kToolMs;
 
 QString notConnected(const QString& device)
 {

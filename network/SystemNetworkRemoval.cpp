@@ -8,6 +8,7 @@
 #include "network/Profiles.h"
 #include "network/RemovalNames.h"
 #include "support/AtomicFile.h"
+#include "support/HostLimits.h"
 #include "support/HostPaths.h"
 #include "support/HostRoot.h"
 #include "support/ShellLine.h"
@@ -19,10 +20,10 @@ using namespace ky;
 namespace {
 
 constexpr char kReload[] = "sudo nmcli connection reload";
-constexpr int kReloadLimitMs = 30000;
+constexpr int kReloadLimitMs = limits::kReloadProfilesMs;
 constexpr char kShowHolding[] = "nmcli connection show | grep %1";
 constexpr char kDelete[] = "nmcli connection delete %1";
-constexpr int kLimitMs = 20000;
+constexpr int kLimitMs = limits::kToolMs;
 
 constexpr char kNotQueried[] = "The name/UUID already used for the connection was not queried";
 
@@ -54,7 +55,7 @@ void removeListed(const QString& list)
     for (const QString& uuid : uuids)
         PublicClass::init()->processCmd(shellLine(kDelete, uuid), output, kLimitMs, true);
     if (!uuids.isEmpty())
-        PublicClass::init()->waitSTime(1);
+        PublicClass::init()->waitSTime(limits::kAfterRemovalMs / 1000);
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 #include "network/NetworkLog.h"
 #include "network/RoamingLog.h"
 #include "network/SystemNetwork.h"
+#include "support/HostLimits.h"
 #include "support/ShellLine.h"
 
 using namespace ky;
@@ -10,9 +11,9 @@ using namespace ky;
 namespace {
 
 constexpr char kLink[] = "iw %1 link";
-constexpr int kLinkLimitMs = 4000;
+constexpr int kLinkLimitMs = limits::kLinkMs;
 constexpr char kRoam[] = "sudo wpa_cli -i %1 roam '%2' ";
-constexpr int kWpaLimitMs = 20000;
+constexpr int kWpaLimitMs = limits::kToolMs;
 
 void logCurrentAp(const QString& bssid, int signalDbm)
 {

@@ -6,6 +6,7 @@
 #include "network/IfconfigOutput.h"
 #include "network/NetworkLog.h"
 #include "network/SsidEscapes.h"
+#include "support/HostLimits.h"
 #include "support/ShellLine.h"
 
 #include <arpa/inet.h>
@@ -17,7 +18,7 @@ namespace {
 constexpr char kListWirelessCards[] =
     "ifconfig | grep flag | grep w | awk '{print $1 t }' | cut -d: -f1";
 constexpr char kPing[] = "ping -c 1 %1 |grep % ";
-constexpr int kLimitMs = 20000;
+constexpr int kLimitMs = limits::kToolMs;
 
 constexpr int kProfileSleepS = 3;
 

@@ -5,6 +5,7 @@
 #include "network/RoamingLog.h"
 #include "network/SystemNetwork.h"
 #include "network/WpaScanOutput.h"
+#include "support/HostLimits.h"
 #include "support/ShellLine.h"
 
 using namespace ky;
@@ -14,8 +15,8 @@ namespace {
 constexpr char kScan[] = "sudo wpa_cli -i %1 scan";
 constexpr char kScanResult[] = "sudo wpa_cli -i %1 scan_result";
 constexpr char kStatus[] = "sudo wpa_cli -i %1 status";
-constexpr int kWpaLimitMs = 20000;
-constexpr int kApListLimitMs = 6000;
+constexpr int kWpaLimitMs = limits::kToolMs;
+constexpr int kApListLimitMs = limits::kApListMs;
 constexpr int kInUse = 1;
 constexpr int kNotInUse = -1;
 

@@ -9,6 +9,7 @@
 #include "network/ScanThreadDecision.h"
 #include "network/SsidEscapes.h"
 #include "network/WpaScanOutput.h"
+#include "support/HostLimits.h"
 #include "support/ShellLine.h"
 
 #include <QDeadlineTimer>
@@ -20,7 +21,7 @@ using namespace ky;
 namespace {
 
 constexpr char kRoam[] = "sudo wpa_cli -i %1 roam '%2' ";
-constexpr int kRoamLimitMs = 20000;
+constexpr int kRoamLimitMs = limits::kToolMs;
 constexpr char kLinkFile[] = "1.txt";
 constexpr qint64 kSliceMs = 50; ///< of a pause: how long it takes to notice an interruption
 

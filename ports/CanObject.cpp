@@ -7,6 +7,7 @@
 #include "ports/PortRecords.h"
 #include "ports/PortsLog.h"
 #include "ports/SocketCan.h"
+#include "support/HostLimits.h"
 
 #include <QCoreApplication>
 #include <QMetaMethod>
@@ -21,7 +22,7 @@ namespace {
 
 constexpr char kPortFile[] = "/appInfo/backupFile/canConfig.json";
 constexpr char kDefaultBaudrate[] = "250000";
-constexpr int kCommandLimitMs = 20000;
+constexpr int kCommandLimitMs = ky::limits::kToolMs;
 
 /// Devices and their threads live as long as the process. Keeping them in reach tells a leak
 /// checker that this is meant.

@@ -1,5 +1,6 @@
 #include "ports/CanSetup.h"
 
+#include "support/HostLimits.h"
 #include "support/ShellLine.h"
 
 #include <algorithm>
@@ -56,9 +57,9 @@ QVector<CanSetupStep> canSetupSteps(const QString& dev, const QString& baudrate,
                                     const QString& tbxName)
 {
     return {
-        {shellLine(kDown, dev), 500},
-        {canTimingLine(dev, baudrate, tbxName), 500},
-        {shellLine(kQueueLength, dev), 100},
+        {shellLine(kDown, dev), limits::kCanPauseMs},
+        {canTimingLine(dev, baudrate, tbxName), limits::kCanPauseMs},
+        {shellLine(kQueueLength, dev), limits::kCanQueuePauseMs},
         {shellLine(kUp, dev), 0},
     };
 }

@@ -6,6 +6,7 @@
 #include "ports/PortsLog.h"
 #include "ports/SerialMessage.h"
 #include "ports/SerialWrite.h"
+#include "support/HostLimits.h"
 
 #include <QCoreApplication>
 #include <QSerialPort>
@@ -14,9 +15,9 @@
 namespace {
 
 constexpr char kPortFile[] = "/appInfo/backupFile/serialPort.json";
-constexpr int kSendLimitMs = 10000;
-constexpr int kAnswerLimitMs = 10000;
-constexpr int kGapMs = 100;
+constexpr int kSendLimitMs = ky::limits::kSerialSendMs;
+constexpr int kAnswerLimitMs = ky::limits::kSerialAnswerMs;
+constexpr int kGapMs = ky::limits::kSerialGapMs;
 
 constexpr char kWriteSerial[] = "writeSerial"; // as the log names it
 

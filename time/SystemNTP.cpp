@@ -2,6 +2,7 @@
 
 #include "host/KyFileManager.h"
 #include "host/PublicClass.h"
+#include "support/HostLimits.h"
 #include "support/IniFile.h"
 #include "support/ShellLine.h"
 #include "time/NtpSettings.h"
@@ -24,7 +25,7 @@ constexpr char kRemoveZone[] = "sudo rm -rf /etc/localtime";
 constexpr char kLinkZone[] = "sudo ln -s /usr/share/zoneinfo/%1 /etc/localtime";
 constexpr char kListZones[] = "timedatectl list-timezones";
 constexpr char kStatus[] = "timedatectl status";
-constexpr int kLimitMs = 20000;
+constexpr int kLimitMs = ky::limits::kToolMs;
 
 constexpr char kSettingsFile[] = "appInfo/setting/WirelessCard.ini";
 constexpr char kClockFormat[] = "yyyy-MM-dd hh:mm:ss.zzz";

@@ -1,3 +1,4 @@
+#include "support/HostLimits.h"
 #include "time/NTPPackage.h"
 #include "time/NtpSettings.h"
 #include "time/SystemNTP.h"
@@ -10,7 +11,7 @@
 
 namespace {
 
-constexpr int kConnectLimitMs = 5000;
+constexpr int kConnectLimitMs = ky::limits::kTimeServerMs;
 constexpr int kPacketSize = 48;
 constexpr int kShortestReply = 8;
 
