@@ -4,6 +4,7 @@
 
 #include "host/PublicClass.h"
 #include "service/TcpSocket.h"
+#include "wire/FrameHead.h"
 
 #include <QScopeGuard>
 #include <QSignalSpy>
