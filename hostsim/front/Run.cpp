@@ -28,6 +28,7 @@ namespace hostsim {
 namespace {
 
 constexpr long kTickMs = 200;
+constexpr int kForwarded[] = {SIGTERM, SIGINT, SIGHUP};
 // Half a second for background programs to notice the end of the run.
 constexpr auto kGraceTick = std::chrono::milliseconds(10);
 constexpr int kGraceTicks = 50;
@@ -156,19 +157,25 @@ void setEnvironment(const Store& store, const Options& options)
     ::_exit(127);
 }
 
+// Signals that wait since before the fork come in here, once the command has its number.
 void forwardSignals()
 {
-    for (const int number : {SIGTERM, SIGINT, SIGHUP})
-        std::signal(number, [](int received) {
-            if (childPid > 0)
-                ::kill(childPid, received);
-        });
+    sigset_t forwarded;
+    sigemptyset(&forwarded);
+    for (const int number : kForwarded) {
+        sigaddset(&forwarded, number);
+        std::signal(number, [](int received) { ::kill(childPid, received); });
+    }
+    ::sigprocmask(SIG_UNBLOCK, &forwarded, nullptr);
 }
 
 // Keeps the host's timers going while no tool is called. SIGCHLD cuts the wait short when the
 // command ends.
-int superviseChild(const Store& store, pid_t child, const sigset_t& childSignal, bool isOwner)
+int superviseChild(const Store& store, pid_t child, bool isOwner)
 {
+    sigset_t childSignal;
+    sigemptyset(&childSignal);
+    sigaddset(&childSignal, SIGCHLD);
     int status = 0;
     for (pid_t ended = 0; ended != child && ended >= 0;) {
         ended = ::waitpid(-1, &status, WNOHANG); // reaps background jobs, too
@@ -206,12 +213,16 @@ void endLeftovers()
     }
 }
 
-// SIGCHLD is blocked before the command starts, so that sigtimedwait() cannot miss it.
-sigset_t blockChildSignal()
+// SIGCHLD is blocked before the command starts, so that sigtimedwait() cannot miss it. The signals
+// that are forwarded wait until there is a command to forward them to: it may be up, and somebody
+// may want to end it, before this process has returned from its fork.
+sigset_t blockSignals()
 {
     sigset_t set;
     sigemptyset(&set);
     sigaddset(&set, SIGCHLD);
+    for (const int number : kForwarded)
+        sigaddset(&set, number);
     ::sigprocmask(SIG_BLOCK, &set, nullptr);
     return set;
 }
@@ -235,15 +246,15 @@ int runCommand(const std::vector<std::string>& args)
         ::prctl(PR_SET_CHILD_SUBREAPER,
                 1); // orphaned background jobs become children of this process
     setEnvironment(store, options);
-    const sigset_t childSignal = blockChildSignal();
+    const sigset_t held = blockSignals();
     const pid_t child = ::fork();
     if (child < 0)
         throw std::runtime_error(std::string("fork: ") + std::strerror(errno));
     if (child == 0)
-        runChild(store, options, childSignal);
+        runChild(store, options, held);
     childPid = child;
     forwardSignals();
-    const int status = superviseChild(store, child, childSignal, isOwner);
+    const int status = superviseChild(store, child, isOwner);
     std::error_code ignored;
     if (isOwner) {
         fs::remove(store.folder().runFile(), ignored);
