@@ -196,7 +196,7 @@ void TcpSocket::slotReadyRead()
     try {
         resolveTcpReadData(_intptr, read(size));
     } catch (const std::bad_alloc&) {
-        giveUp(_intptr, "a read", quint64(size));
+        giveUp(__func__, _intptr, "a read", quint64(size));
     }
     if (_isDirect && isStreaming())
         readStream();
@@ -211,7 +211,7 @@ void TcpSocket::slotError(QAbstractSocket::SocketError socketError)
 
 void TcpSocket::slotWaitWrite(QByteArray message)
 {
-    keepForWriting(message.constData(), message.size());
+    keepForWriting(__func__, message.constData(), message.size());
     // False also when flush() has left nothing to wait for: the text is then set all the same.
     if (!waitForBytesWritten(kWaitWriteMs))
         setErrorString(QStringLiteral("waitForBytesWritten:timeout:15s"));
@@ -224,18 +224,18 @@ void TcpSocket::slotWrite(QByteArray message)
 {
     const int taken = _isDirect ? ky::writeAtOnce(*this, message) : 0;
     if (taken < message.size())
-        keepForWriting(message.constData() + taken, message.size() - taken);
+        keepForWriting(__func__, message.constData() + taken, message.size() - taken);
 }
 
 /// The socket keeps a copy of what the kernel does not take at once. Where there is no memory for
 /// it only this connection may suffer.
-void TcpSocket::keepForWriting(const char* bytes, int size)
+void TcpSocket::keepForWriting(const char* operation, const char* bytes, int size)
 {
     try {
         write(bytes, size);
         flush();
     } catch (const std::bad_alloc&) {
-        KY_WARNING_AS("slotWrite")
+        KY_WARNING_AS(operation)
             << "[no memory for an answer of" << size << "bytes, handle:" << _intptr << "]";
         abort();
     }

@@ -97,10 +97,10 @@ private:
 
     bool callRelay(const QString& name, qintptr handle, quint16 answerType, quint16 number,
                    const QByteArray& data, const QVariant& json);
-    void keepForWriting(const char* bytes, int size);
+    void keepForWriting(const char* operation, const char* bytes, int size);
     bool isStreaming() const;
     bool takeIn(const QByteArray& b);
-    void giveUp(qintptr handle, const char* what, quint64 size);
+    void giveUp(const char* operation, qintptr handle, const char* what, quint64 size);
     void deliverFrames(qintptr handle, quint64 incoming);
     void readStream();
     void dropToSync();

@@ -111,10 +111,10 @@ bool TcpSocket::takeIn(const QByteArray& b)
 }
 
 /// Where there is no memory for what the peer sends only its own connection may suffer.
-void TcpSocket::giveUp(qintptr handle, const char* what, quint64 size)
+void TcpSocket::giveUp(const char* operation, qintptr handle, const char* what, quint64 size)
 {
-    KY_WARNING_AS("resolveTcpReadData")
-        << "[no memory for" << what << "of" << size << "bytes, handle:" << handle << "]";
+    KY_WARNING_AS(operation) << "[no memory for" << what << "of" << size
+                             << "bytes, handle:" << handle << "]";
     _buffer = QByteArray();
     _consumed = 0;
     abort();
@@ -126,9 +126,9 @@ bool TcpSocket::resolveTcpReadData(qintptr handle, const QByteArray& b)
         if (takeIn(b))
             deliverFrames(handle, quint64(b.size()));
         else
-            giveUp(handle, "a frame", _dataSize);
+            giveUp(__func__, handle, "a frame", _dataSize);
     } catch (const std::bad_alloc&) {
-        giveUp(handle, "a frame", _dataSize);
+        giveUp(__func__, handle, "a frame", _dataSize);
     }
     return true;
 }

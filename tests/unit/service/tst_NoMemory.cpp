@@ -108,14 +108,17 @@ void tst_NoMemory::frameThatFitsNoMemoryEndsOnlyItsConnection()
 void tst_NoMemory::answerThatFitsNoMemoryEndsItsConnection_data()
 {
     QTest::addColumn<bool>("isAwaited");
+    QTest::addColumn<QByteArray>("lineStart");
 
-    QTest::newRow("queued") << false;
-    QTest::newRow("awaited") << true;
+    QTest::newRow("queued") << false << QByteArray("[warning][slotWrite][no memory for an answer");
+    QTest::newRow("awaited") << true
+                             << QByteArray("[warning][slotWaitWrite][no memory for an answer");
 }
 
 void tst_NoMemory::answerThatFitsNoMemoryEndsItsConnection()
 {
     QFETCH(bool, isAwaited);
+    QFETCH(QByteArray, lineStart);
     QTcpServer listener;
     QVERIFY(listener.listen(QHostAddress::LocalHost));
     TcpSocket socket;
@@ -143,7 +146,9 @@ void tst_NoMemory::answerThatFitsNoMemoryEndsItsConnection()
     QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false"));
 
     QCOMPARE(socket.state(), QAbstractSocket::UnconnectedState);
-    QCOMPARE(LogKeeper::linesWith("[no memory for an answer of").size(), 1);
+    const QStringList lines = LogKeeper::linesWith("[no memory for");
+    QCOMPARE(lines.size(), 1);
+    QVERIFY2(lines.first().startsWith(QString::fromUtf8(lineStart)), qPrintable(lines.first()));
     QCOMPARE(finished.count(), isAwaited ? 1 : 0);
 }
 
@@ -192,7 +197,11 @@ void tst_NoMemory::readThatFitsNoMemoryEndsItsConnection()
     QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false"));
 
     QCOMPARE(socket.state(), QAbstractSocket::UnconnectedState);
-    QCOMPARE(LogKeeper::linesWith("[no memory for").size(), 1);
+    const QStringList lines = LogKeeper::linesWith("[no memory for");
+    QCOMPARE(lines.size(), 1);
+    QVERIFY2(lines.first().startsWith(
+                 QLatin1String("[warning][slotReadyRead][no memory for a read of 134217728 bytes")),
+             qPrintable(lines.first()));
 }
 
 namespace {
