@@ -16,6 +16,22 @@ namespace {
 
 constexpr int kWaitMs = 5000;
 
+/// Content is a map or a list. Peers know the text of no other value, so that counts as absent.
+QByteArray contentText(const QVariant& value)
+{
+    switch (value.userType()) {
+    case QMetaType::QVariantMap:
+    case QMetaType::QVariantHash:
+    case QMetaType::QVariantList:
+    case QMetaType::QStringList:
+    case QMetaType::QJsonObject:
+    case QMetaType::QJsonArray:
+        return PublicClass::init()->qVariantToByteArray(value, QJsonDocument::Compact);
+    default:
+        return {};
+    }
+}
+
 } // namespace
 
 KyTcpClient::KyTcpClient(QObject* parent)
@@ -41,8 +57,7 @@ bool KyTcpClient::exchange(const QVariantMap& map, const QString& ip, quint16 po
 {
     const auto type = quint16(map.value(QStringLiteral("type")).toInt());
     const auto number = quint16(map.value(QStringLiteral("number")).toInt());
-    const QByteArray body = PublicClass::init()->qVariantToByteArray(
-        map.value(QStringLiteral("jsonData")), QJsonDocument::Compact);
+    const QByteArray body = contentText(map.value(QStringLiteral("jsonData")));
 
     QTcpSocket socket;
     socket.setProxy(QNetworkProxy::NoProxy);

@@ -20,10 +20,11 @@ public:
     explicit KyTcpClient(QObject* parent = nullptr);
     ~KyTcpClient() override;
 
-    /// Sends "jsonData" (a map, as compact JSON text) with "type" and "number" to "ip" and "port".
-    /// The text goes out as binary data: the header announces no JSON area. True: an answer was
-    /// delivered, or one that had begun was still not whole at the last wait. An empty map or
-    /// list is refused, after the connection has been made. Failures are told in the log only.
+    /// Sends "jsonData" (a map or a list, as compact JSON text) with "type" and "number" to "ip"
+    /// and "port". The text goes out as binary data: the header announces no JSON area. Any other
+    /// value counts as absent: the frame has no body then. True: an answer was delivered, or one
+    /// that had begun was still not whole at the last wait. An empty map or list is refused, after
+    /// the connection has been made. Failures are told in the log only.
     bool sendData(const QVariantMap& map);
 
     /// Takes in bytes and delivers at most one frame. 0: delivered; 1: more bytes are needed; -1:

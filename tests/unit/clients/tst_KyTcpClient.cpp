@@ -6,6 +6,7 @@
 #include "Peer.h"
 
 #include <QElapsedTimer>
+#include <QJsonObject>
 #include <QNetworkProxy>
 #include <QtTest>
 
@@ -206,6 +207,15 @@ void tst_KyTcpClient::bodiesOfARequest_data()
     QTest::addColumn<QByteArray>("body");
 
     QTest::newRow("nothing") << QVariant() << QByteArray();
+    // Content is a map or a list.
+    QTest::newRow("null") << QVariant::fromValue(nullptr) << QByteArray();
+    QTest::newRow("empty text") << QVariant(QString()) << QByteArray();
+    QTest::newRow("text") << QVariant(QStringLiteral("{\"a\":1}")) << QByteArray();
+    QTest::newRow("number") << QVariant(5) << QByteArray();
+    QTest::newRow("false") << QVariant(false) << QByteArray();
+    QTest::newRow("JSON object") << QVariant(QJsonObject{{"a", 1}}) << QByteArray("{\"a\":1}");
+    QTest::newRow("list of texts") << QVariant(QStringList{"a"}) << QByteArray("[\"a\"]");
+    QTest::newRow("hash") << QVariant(QVariantHash{{"a", 1}}) << QByteArray("{\"a\":1}");
     QTest::newRow("list") << QVariant(QVariantList{1}) << QByteArray("[1]");
     QTest::newRow("non-ASCII") << QVariant(QVariantMap{{"a", QString::fromUtf8("数")}})
                                << QByteArray("{\"a\":\"数\"}");
