@@ -171,7 +171,6 @@ void tst_DaemonRoaming::cardIsSwitchedByNumber()
     QCOMPARE(supervision().value("wireless_is_off").toBool(), false);
 }
 
-// The cycle reads the flag on that thread: a pause behind a slow request is answered behind it.
 void tst_DaemonRoaming::settingsThatCannotBeStoredAreAnError_data()
 {
     QTest::addColumn<QString>("command");
@@ -208,6 +207,7 @@ void tst_DaemonRoaming::settingsThatCannotBeStoredAreAnError()
     QVERIFY2(text.startsWith(QLatin1String("settings not stored: ")), qUtf8Printable(text));
 }
 
+// The cycle reads the flag on that thread: a pause behind a slow request is answered behind it.
 void tst_DaemonRoaming::pauseWaitsItsTurnOnTheNetworkThread()
 {
     _host->addFault("iw", "slow", {"--ms", "500", "--times", "1"});
