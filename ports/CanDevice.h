@@ -57,7 +57,9 @@ public:
     /// The descriptor, -1 when closed. Descriptor 0 counts as not open.
     int socketId() const;
     /// Takes a descriptor over: closing the port closes it. The one before is left open to whoever
-    /// calls this, and a loop that waits for a frame of it goes on waiting.
+    /// calls this, and a loop that waits for a frame of it goes on waiting. Not to be called with
+    /// the number of a port that has been closed: it is no longer the caller's to give, and the
+    /// loop may close it at any time.
     void setSocketId(int socketId);
 
     /// Whether the loop of readCan() runs.
