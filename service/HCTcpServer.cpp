@@ -2,9 +2,9 @@
 
 #include "service/AcceptWatch.h"
 #include "service/DescriptorRoom.h"
+#include "service/OrderlyEnd.h"
 #include "service/RetiredThreads.h"
 #include "service/ServiceLog.h"
-#include "service/StallLimit.h"
 #include "service/TcpSocket.h"
 
 #include <QHostAddress>
@@ -32,9 +32,7 @@ std::atomic<int> startingThreads{0};
 void endConnection(TcpSocket* socket)
 {
     QObject::disconnect(socket, &QIODevice::readyRead, socket, &TcpSocket::slotReadyRead);
-    socket->disconnectFromHost();
-    if (socket->state() != QAbstractSocket::UnconnectedState)
-        ky::abortWhenPeerStalls(socket, kKickLimitMs);
+    ky::endWhenAllIsTaken(socket, kKickLimitMs);
 }
 
 } // namespace

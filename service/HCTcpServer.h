@@ -42,9 +42,9 @@ public:
     /// Cuts every connection and stops listening. Returns at once: each connection ends in its own
     /// thread, and its thread with it. For teardown: the server then forgets its clients.
     void stopListen();
-    /// Asks every connection to end once what was written to it has gone out. Returns at once; an
-    /// entry leaves when its connection has ended. A peer that takes none of its answers for 15 s
-    /// is cut; a slow one gets them all.
+    /// Asks every connection to end once its peer has taken what was written to it. Returns at
+    /// once; an entry leaves when its connection has ended. What a peer still sends is discarded.
+    /// One that takes none of its answers for 15 s is cut; a slow one gets them all.
     void KickAllClients();
 
     /// Queues a finished frame for one client. False, with errorString() set, if there is no

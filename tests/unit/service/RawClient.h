@@ -9,6 +9,7 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -98,6 +99,14 @@ public:
         if (head.size() < 16)
             return {};
         return head + receive(int(qFromBigEndian<quint32>(head.constData() + 4)));
+    }
+
+    /// Bytes that have come and are still to be received.
+    int unread() const
+    {
+        int count = 0;
+        ioctl(_fd, FIONREAD, &count);
+        return count;
     }
 
     /// Whether the peer ends the connection within the limit; what it still sends is discarded.

@@ -14,6 +14,7 @@ private slots:
     void initTestCase() { QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false")); }
     void patienceEndsAfterFifteenSeconds();
     void kickedClientThatReadsSlowlyGetsAllOfItsAnswers();
+    void kickedClientThatGoesOnAskingGetsAllOfItsAnswers();
 };
 
 namespace {
@@ -101,24 +102,70 @@ void tst_SlowPeers::patienceEndsAfterFifteenSeconds()
     QTRY_COMPARE(threadCount(), threads - 1);
 }
 
+namespace {
+
+int waitingInTheKernel(qintptr handle)
+{
+    int waiting = 0;
+    ioctl(int(handle), SIOCOUTQ, &waiting);
+    return waiting;
+}
+
+} // namespace
+
 void tst_SlowPeers::kickedClientThatReadsSlowlyGetsAllOfItsAnswers()
 {
     StuckService service;
     QVERIFY(isStuck(service.handle));
     // So little at a time that the kernel takes nothing new from the service for longer than its
     // patience lasts: it still has its own store to send.
-    constexpr int kSip = 50 * 1024;
+    const int store = waitingInTheKernel(service.handle);
+    const int taken = store + service.client.unread();
+    const int sip = store / 100;
+    int takenLater = 0;
     int received = 0;
 
     service.server.KickAllClients();
     const ClientThreads reader(1, [&](int) {
-        for (int sips = 0; sips < 20; ++sips) {
-            received += service.client.receive(kSip).size();
+        for (int sips = 0; sips < 17; ++sips) {
+            received += service.client.receive(sip).size();
             std::this_thread::sleep_for(std::chrono::seconds(1));
         }
+        takenLater = received + service.client.unread() + waitingInTheKernel(service.handle);
         received += service.client.receive(kAnswerSize - received).size();
     });
     QVERIFY(serveUntil([&] { return reader.areDone(); }, 60000));
+
+    QCOMPARE(takenLater, taken);
+    QCOMPARE(received, kAnswerSize);
+    QVERIFY(service.client.isEndedByPeer());
+}
+
+/// What it asks is not taken any more. A connection closed over unread bytes ends with a reset, by
+/// which the kernel forgets what it still has to send.
+void tst_SlowPeers::kickedClientThatGoesOnAskingGetsAllOfItsAnswers()
+{
+    StuckService service;
+    QVERIFY(isStuck(service.handle));
+    const QByteArray request = buildFrame(2000, 1, {}, {});
+    int received = 0;
+
+    service.server.KickAllClients();
+    const ClientThreads client(1, [&](int) {
+        // Until the kick has been carried out for certain.
+        for (int asked = 0; asked < 20; ++asked) {
+            service.client.send(request);
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+        constexpr int kPiece = 256 * 1024;
+        for (int got = kPiece; got == kPiece && received < kAnswerSize; received += got) {
+            service.client.send(request);
+            got = service.client.receive(kPiece).size();
+            // Slower than the service, so that at the end it is the kernel's store that is left.
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        }
+    });
+    QVERIFY(serveUntil([&] { return client.areDone(); }, 60000));
 
     QCOMPARE(received, kAnswerSize);
     QVERIFY(service.client.isEndedByPeer());
