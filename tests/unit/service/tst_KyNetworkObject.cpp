@@ -23,8 +23,9 @@ class tst_KyNetworkObject : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase() { QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false")); }
+    void initTestCase();
     void init();
+    void cleanup();
 
     void relayObjectOwnsTheFrontAndReceivesRequests();
     void frontMadeInABaseClassCallsTheSlotOfTheDerived();
@@ -57,6 +58,7 @@ private:
     static quint16 freePort();
 
     std::unique_ptr<QTemporaryDir> _dir;
+    int _threadsAtRest = 0;
 };
 
 namespace {
@@ -83,10 +85,22 @@ quint16 tst_KyNetworkObject::freePort()
     return 0;
 }
 
+void tst_KyNetworkObject::initTestCase()
+{
+    QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false"));
+    _threadsAtRest = threadCount();
+}
+
 void tst_KyNetworkObject::init()
 {
     _dir = std::make_unique<QTemporaryDir>();
     PublicClass::init()->settingsFile = _dir->filePath("settings.ini");
+}
+
+/// Connections end in their own threads, behind the front that forgot them.
+void tst_KyNetworkObject::cleanup()
+{
+    QTRY_COMPARE(threadCount(), _threadsAtRest);
 }
 
 void tst_KyNetworkObject::relayObjectOwnsTheFrontAndReceivesRequests()
@@ -160,7 +174,6 @@ void tst_KyNetworkObject::threadCountIsNoLimit()
     RelayRecorder relay;
     KyNetworkObject front(&relay);
     const quint16 port = freePort();
-    const int threads = threadCount();
     QVERIFY(front.listenTcp(port, 1, 0, true));
     std::vector<std::unique_ptr<RawClient>> clients;
     for (int i = 0; i < kClients; ++i) {
@@ -171,7 +184,7 @@ void tst_KyNetworkObject::threadCountIsNoLimit()
             QTRY_COMPARE(relay.requests.size(), size_t(i + 1));
     }
 
-    QCOMPARE(threadCount(), threads + kClients);
+    QCOMPARE(threadCount(), _threadsAtRest + kClients);
     for (const auto& request : relay.requests)
         QVERIFY(front.sendDataToClient(request.handle, QByteArray(1, char(request.number))));
     for (int i = 0; i < kClients; ++i)
