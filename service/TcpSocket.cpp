@@ -196,6 +196,7 @@ void TcpSocket::slotReadyRead()
     try {
         resolveTcpReadData(_intptr, read(size));
     } catch (const std::bad_alloc&) {
+        _buffer.clear();
         giveUp(__func__, _intptr, "a read", quint64(size));
     }
     if (_isDirect && isStreaming())

@@ -91,6 +91,7 @@ public slots:
 private:
     /// Asks, once the thread has ended, whether the end is announced.
     friend class HCTcpServer;
+    class Receiver;
 
     /// One read takes no more than this, so that an upload needs no more memory than that.
     static constexpr qint64 kReadChunk = qint64(256) * 1024;
@@ -98,21 +99,11 @@ private:
     bool callRelay(const QString& name, qintptr handle, quint16 answerType, quint16 number,
                    const QByteArray& data, const QVariant& json);
     void keepForWriting(const char* operation, const char* bytes, int size);
-    bool isStreaming() const;
-    bool takeIn(const QByteArray& b);
+    bool isStreaming();
     void giveUp(const char* operation, qintptr handle, const char* what, quint64 size);
-    void deliverFrames(qintptr handle, quint64 incoming);
     void readStream();
-    void dropToSync();
-    void takeHeader();
     void openUpload();
-    void streamUpload();
-    void finishUpload(qintptr handle);
-    QVariant takeJson(const char* area, int size) const;
-    const char* unread() const;
-    int unreadSize() const;
-    bool isFrameComplete() const;
-    void compactBuffer();
+    QVariant takeJson(const QByteArray& text) const;
 
     qintptr _intptr = 0;
     QThread* _thread = nullptr;
