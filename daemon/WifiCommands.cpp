@@ -12,6 +12,7 @@ constexpr int kWifiNotJoined = 40310;
 constexpr int kNotConnected = 40311;
 constexpr int kNoSuchProfile = 40312;
 constexpr int kNoSuchWifiCard = 40313;
+constexpr int kNotForgotten = 40314;
 
 constexpr int kUpLimitMs = 15000;
 
@@ -46,8 +47,11 @@ Answer forget(SystemNetwork& network, const Request& request)
     const QString card = text(request, "card");
     if (!isCard(network, card))
         return Answer::error(kNoSuchWifiCard, QStringLiteral("card [%1]: not found").arg(card));
+    network.setLastError({});
     network.deleteConnections(card);
-    return Answer::ok();
+    // It has no result of its own, and refuses names that a card can have, as "a*b".
+    const QString problem = network.getLastError();
+    return problem.isEmpty() ? Answer::ok() : Answer::error(kNotForgotten, problem);
 }
 
 Answer storedPassword(SystemNetwork& network, const QString& fileName)

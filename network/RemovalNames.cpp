@@ -1,6 +1,7 @@
 #include "network/RemovalNames.h"
 
 #include <algorithm>
+#include <iterator>
 #include <net/if.h>
 
 namespace ky {
@@ -17,12 +18,53 @@ bool isLetterOrDigitOfAnyScript(QChar c)
     return c.isLetterOrNumber();
 }
 
-/// Neither the kernel's "no" nor more than a character to grep.
+/// The kernel allows it in a card's name, and grep takes it for the character that it is.
 bool fitsCardName(QChar c)
 {
     return c.unicode() > 0x20 && c.unicode() != 0x7f && !c.isSpace() &&
            !QStringLiteral("/:*[]^$\\").contains(c);
 }
+
+// What NetworkManager writes into keyfiles and lists, and the older names of some.
+constexpr const char* kConnectionTypes[] = {"6lowpan",
+                                            "802-11-olpc-mesh",
+                                            "802-11-wireless",
+                                            "802-3-ethernet",
+                                            "adsl",
+                                            "bluetooth",
+                                            "bond",
+                                            "bridge",
+                                            "cdma",
+                                            "dummy",
+                                            "ethernet",
+                                            "generic",
+                                            "gsm",
+                                            "hsr",
+                                            "infiniband",
+                                            "ip-tunnel",
+                                            "ipvlan",
+                                            "loopback",
+                                            "macsec",
+                                            "macvlan",
+                                            "olpc-mesh",
+                                            "ovs-bridge",
+                                            "ovs-dpdk",
+                                            "ovs-interface",
+                                            "ovs-patch",
+                                            "ovs-port",
+                                            "pppoe",
+                                            "team",
+                                            "tun",
+                                            "veth",
+                                            "vlan",
+                                            "vpn",
+                                            "vrf",
+                                            "vxlan",
+                                            "wifi",
+                                            "wifi-p2p",
+                                            "wimax",
+                                            "wireguard",
+                                            "wpan"};
 
 } // namespace
 
@@ -32,6 +74,12 @@ bool isCardName(const QString& name)
     return size > 0 && size < IFNAMSIZ && !name.startsWith(QLatin1Char('-')) &&
            std::all_of(name.begin(), name.end(), fitsCardName) &&
            std::any_of(name.begin(), name.end(), isLetterOrDigitOfAnyScript);
+}
+
+bool isNetworkManagerType(const QString& type)
+{
+    return std::any_of(std::begin(kConnectionTypes), std::end(kConnectionTypes),
+                       [&type](const char* known) { return type == QLatin1String(known); });
 }
 
 bool isConnectionType(const QString& type)

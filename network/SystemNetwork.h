@@ -173,10 +173,11 @@ public:
     /// `nmcli device connect` (20 s).
     bool connectDeviceCard(const QString& card);
     /// Removes the profiles of a card, first as keyfiles, then those that `nmcli` still lists in a
-    /// row with that name. Text that is no card's name removes nothing and leaves a last error:
-    /// "." would find every row.
+    /// row with that name. "." or "e" would find nearly every row: a name that no interface of the
+    /// host has, no keyfile and no setting of this object removes nothing and leaves a last error.
     void deleteConnections(const QString& card);
-    /// Removes the profiles of a type ("wifi", "802-3-ethernet") in the same way.
+    /// Removes the profiles of a type ("wifi", "802-3-ethernet") in the same way. It has to be one
+    /// of NetworkManager's or of a keyfile.
     void deleteByConnectionType(const QString& type);
     /// Puts the driver of the wired card on the kernel's blacklist (`kind` 1); `disable` is only
     /// stored. `kind` 0 is refused, any other does nothing and gives true.

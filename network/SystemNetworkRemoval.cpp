@@ -14,6 +14,9 @@
 #include "support/ShellLine.h"
 
 #include <QFile>
+#include <QNetworkInterface>
+
+#include <algorithm>
 
 using namespace ky;
 
@@ -47,7 +50,24 @@ bool removeProfiles(const char* key, const QString& value, const char* operation
     return hasRemoved;
 }
 
-/// Removes each profile that `nmcli` lists; whether one goes is not looked at.
+bool isInterfaceOfHost(const QString& card)
+{
+    const QList<QNetworkInterface> interfaces = QNetworkInterface::allInterfaces();
+    return std::any_of(interfaces.begin(), interfaces.end(),
+                       [&card](const auto& interface) { return interface.name() == card; });
+}
+
+bool isInKeyfiles(const char* key, const QString& value)
+{
+    return findProfile(profileFolder(), "connection", key, value).isFound();
+}
+
+bool isKnownType(const QString& type)
+{
+    return isConnectionType(type) && (isNetworkManagerType(type) || isInKeyfiles("type", type));
+}
+
+/// Removes each profile that `nmcli` lists; the result is ignored.
 void removeListed(const QString& list)
 {
     const QStringList uuids = uuidsIn(list);
@@ -62,8 +82,11 @@ void removeListed(const QString& list)
 
 void SystemNetwork::deleteConnections(const QString& card)
 {
-    if (!isCardName(card)) {
-        setLastError(QStringLiteral("profiles of card [%1]: not the name of a card").arg(card));
+    // A card of the settings may be unplugged and without a profile.
+    const bool isOwn = card == _aLXB10NetworkCardName || card == _wirelessCardName;
+    if (!isCardName(card) ||
+        !(isOwn || isInterfaceOfHost(card) || isInKeyfiles("interface-name", card))) {
+        setLastError(QStringLiteral("profiles of card [%1]: no card of this name").arg(card));
         return;
     }
     if (removeProfiles("interface-name", card, __func__))
@@ -80,8 +103,8 @@ void SystemNetwork::deleteConnections(const QString& card)
 
 void SystemNetwork::deleteByConnectionType(const QString& type)
 {
-    if (!isConnectionType(type)) {
-        setLastError(QStringLiteral("profiles of type [%1]: not a type").arg(type));
+    if (!isKnownType(type)) {
+        setLastError(QStringLiteral("profiles of type [%1]: no type of profile").arg(type));
         return;
     }
     removeProfiles("type", type, __func__);

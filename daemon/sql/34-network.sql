@@ -24,4 +24,5 @@ INSERT OR IGNORE INTO errors (code, text) VALUES
     (40310, 'the Wi-Fi was not joined'),
     (40311, 'the wireless card is not connected'),
     (40312, 'no such profile'),
-    (40313, 'no such card');
+    (40313, 'no such card'),
+    (40314, 'the profiles were not removed');

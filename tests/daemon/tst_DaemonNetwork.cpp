@@ -40,6 +40,7 @@ private slots:
     void unknownRoleIsAnError();
     void onlyACardOfTheHostIsForgotten_data();
     void onlyACardOfTheHostIsForgotten();
+    void removalThatFailsIsAnError();
     void passwordMayComeFromAPipe_data();
     void passwordMayComeFromAPipe();
     void descriptionNeedsAName();
@@ -296,6 +297,26 @@ void tst_DaemonNetwork::onlyACardOfTheHostIsForgotten()
     QCOMPARE(result.status, 1);
     QVERIFY2(result.errors.contains("40313: card [" + card.toUtf8() + "]: not found"),
              result.errors);
+}
+
+// The removal has no result but its last error.
+void tst_DaemonNetwork::removalThatFailsIsAnError()
+{
+    QTemporaryDir tools;
+    for (const char* name : {"nmcli", "grep", "sudo"}) {
+        QFile tool(tools.filePath(name));
+        QVERIFY(tool.open(QIODevice::WriteOnly));
+        tool.write("#!/bin/sh\necho out of order >&2\nexit 2\n");
+        tool.setPermissions(QFile::ReadOwner | QFile::ExeOwner);
+    }
+    _daemon = std::make_unique<DaemonFixture>();
+    _daemon->runUnder({"env", "PATH=" + tools.path() + ":" + qEnvironmentVariable("PATH")});
+    QVERIFY2(_daemon->start(), qPrintable(_daemon->errorText()));
+
+    const ProgramResult result = _daemon->kyctl({"wifi", "forget", "--card", "lo"});
+
+    QCOMPARE(result.status, 1);
+    QVERIFY2(result.errors.contains("40314: out of order"), result.errors);
 }
 
 void tst_DaemonNetwork::passwordMayComeFromAPipe_data()

@@ -22,6 +22,17 @@ constexpr char kStandIn[] = "#!/bin/sh\n"
 
 using Call = QStringList;
 
+/// Has a wired card of any name.
+class NetworkOfCard : public SystemNetwork
+{
+public:
+    explicit NetworkOfCard(const QString& card)
+        : SystemNetwork(nullptr)
+    {
+        _aLXB10NetworkCardName = card;
+    }
+};
+
 } // namespace
 
 /// Real commands, so real shells, with stand-ins for the tools: what a request holds must arrive as
@@ -203,7 +214,7 @@ void tst_HostileValues::cardToForgetArrivesAsItIs_data()
 void tst_HostileValues::cardToForgetArrivesAsItIs()
 {
     QFETCH(QString, value);
-    SystemNetwork network(nullptr);
+    NetworkOfCard network(value);
 
     network.deleteConnections(value);
 

@@ -130,10 +130,18 @@ private slots:
     void cardNameThatFindsOthersRemovesNothing();
     void cardNameOfTheKernelsReachesGrep_data();
     void cardNameOfTheKernelsReachesGrep();
+    void nameThatNobodyKnowsRemovesNothing_data();
+    void nameThatNobodyKnowsRemovesNothing();
+    void cardOfTheHostNeedsNoKeyfile();
+    void ownCardNeedsNeitherKeyfileNorInterface_data();
+    void ownCardNeedsNeitherKeyfileNorInterface();
     void typeThatFindsOthersRemovesNothing_data();
     void typeThatFindsOthersRemovesNothing();
     void typeOfAProfileReachesGrep_data();
     void typeOfAProfileReachesGrep();
+    void typeThatNobodyKnowsRemovesNothing_data();
+    void typeThatNobodyKnowsRemovesNothing();
+    void typeOfAKeyfileIsAType();
     void leftoverIsNoProfileToRemove();
     void profilesOfOthersStayByteForByte();
 
@@ -719,6 +727,7 @@ void tst_WifiConnections::profilesOfACardAreRemovedAndReloaded()
 void tst_WifiConnections::nothingRemovedIsNothingToReload()
 {
     _fixture->writeProfile(QStringLiteral("r"), kWifi);
+    _network->_aLXB10NetworkCardName = QStringLiteral("eth1");
     const LogCapture log;
 
     _network->deleteConnections(QStringLiteral("eth1"));
@@ -892,11 +901,65 @@ void tst_WifiConnections::cardNameOfTheKernelsReachesGrep_data()
 void tst_WifiConnections::cardNameOfTheKernelsReachesGrep()
 {
     QFETCH(QString, card);
+    _fixture->writeProfile(QStringLiteral("w"),
+                           "[connection]\ninterface-name=" + card.toUtf8() + '\n');
 
     _network->deleteConnections(card);
 
-    QCOMPARE(lines(), QStringList{QStringLiteral("nmcli connection show | grep ") + card});
+    QCOMPARE(lines(),
+             (QStringList{kReload, QStringLiteral("nmcli connection show | grep ") + card}));
     QVERIFY(_network->getLastError().isEmpty());
+}
+
+void tst_WifiConnections::nameThatNobodyKnowsRemovesNothing_data()
+{
+    QTest::addColumn<QString>("card");
+
+    for (const char* card : {"e", "a", "0", "1", "wifi", "ethernet", "eth", "th1", "w", "nosuch0"})
+        QTest::newRow(card) << QString::fromLatin1(card);
+}
+
+// To grep a part of a name is as good as a name, and "e" stands in nearly every row.
+void tst_WifiConnections::nameThatNobodyKnowsRemovesNothing()
+{
+    QFETCH(QString, card);
+    _fixture->writeProfile(QStringLiteral("w"), kWired);
+    _fixture->host().answerOthers({captured("nmcli/connection-show-grep-eth1.c.out"), true});
+
+    _network->deleteConnections(card);
+
+    QVERIFY(lines().isEmpty());
+    QCOMPARE(_fixture->profiles(), QStringList{QStringLiteral("w")});
+    QVERIFY2(_network->getLastError().contains(QLatin1Char('[') + card + QLatin1Char(']')),
+             qPrintable(_network->getLastError()));
+}
+
+void tst_WifiConnections::cardOfTheHostNeedsNoKeyfile()
+{
+    _network->deleteConnections(QStringLiteral("lo"));
+
+    QCOMPARE(lines(), QStringList{QStringLiteral("nmcli connection show | grep lo")});
+    QVERIFY(_network->getLastError().isEmpty());
+}
+
+void tst_WifiConnections::ownCardNeedsNeitherKeyfileNorInterface_data()
+{
+    QTest::addColumn<bool>("isWired");
+
+    QTest::newRow("wired") << true;
+    QTest::newRow("wireless") << false;
+}
+
+// It may be unplugged, and the operations for it begin with the removal.
+void tst_WifiConnections::ownCardNeedsNeitherKeyfileNorInterface()
+{
+    QFETCH(bool, isWired);
+    (isWired ? _network->_aLXB10NetworkCardName : _network->_wirelessCardName) =
+        QStringLiteral("kyown0");
+
+    _network->deleteConnections(QStringLiteral("kyown0"));
+
+    QCOMPARE(lines(), QStringList{QStringLiteral("nmcli connection show | grep kyown0")});
 }
 
 void tst_WifiConnections::typeThatFindsOthersRemovesNothing_data()
@@ -939,10 +1002,43 @@ void tst_WifiConnections::typeOfAProfileReachesGrep()
     QCOMPARE(lines(), QStringList{QStringLiteral("nmcli connection show | grep ") + type});
 }
 
+void tst_WifiConnections::typeThatNobodyKnowsRemovesNothing_data()
+{
+    QTest::addColumn<QString>("type");
+
+    for (const char* type : {"e", "0", "w", "ether", "wif", "connection", "eth1"})
+        QTest::newRow(type) << QString::fromLatin1(type);
+}
+
+void tst_WifiConnections::typeThatNobodyKnowsRemovesNothing()
+{
+    QFETCH(QString, type);
+    _fixture->writeProfile(QStringLiteral("r"), kWifi);
+    _fixture->host().answerOthers({captured("nmcli/connection-show-grep-eth1.c.out"), true});
+
+    _network->deleteByConnectionType(type);
+
+    QVERIFY(lines().isEmpty());
+    QCOMPARE(_fixture->profiles(), QStringList{QStringLiteral("r")});
+    QVERIFY2(_network->getLastError().contains(QLatin1Char('[') + type + QLatin1Char(']')),
+             qPrintable(_network->getLastError()));
+}
+
+void tst_WifiConnections::typeOfAKeyfileIsAType()
+{
+    _fixture->writeProfile(QStringLiteral("n"), "[connection]\nid=n\ntype=newest\n");
+
+    _network->deleteByConnectionType(QStringLiteral("newest"));
+
+    QVERIFY(_fixture->profiles().isEmpty());
+    QCOMPARE(lines(), QStringList{QStringLiteral("nmcli connection show | grep newest")});
+}
+
 /// It goes at the next start; until then nobody counts it, so there is nothing to reload.
 void tst_WifiConnections::leftoverIsNoProfileToRemove()
 {
     _fixture->writeProfile(QStringLiteral(".new-aB3xY9"), kWired);
+    _network->_aLXB10NetworkCardName = QStringLiteral("eth1");
 
     _network->deleteConnections(QStringLiteral("eth1"));
 
