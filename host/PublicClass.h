@@ -58,8 +58,8 @@ public:
     /// Stores one value at once, replacing the file as a whole; everything else in it, the owner
     /// and the mode stay, and a new file gets the mode 0600, since settings hold pass phrases. What
     /// it writes lies in the folder of the file alone. False, and the file as it was, if the value
-    /// cannot be stored or would not be read back. Waits for others that save the file at the same
-    /// time, and 1 s at most for a lock that nobody gives up.
+    /// cannot be stored or would not be read back, or if another process keeps the file locked, as
+    /// QSettings does while it saves, for more than 10 s.
     bool writeIni(const QString& file, const QString& key, const QVariant& value);
 
     /// Makes sure that the folder exists and can be written to.

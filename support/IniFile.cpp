@@ -110,6 +110,8 @@ bool writeIniValues(const QString& file, const IniValues& values, QString* error
     const QMutexLocker locker(&mutex);
     QDir().mkpath(QFileInfo(file).absolutePath());
     const SettingsLock lock(file);
+    if (lock.isHeldByOthers())
+        return fail(error, "lock", file, QStringLiteral("held by ") + lock.holder());
     const std::optional<QByteArray> before = contentOf(file, error);
     if (!before)
         return false;

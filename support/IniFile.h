@@ -24,7 +24,8 @@ QVariant readIniValue(const QString& file, const QString& key);
 /// was set, and with every other key as it was. On false the file is as it was and `error` (may be
 /// null) tells why.
 ///
-/// Other writers that lock the file as QSettings does are waited for, see SettingsLock.
+/// Other writers that lock the file as QSettings does are waited for, 10 s at most: then nothing is
+/// stored, see SettingsLock.
 /// Thread: any; blocks for disk flushes.
 bool writeIniValues(const QString& file, const IniValues& values, QString* error = nullptr);
 

@@ -1,27 +1,26 @@
 #include "support/SettingsLock.h"
 
 #include <QElapsedTimer>
-#include <QFile>
 #include <QThread>
-
-#include <sys/stat.h>
-#include <utility>
 
 namespace ky {
 
 namespace {
 
 constexpr int kPollMs = 5;
-constexpr int kStuckMs = 1000;    // a save takes the time of two disk flushes
-constexpr int kLongestMs = 10000; // with ever new holders in front
+constexpr int kNamelessMs = 1000; // a lock file is empty only until its maker has written it
+constexpr int kLongestMs = 10000;
 
-/// Tells one holder from the next: each makes the lock file anew.
-std::pair<ino_t, qint64> holderOf(const QByteArray& lockFile)
+/// The process that the lock file names; empty if it names none. What is left of a process that is
+/// gone QLockFile removes by itself.
+QString holderOf(const QLockFile& lock)
 {
-    struct stat facts = {};
-    if (stat(lockFile.constData(), &facts) != 0)
-        return {0, 0};
-    return {facts.st_ino, qint64(facts.st_ctim.tv_sec) * 1000000000 + facts.st_ctim.tv_nsec};
+    qint64 process = 0;
+    QString host;
+    QString program;
+    if (!lock.getLockInfo(&process, &host, &program))
+        return {};
+    return QStringLiteral("%1 (process %2)").arg(program).arg(process);
 }
 
 } // namespace
@@ -29,17 +28,17 @@ std::pair<ino_t, qint64> holderOf(const QByteArray& lockFile)
 SettingsLock::SettingsLock(const QString& file)
     : _lock(file + QStringLiteral(".lock"))
 {
-    const QByteArray name = QFile::encodeName(file + QStringLiteral(".lock"));
-    std::pair<ino_t, qint64> holder;
     QElapsedTimer total;
-    QElapsedTimer sinceHolder;
+    QElapsedTimer nameless;
     total.start();
-    sinceHolder.start();
+    nameless.start();
     while (!_lock.tryLock(0) && _lock.error() == QLockFile::LockFailedError) {
-        const auto now = holderOf(name);
-        if (std::exchange(holder, now) != now)
-            sinceHolder.start();
-        if (sinceHolder.hasExpired(kStuckMs) || total.hasExpired(kLongestMs))
+        const QString holder = holderOf(_lock);
+        if (!holder.isEmpty())
+            nameless.start();
+        if (total.hasExpired(kLongestMs))
+            _holder = holder;
+        if (nameless.hasExpired(kNamelessMs) || total.hasExpired(kLongestMs))
             return;
         QThread::msleep(kPollMs);
     }
