@@ -56,15 +56,6 @@ void flushFolder(const QString& path)
     close(fd);
 }
 
-/// The file behind any number of links. The last one may point at a file that is still to be made,
-/// so this asks each link and not for a canonical path.
-QString targetOf(QString path)
-{
-    for (int links = 0; links < kMaxLinks && QFileInfo(path).isSymLink(); ++links)
-        path = QFileInfo(path).symLinkTarget();
-    return path;
-}
-
 bool fail(QString* error, const char* call, const QString& path)
 {
     if (error)
@@ -103,7 +94,7 @@ bool replaceByRename(const QString& target, const QByteArray& content, bool isTh
 
 bool replaceFile(const QString& path, const QByteArray& content, QString* error)
 {
-    const QString target = targetOf(path);
+    const QString target = fileBehindLinks(path);
     QDir().mkpath(QFileInfo(target).absolutePath());
     struct stat facts = {};
     const bool isThere = stat(QFile::encodeName(target).constData(), &facts) == 0;
@@ -112,6 +103,15 @@ bool replaceFile(const QString& path, const QByteArray& content, QString* error)
     if (isThere && !S_ISREG(facts.st_mode) && !S_ISDIR(facts.st_mode))
         return replaceInPlace(target, content, error);
     return replaceByRename(target, content, isThere, error);
+}
+
+// The last link may point at a file that is still to be made, so this asks each one and not for a
+// canonical path.
+QString fileBehindLinks(QString path)
+{
+    for (int links = 0; links < kMaxLinks && QFileInfo(path).isSymLink(); ++links)
+        path = QFileInfo(path).symLinkTarget();
+    return path;
 }
 
 QString reasonIn(const QString& error)

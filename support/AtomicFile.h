@@ -19,6 +19,10 @@ namespace ky {
 /// Thread: any; blocks for one disk flush.
 bool replaceFile(const QString& path, const QByteArray& content, QString* error = nullptr);
 
+/// The file behind any number of links, which may be one that is still to be made: the name that
+/// replaceFile() gives its content to.
+QString fileBehindLinks(QString path);
+
 /// The kernel's own words at the end of an error text of replaceFile().
 QString reasonIn(const QString& error);
 

@@ -6,7 +6,6 @@
 #include <QFile>
 #include <QFileInfo>
 
-#include <cerrno>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -21,12 +20,9 @@ constexpr mode_t kPrivateMode = 0600;
 
 bool makePrivateFile(const QString& path)
 {
-    const QByteArray name = QFile::encodeName(path);
-    struct stat facts = {};
-    if (stat(name.constData(), &facts) == 0 || errno != ENOENT)
-        return false;
-    // Not O_EXCL: the name may be a link to a file that is still to be made.
-    const int fd = open(name.constData(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOCTTY, kPrivateMode);
+    // O_EXCL: what another process makes at this moment is its own, with the mode that it chose.
+    const QByteArray name = QFile::encodeName(fileBehindLinks(path));
+    const int fd = open(name.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kPrivateMode);
     if (fd < 0)
         return false;
     fchmod(fd, kPrivateMode); // a umask may have taken the owner's bits as well
@@ -36,12 +32,13 @@ bool makePrivateFile(const QString& path)
 
 bool replacePrivateFile(const QString& path, const QByteArray& content, QString* error)
 {
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    const bool isNew = makePrivateFile(path); // replaceFile() keeps the mode of what it finds
-    if (replaceFile(path, content, error))
+    const QString target = fileBehindLinks(path);
+    QDir().mkpath(QFileInfo(target).absolutePath());
+    const bool isNew = makePrivateFile(target); // replaceFile() keeps the mode of what it finds
+    if (replaceFile(target, content, error))
         return true;
     if (isNew)
-        QFile::remove(path);
+        QFile::remove(target);
     return false;
 }
 
