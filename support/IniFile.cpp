@@ -30,6 +30,13 @@ bool fail(QString* error, const char* attempt, const QString& file, const QStrin
     return false;
 }
 
+/// A device or a pipe keeps nothing of what it takes.
+bool canKeepSettings(const QString& path)
+{
+    struct stat facts = {};
+    return stat(QFile::encodeName(path).constData(), &facts) != 0 || S_ISREG(facts.st_mode);
+}
+
 /// The content of a file; empty if there is none. What cannot be read for another reason is not
 /// taken for an empty one: its keys would be lost.
 std::optional<QByteArray> contentOf(const QString& path, QString* error)
@@ -109,6 +116,8 @@ bool writeIniValues(const QString& file, const IniValues& values, QString* error
     static QMutex mutex;
     const QMutexLocker locker(&mutex);
     QDir().mkpath(QFileInfo(file).absolutePath());
+    if (!canKeepSettings(file))
+        return fail(error, "write", file, QStringLiteral("not a file"));
     const SettingsLock lock(file);
     if (lock.isHeldByOthers())
         return fail(error, "lock", file, QStringLiteral("held by ") + lock.holder());

@@ -48,6 +48,7 @@ private slots:
     void lockThatNobodyHoldsIsPassedOver();
     void lockOfAShortSaveIsWaitedFor();
     void nothingIsStoredBehindALivingHolder();
+    void linkToADeviceStoresNothing();
     void readerNeverSeesHalf();
     void writersAtTheSameTimeLoseNothing();
 
@@ -404,6 +405,24 @@ void tst_IniFiles::nothingIsStoredBehindALivingHolder()
     QVERIFY2(error.contains(QStringLiteral("process %1").arg(QCoreApplication::applicationPid())),
              qPrintable(error));
     QCOMPARE(content(), QByteArray("[a]\nb=1\n"));
+}
+
+/// A device takes all and keeps nothing; and its times are nobody's to change.
+void tst_IniFiles::linkToADeviceStoresNothing()
+{
+    QVERIFY(QFile::link(QStringLiteral("/dev/null"), file()));
+    struct stat before = {};
+    struct stat after = {};
+    QCOMPARE(stat("/dev/null", &before), 0);
+    QString error;
+
+    QVERIFY(!ky::writeIniValues(file(), {{QStringLiteral("a/b"), 2}}, &error));
+
+    QVERIFY2(error.contains(file()) && error.contains(QStringLiteral("not a file")),
+             qPrintable(error));
+    QCOMPARE(stat("/dev/null", &after), 0);
+    QCOMPARE(after.st_mtim.tv_sec, before.st_mtim.tv_sec);
+    QCOMPARE(after.st_mtim.tv_nsec, before.st_mtim.tv_nsec);
 }
 
 void tst_IniFiles::readerNeverSeesHalf()
