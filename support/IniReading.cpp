@@ -1,6 +1,7 @@
 #include "support/IniReading.h"
 
 #include "support/IniFormat.h"
+#include "support/InPlaceWrite.h"
 
 #include <QDataStream>
 #include <QSettings>
@@ -15,17 +16,6 @@
 namespace ky {
 
 namespace {
-
-bool writeAll(int fd, const QByteArray& content)
-{
-    for (int done = 0; done < content.size();) {
-        const ssize_t n = write(fd, content.constData() + done, size_t(content.size() - done));
-        if (n < 0 && errno != EINTR)
-            return false;
-        done += int(qMax<ssize_t>(n, 0));
-    }
-    return true;
-}
 
 /// A file in memory, which no folder lists and which ends with this object.
 class MemoryFile
