@@ -1,6 +1,6 @@
 #include "network/CertificateFile.h"
 
-#include "network/ConnectionTemplates.h"
+#include "network/tools/NmcliWifiLines.h"
 #include "support/PrivateFile.h"
 
 namespace ky {

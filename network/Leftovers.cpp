@@ -2,7 +2,7 @@
 
 #include "host/PublicClass.h"
 #include "network/NetworkSettings.h"
-#include "network/Profiles.h"
+#include "network/tools/Profiles.h"
 #include "support/AtomicFile.h"
 #include "support/HostPaths.h"
 #include "support/HostRoot.h"

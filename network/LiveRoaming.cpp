@@ -3,7 +3,7 @@
 #include "host/PublicClass.h"
 #include "network/RoamingLog.h"
 #include "network/SystemNetwork.h"
-#include "network/WpaScanOutput.h"
+#include "network/tools/WpaCliScan.h"
 #include "support/HostLimits.h"
 #include "support/ShellLine.h"
 

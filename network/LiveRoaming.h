@@ -1,6 +1,6 @@
 #pragma once
 
-#include "network/RoamingDecision.h"
+#include "network/decisions/RoamingDecision.h"
 
 #include <QString>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "network/RoamingDecision.h"
-#include "network/WpaScanOutput.h"
+#include "network/decisions/RoamingDecision.h"
+#include "network/tools/WpaCliScan.h"
 
 #include <QStringList>
 

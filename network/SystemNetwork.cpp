@@ -3,11 +3,11 @@
 #include "host/PublicClass.h"
 #include "network/HostCommands.h"
 #include "network/HostPreparation.h"
-#include "network/InterfaceText.h"
 #include "network/Leftovers.h"
 #include "network/NetworkLog.h"
 #include "network/NetworkSettings.h"
-#include "network/SupervisionDecision.h"
+#include "network/decisions/SupervisionDecision.h"
+#include "network/tools/InterfaceText.h"
 #include "support/HostLimits.h"
 #include "support/ShellLine.h"
 

@@ -1,11 +1,11 @@
 #include "host/PublicClass.h"
-#include "network/AddressLines.h"
 #include "network/HostCommands.h"
 #include "network/NetworkLog.h"
 #include "network/NetworkSettings.h"
-#include "network/Profiles.h"
 #include "network/SystemNetwork.h"
-#include "network/WiredCards.h"
+#include "network/decisions/InternalCard.h"
+#include "network/tools/NmcliAddressLines.h"
+#include "network/tools/Profiles.h"
 #include "support/HostLimits.h"
 
 using namespace ky;

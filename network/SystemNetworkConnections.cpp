@@ -2,10 +2,10 @@
 
 #include "host/PublicClass.h"
 #include "network/CertificateFile.h"
-#include "network/ConnectionTemplates.h"
 #include "network/HostCommands.h"
 #include "network/NetworkLog.h"
 #include "network/NetworkSettings.h"
+#include "network/tools/NmcliWifiLines.h"
 #include "support/HostLimits.h"
 #include "support/ShellLine.h"
 

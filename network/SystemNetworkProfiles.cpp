@@ -3,9 +3,9 @@
 #include "host/PublicClass.h"
 #include "network/HostCommands.h"
 #include "network/NetworkLog.h"
-#include "network/NmcliOutput.h"
-#include "network/Profiles.h"
-#include "network/WpaCliStatus.h"
+#include "network/tools/NmcliOutput.h"
+#include "network/tools/Profiles.h"
+#include "network/tools/WpaCliStatus.h"
 #include "support/HostLimits.h"
 #include "support/ShellLine.h"
 

@@ -1,8 +1,8 @@
 #include "host/PublicClass.h"
-#include "network/HalyardReport.h"
 #include "network/HostCommands.h"
 #include "network/NetworkSettings.h"
 #include "network/SystemNetwork.h"
+#include "network/decisions/HalyardReport.h"
 
 using namespace ky;
 

@@ -1,8 +1,8 @@
 #include "network/HostCommands.h"
-#include "network/IwOutput.h"
 #include "network/NetworkLog.h"
 #include "network/RoamingLog.h"
 #include "network/SystemNetwork.h"
+#include "network/tools/IwOutput.h"
 #include "support/HostLimits.h"
 #include "support/ShellLine.h"
 

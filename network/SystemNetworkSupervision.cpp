@@ -3,8 +3,8 @@
 #include "network/LiveRoaming.h"
 #include "network/NetworkLog.h"
 #include "network/NetworkSettings.h"
-#include "network/SupervisionDecision.h"
 #include "network/SystemNetwork.h"
+#include "network/decisions/SupervisionDecision.h"
 
 #include <QTimer>
 

@@ -1,11 +1,11 @@
 #include "network/SystemNetwork.h"
 
 #include "host/PublicClass.h"
-#include "network/HexText.h"
 #include "network/HostCommands.h"
-#include "network/IfconfigOutput.h"
 #include "network/NetworkLog.h"
-#include "network/SsidEscapes.h"
+#include "network/tools/HexText.h"
+#include "network/tools/IfconfigOutput.h"
+#include "network/tools/SsidEscapes.h"
 #include "support/HostLimits.h"
 #include "support/ShellLine.h"
 

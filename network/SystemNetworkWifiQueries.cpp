@@ -4,7 +4,7 @@
 #include "network/NetworkSettings.h"
 #include "network/RoamingLog.h"
 #include "network/SystemNetwork.h"
-#include "network/WpaScanOutput.h"
+#include "network/tools/WpaCliScan.h"
 #include "support/HostLimits.h"
 #include "support/ShellLine.h"
 

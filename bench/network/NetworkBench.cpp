@@ -2,10 +2,10 @@
 // for each measure: the middle of the runs, the slowest, and the goal.
 
 #include "host/PublicClass.h"
-#include "network/IfconfigOutput.h"
-#include "network/Profiles.h"
 #include "network/SystemNetwork.h"
-#include "network/WpaScanOutput.h"
+#include "network/tools/IfconfigOutput.h"
+#include "network/tools/Profiles.h"
+#include "network/tools/WpaCliScan.h"
 
 #include <QDir>
 #include <QElapsedTimer>

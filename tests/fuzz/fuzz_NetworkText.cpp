@@ -1,17 +1,17 @@
 // The readers of what the network's tools print, and of keyfiles. The first byte is an ordinary one
 // here: these read whole texts.
 #include "FuzzInput.h"
-#include "network/DeviceTable.h"
-#include "network/HexText.h"
 #include "network/HostCommands.h"
-#include "network/IfconfigOutput.h"
-#include "network/IwOutput.h"
-#include "network/LshwOutput.h"
-#include "network/NmcliOutput.h"
-#include "network/RouteTable.h"
-#include "network/SsidEscapes.h"
-#include "network/WpaCliStatus.h"
-#include "network/WpaScanOutput.h"
+#include "network/tools/HexText.h"
+#include "network/tools/IfconfigOutput.h"
+#include "network/tools/IwOutput.h"
+#include "network/tools/LshwOutput.h"
+#include "network/tools/NmcliDeviceTable.h"
+#include "network/tools/NmcliOutput.h"
+#include "network/tools/RouteTable.h"
+#include "network/tools/SsidEscapes.h"
+#include "network/tools/WpaCliScan.h"
+#include "network/tools/WpaCliStatus.h"
 #include "support/KeyFile.h"
 
 namespace {

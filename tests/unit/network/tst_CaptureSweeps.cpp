@@ -1,11 +1,11 @@
 #include "CaptureRows.h"
 #include "NetworkFixture.h"
 #include "network/HostCommands.h"
-#include "network/IfconfigOutput.h"
-#include "network/LshwOutput.h"
-#include "network/RouteTable.h"
-#include "network/WpaCliStatus.h"
-#include "network/WpaScanOutput.h"
+#include "network/tools/IfconfigOutput.h"
+#include "network/tools/LshwOutput.h"
+#include "network/tools/RouteTable.h"
+#include "network/tools/WpaCliScan.h"
+#include "network/tools/WpaCliStatus.h"
 #include "support/KeyFile.h"
 
 #include <QRegularExpression>

@@ -1,11 +1,11 @@
 #include "CaptureRows.h"
 #include "NetworkFixture.h"
-#include "network/CardAddresses.h"
-#include "network/IfconfigOutput.h"
-#include "network/InterfaceText.h"
-#include "network/LshwOutput.h"
-#include "network/NmcliOutput.h"
-#include "network/RouteTable.h"
+#include "network/tools/IfconfigOutput.h"
+#include "network/tools/InterfaceText.h"
+#include "network/tools/KernelCard.h"
+#include "network/tools/LshwOutput.h"
+#include "network/tools/NmcliOutput.h"
+#include "network/tools/RouteTable.h"
 
 #include <QRegularExpression>
 #include <QTest>

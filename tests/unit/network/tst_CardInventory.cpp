@@ -1,6 +1,6 @@
 #include "LogCapture.h"
 #include "NetworkFixture.h"
-#include "network/CardAddresses.h"
+#include "network/tools/KernelCard.h"
 
 #include <QCoreApplication>
 #include <QTemporaryFile>

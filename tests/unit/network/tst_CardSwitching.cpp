@@ -1,7 +1,7 @@
 #include "LogCapture.h"
 #include "NetworkFixture.h"
 
-#include "network/WiredCards.h"
+#include "network/decisions/InternalCard.h"
 
 #include <QFile>
 #include <QTest>

@@ -1,5 +1,5 @@
-#include "network/DeviceTable.h"
-#include "network/HostapdConf.h"
+#include "network/tools/HostapdConf.h"
+#include "network/tools/NmcliDeviceTable.h"
 
 #include <QFile>
 #include <QTest>

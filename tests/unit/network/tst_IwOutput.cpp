@@ -1,4 +1,4 @@
-#include "network/IwOutput.h"
+#include "network/tools/IwOutput.h"
 
 #include <QFile>
 #include <QTest>

@@ -1,8 +1,8 @@
 #include "LogCapture.h"
 #include "NetworkFixture.h"
-#include "network/NmcliOutput.h"
-#include "network/Profiles.h"
-#include "network/WpaCliStatus.h"
+#include "network/tools/NmcliOutput.h"
+#include "network/tools/Profiles.h"
+#include "network/tools/WpaCliStatus.h"
 
 #include <QTest>
 

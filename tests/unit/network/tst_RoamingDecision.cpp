@@ -1,5 +1,5 @@
-#include "network/AccessPoint.h"
-#include "network/RoamingDecision.h"
+#include "network/decisions/RoamingDecision.h"
+#include "network/tools/AccessPoint.h"
 
 #include <QTest>
 

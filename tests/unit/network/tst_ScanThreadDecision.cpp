@@ -1,4 +1,4 @@
-#include "network/ScanThreadDecision.h"
+#include "network/decisions/ScanThreadDecision.h"
 
 #include <QTest>
 

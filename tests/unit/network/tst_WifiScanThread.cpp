@@ -1,9 +1,9 @@
 #include "LogCapture.h"
 #include "NetworkFixture.h"
 
-#include "network/FixedScanTable.h"
 #include "network/WifiScanThread.h"
-#include "network/WpaScanOutput.h"
+#include "network/tools/FixedScanTable.h"
+#include "network/tools/WpaCliScan.h"
 
 #include <QTest>
 #include <QThread>

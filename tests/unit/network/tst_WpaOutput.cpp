@@ -1,5 +1,5 @@
-#include "network/SsidEscapes.h"
-#include "network/WpaScanOutput.h"
+#include "network/tools/SsidEscapes.h"
+#include "network/tools/WpaCliScan.h"
 
 #include <QFile>
 #include <QTest>

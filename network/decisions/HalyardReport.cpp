@@ -1,4 +1,4 @@
-#include "network/HalyardReport.h"
+#include "network/decisions/HalyardReport.h"
 
 namespace ky {
 

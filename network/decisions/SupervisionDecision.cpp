@@ -1,4 +1,4 @@
-#include "network/SupervisionDecision.h"
+#include "network/decisions/SupervisionDecision.h"
 
 namespace ky {
 

@@ -1,8 +1,8 @@
 #include "network/SystemNetwork.h"
 
-#include "network/CardAddresses.h"
 #include "network/NetworkLog.h"
-#include "network/RouteTable.h"
+#include "network/tools/KernelCard.h"
+#include "network/tools/RouteTable.h"
 #include "support/AtomicFile.h"
 #include "support/HostPaths.h"
 #include "support/HostRoot.h"

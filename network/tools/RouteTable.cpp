@@ -1,4 +1,4 @@
-#include "network/RouteTable.h"
+#include "network/tools/RouteTable.h"
 
 #include <cstdio>
 

@@ -1,4 +1,4 @@
-#include "network/FixedScanTable.h"
+#include "network/tools/FixedScanTable.h"
 
 namespace ky {
 

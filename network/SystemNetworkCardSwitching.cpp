@@ -1,11 +1,11 @@
 #include "host/KyFileManager.h"
 #include "host/PublicClass.h"
-#include "network/DeviceTable.h"
 #include "network/HostCommands.h"
 #include "network/NetworkLog.h"
 #include "network/NetworkSettings.h"
 #include "network/SystemNetwork.h"
-#include "network/WiredCards.h"
+#include "network/decisions/InternalCard.h"
+#include "network/tools/NmcliDeviceTable.h"
 #include "support/HostLimits.h"
 #include "support/ShellLine.h"
 

@@ -1,6 +1,6 @@
-#include "network/WpaScanOutput.h"
+#include "network/tools/WpaCliScan.h"
 
-#include "network/SsidEscapes.h"
+#include "network/tools/SsidEscapes.h"
 
 #include <QStringList>
 

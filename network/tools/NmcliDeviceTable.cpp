@@ -1,4 +1,4 @@
-#include "network/DeviceTable.h"
+#include "network/tools/NmcliDeviceTable.h"
 
 #include <QStringList>
 

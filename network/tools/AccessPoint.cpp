@@ -1,4 +1,4 @@
-#include "network/AccessPoint.h"
+#include "network/tools/AccessPoint.h"
 
 #include <limits>
 

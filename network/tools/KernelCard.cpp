@@ -1,4 +1,4 @@
-#include "network/CardAddresses.h"
+#include "network/tools/KernelCard.h"
 
 #include <arpa/inet.h>
 #include <cstring>

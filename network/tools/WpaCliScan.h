@@ -1,6 +1,6 @@
 #pragma once
 
-#include "network/AccessPoint.h"
+#include "network/tools/AccessPoint.h"
 
 #include <QString>
 #include <QVariantMap>

@@ -1,4 +1,4 @@
-#include "network/WpaCliStatus.h"
+#include "network/tools/WpaCliStatus.h"
 
 #include <QStringList>
 

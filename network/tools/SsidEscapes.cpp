@@ -1,4 +1,4 @@
-#include "network/SsidEscapes.h"
+#include "network/tools/SsidEscapes.h"
 
 #include <QByteArray>
 

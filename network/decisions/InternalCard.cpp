@@ -1,6 +1,6 @@
-#include "network/WiredCards.h"
+#include "network/decisions/InternalCard.h"
 
-#include "network/CardAddresses.h"
+#include "network/tools/KernelCard.h"
 
 #include <QNetworkInterface>
 

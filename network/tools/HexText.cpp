@@ -1,4 +1,4 @@
-#include "network/HexText.h"
+#include "network/tools/HexText.h"
 
 #include <QStringList>
 

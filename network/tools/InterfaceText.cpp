@@ -1,4 +1,4 @@
-#include "network/InterfaceText.h"
+#include "network/tools/InterfaceText.h"
 
 #include <QMetaEnum>
 

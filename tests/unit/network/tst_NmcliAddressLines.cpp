@@ -1,4 +1,4 @@
-#include "network/AddressLines.h"
+#include "network/tools/NmcliAddressLines.h"
 
 #include <QProcess>
 #include <QTest>
@@ -30,7 +30,7 @@ QStringList wordsOf(QString line)
 
 } // namespace
 
-class tst_AddressLines : public QObject
+class tst_NmcliAddressLines : public QObject
 {
     Q_OBJECT
 
@@ -53,7 +53,7 @@ private slots:
     void hostileValueStaysOneWord();
 };
 
-void tst_AddressLines::reservedNetworkIsFoundBySubstring_data()
+void tst_NmcliAddressLines::reservedNetworkIsFoundBySubstring_data()
 {
     QTest::addColumn<QString>("ip");
     QTest::addColumn<bool>("isReserved");
@@ -69,14 +69,14 @@ void tst_AddressLines::reservedNetworkIsFoundBySubstring_data()
     QTest::newRow("empty") << "" << false;
 }
 
-void tst_AddressLines::reservedNetworkIsFoundBySubstring()
+void tst_NmcliAddressLines::reservedNetworkIsFoundBySubstring()
 {
     QFETCH(QString, ip);
 
     QTEST(ky::isReservedAddress(ip), "isReserved");
 }
 
-void tst_AddressLines::threeDotsAreNoGateway_data()
+void tst_NmcliAddressLines::threeDotsAreNoGateway_data()
 {
     QTest::addColumn<QString>("gateway");
     QTest::addColumn<QString>("used");
@@ -95,14 +95,14 @@ void tst_AddressLines::threeDotsAreNoGateway_data()
                            << "";
 }
 
-void tst_AddressLines::threeDotsAreNoGateway()
+void tst_NmcliAddressLines::threeDotsAreNoGateway()
 {
     QFETCH(QString, gateway);
 
     QTEST(ky::panelGateway(gateway), "used");
 }
 
-void tst_AddressLines::modifiesWithGateway()
+void tst_NmcliAddressLines::modifiesWithGateway()
 {
     QCOMPARE(
         ky::modifyToManualLine(QStringLiteral("uuid-1"), addressing("10.0.0.7", "24", "10.0.0.1")),
@@ -110,20 +110,20 @@ void tst_AddressLines::modifiesWithGateway()
                        "ipv4.gateway 10.0.0.1 ipv4.method manual"));
 }
 
-void tst_AddressLines::modifiesWithoutGateway()
+void tst_NmcliAddressLines::modifiesWithoutGateway()
 {
     QCOMPARE(ky::modifyToManualLine(QStringLiteral("uuid-1"), addressing("10.0.0.7", "24", "")),
              QStringLiteral("nmcli connection modify 'uuid-1' ipv4.addresses 10.0.0.7/24  "
                             "ipv4.method manual"));
 }
 
-void tst_AddressLines::modifiesToDhcp()
+void tst_NmcliAddressLines::modifiesToDhcp()
 {
     QCOMPARE(ky::modifyToDhcpLine(QStringLiteral("uuid-1")),
              QStringLiteral("nmcli connection modify 'uuid-1' ipv4.method auto"));
 }
 
-void tst_AddressLines::addsWiredWithGateway()
+void tst_NmcliAddressLines::addsWiredWithGateway()
 {
     QCOMPARE(ky::addWiredLine(QStringLiteral("static-AlxWired-IP"), QStringLiteral("eth0"),
                               addressing("10.0.0.7", "24", "10.0.0.1")),
@@ -132,7 +132,7 @@ void tst_AddressLines::addsWiredWithGateway()
                             "ipv4.method manual"));
 }
 
-void tst_AddressLines::addsWiredWithoutGateway()
+void tst_NmcliAddressLines::addsWiredWithoutGateway()
 {
     QCOMPARE(ky::addWiredLine(QStringLiteral("static-AlxWired-IP"), QStringLiteral("eth0"),
                               addressing("10.0.0.7", "24", "")),
@@ -140,7 +140,7 @@ void tst_AddressLines::addsWiredWithoutGateway()
                             "ifname eth0 ipv4.addresses 10.0.0.7/24  ipv4.method manual"));
 }
 
-void tst_AddressLines::addsWiredOnDhcp()
+void tst_NmcliAddressLines::addsWiredOnDhcp()
 {
     ky::Addressing dhcp = addressing("10.0.0.7", "24", "10.0.0.1");
     dhcp.isDhcp = true;
@@ -150,7 +150,7 @@ void tst_AddressLines::addsWiredOnDhcp()
                             "ifname eth0 ipv4.method auto"));
 }
 
-void tst_AddressLines::addsInternalWithThePrefixAsGateway()
+void tst_NmcliAddressLines::addsInternalWithThePrefixAsGateway()
 {
     QCOMPARE(ky::addInternalLine(QStringLiteral("static-LocalWired-IP"), QStringLiteral("eth1"),
                                  addressing("192.168.192.5", "24", "192.168.192.1")),
@@ -159,14 +159,14 @@ void tst_AddressLines::addsInternalWithThePrefixAsGateway()
                             "ipv4.method manual"));
 }
 
-void tst_AddressLines::addsInternalWithEmptyFields()
+void tst_NmcliAddressLines::addsInternalWithEmptyFields()
 {
     QCOMPARE(ky::addInternalLine(QStringLiteral("static-LocalWired-IP"), QString(), {}),
              QStringLiteral("nmcli connection add type ethernet con-name 'static-LocalWired-IP' "
                             "ifname  ipv4.addresses /  ipv4.gateway  ipv4.method manual"));
 }
 
-void tst_AddressLines::otherLinesAreExact()
+void tst_NmcliAddressLines::otherLinesAreExact()
 {
     QCOMPARE(ky::deleteConnectionLine(QStringLiteral("static-LocalWired-IP")),
              QStringLiteral("nmcli connection delete 'static-LocalWired-IP'"));
@@ -176,7 +176,7 @@ void tst_AddressLines::otherLinesAreExact()
              QStringLiteral("nmcli device connect eth0"));
 }
 
-void tst_AddressLines::markerInAValueIsNotFilled()
+void tst_NmcliAddressLines::markerInAValueIsNotFilled()
 {
     const QString line = ky::modifyToManualLine(QStringLiteral("%2"), addressing("%3", "%4", "%1"));
 
@@ -184,7 +184,7 @@ void tst_AddressLines::markerInAValueIsNotFilled()
                                   "ipv4.gateway %1 ipv4.method manual"));
 }
 
-void tst_AddressLines::hostileValueStaysOneWord_data()
+void tst_NmcliAddressLines::hostileValueStaysOneWord_data()
 {
     QTest::addColumn<QString>("value");
 
@@ -198,7 +198,7 @@ void tst_AddressLines::hostileValueStaysOneWord_data()
     QTest::newRow("not ASCII") << QStringLiteral(u"机器人 网络");
 }
 
-void tst_AddressLines::hostileValueStaysOneWord()
+void tst_NmcliAddressLines::hostileValueStaysOneWord()
 {
     QFETCH(QString, value);
     ky::Addressing hostile;
@@ -224,5 +224,5 @@ void tst_AddressLines::hostileValueStaysOneWord()
     QCOMPARE(wordsOf(ky::connectDeviceLine(value)), (QStringList{"device", "connect", value}));
 }
 
-QTEST_APPLESS_MAIN(tst_AddressLines)
-#include "tst_AddressLines.moc"
+QTEST_APPLESS_MAIN(tst_NmcliAddressLines)
+#include "tst_NmcliAddressLines.moc"

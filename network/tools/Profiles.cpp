@@ -1,4 +1,4 @@
-#include "network/Profiles.h"
+#include "network/tools/Profiles.h"
 
 #include "support/AtomicFile.h"
 #include "support/HostPaths.h"

@@ -1,4 +1,4 @@
-#include "network/NmcliOutput.h"
+#include "network/tools/NmcliOutput.h"
 
 namespace ky {
 

@@ -1,4 +1,4 @@
-#include "network/LshwOutput.h"
+#include "network/tools/LshwOutput.h"
 
 #include <QStringList>
 

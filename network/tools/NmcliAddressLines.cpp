@@ -1,4 +1,4 @@
-#include "network/AddressLines.h"
+#include "network/tools/NmcliAddressLines.h"
 
 #include "support/ShellLine.h"
 

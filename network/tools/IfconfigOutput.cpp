@@ -1,4 +1,4 @@
-#include "network/IfconfigOutput.h"
+#include "network/tools/IfconfigOutput.h"
 
 #include <QStringList>
 

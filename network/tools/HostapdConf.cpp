@@ -1,4 +1,4 @@
-#include "network/HostapdConf.h"
+#include "network/tools/HostapdConf.h"
 
 #include <QList>
 

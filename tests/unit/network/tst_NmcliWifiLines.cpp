@@ -1,4 +1,4 @@
-#include "network/ConnectionTemplates.h"
+#include "network/tools/NmcliWifiLines.h"
 
 #include <QTest>
 
@@ -70,7 +70,7 @@ QString hidden(const QString& line, bool isHidden)
 
 } // namespace
 
-class tst_ConnectionTemplates : public QObject
+class tst_NmcliWifiLines : public QObject
 {
     Q_OBJECT
 
@@ -92,7 +92,7 @@ private slots:
     void eachOfTheThreeFilesIsLookedAt();
 };
 
-void tst_ConnectionTemplates::plainProfileHasEachCombinationOfBlocks()
+void tst_NmcliWifiLines::plainProfileHasEachCombinationOfBlocks()
 {
     for (int bits = 0; bits < 32; ++bits) {
         const bool dhcp = bits & 1;
@@ -110,7 +110,7 @@ void tst_ConnectionTemplates::plainProfileHasEachCombinationOfBlocks()
     }
 }
 
-void tst_ConnectionTemplates::enterpriseProfileHasEachCombinationOfBlocks()
+void tst_NmcliWifiLines::enterpriseProfileHasEachCombinationOfBlocks()
 {
     const QVector<Block> blocks = enterpriseBlocks();
     for (int bits = 0; bits < 4096; ++bits) {
@@ -130,7 +130,7 @@ void tst_ConnectionTemplates::enterpriseProfileHasEachCombinationOfBlocks()
     }
 }
 
-void tst_ConnectionTemplates::enterpriseProfileHasNoPreSharedKey()
+void tst_NmcliWifiLines::enterpriseProfileHasNoPreSharedKey()
 {
     QVariantMap request = requestFor(true, true, false);
     take(kPassword, true, request);
@@ -138,7 +138,7 @@ void tst_ConnectionTemplates::enterpriseProfileHasNoPreSharedKey()
     QCOMPARE(line(request), kHead + QStringLiteral("ipv4.method auto ") + kTail);
 }
 
-void tst_ConnectionTemplates::plainProfileHasNoEnterpriseBlocks()
+void tst_NmcliWifiLines::plainProfileHasNoEnterpriseBlocks()
 {
     QVariantMap request = requestFor(false, true, false);
     for (const Block& block : enterpriseBlocks())
@@ -147,7 +147,7 @@ void tst_ConnectionTemplates::plainProfileHasNoEnterpriseBlocks()
     QCOMPARE(line(request), kHead + QStringLiteral("ipv4.method auto ") + kTail);
 }
 
-void tst_ConnectionTemplates::keyPassPhraseStandsBeforeTheKey()
+void tst_NmcliWifiLines::keyPassPhraseStandsBeforeTheKey()
 {
     QVariantMap request = requestFor(true, true, false);
     request.insert(QStringLiteral("802-1x.private-key"), file("r.key"));
@@ -157,14 +157,14 @@ void tst_ConnectionTemplates::keyPassPhraseStandsBeforeTheKey()
         " 802-1x.private-key-password \"open sesame\" 802-1x.private-key \"/b/r.key\" ")));
 }
 
-void tst_ConnectionTemplates::emptyRequestKeepsTheBlanksOfTheTemplate()
+void tst_NmcliWifiLines::emptyRequestKeepsTheBlanksOfTheTemplate()
 {
     QCOMPARE(ky::addWifiLine({}, QString(), QString()),
              QStringLiteral("sudo nmcli connection add type wifi con-name \"\" ifname  ssid \"\" "
                             "ipv4.method manual    connection.autoconnect true "));
 }
 
-void tst_ConnectionTemplates::joinsByPasswordAndHiddenness_data()
+void tst_NmcliWifiLines::joinsByPasswordAndHiddenness_data()
 {
     QTest::addColumn<QString>("password");
     QTest::addColumn<bool>("isHidden");
@@ -178,7 +178,7 @@ void tst_ConnectionTemplates::joinsByPasswordAndHiddenness_data()
     QTest::newRow("neither") << "" << false << "nmcli device wifi connect 'Robot' ";
 }
 
-void tst_ConnectionTemplates::joinsByPasswordAndHiddenness()
+void tst_NmcliWifiLines::joinsByPasswordAndHiddenness()
 {
     QFETCH(QString, password);
     QFETCH(bool, isHidden);
@@ -186,7 +186,7 @@ void tst_ConnectionTemplates::joinsByPasswordAndHiddenness()
     QTEST(ky::joinWifiLine(QStringLiteral("Robot"), password, isHidden), "line");
 }
 
-void tst_ConnectionTemplates::valuesStayInsideTheirQuotes_data()
+void tst_NmcliWifiLines::valuesStayInsideTheirQuotes_data()
 {
     QTest::addColumn<QString>("key");
     QTest::addColumn<QString>("block");
@@ -199,7 +199,7 @@ void tst_ConnectionTemplates::valuesStayInsideTheirQuotes_data()
                           << "802-1x.eap ''\\''$(id)`\"\\' ";
 }
 
-void tst_ConnectionTemplates::valuesStayInsideTheirQuotes()
+void tst_NmcliWifiLines::valuesStayInsideTheirQuotes()
 {
     QFETCH(QString, key);
     QFETCH(QString, block);
@@ -211,7 +211,7 @@ void tst_ConnectionTemplates::valuesStayInsideTheirQuotes()
     QVERIFY2(made.contains(block), qPrintable(made));
 }
 
-void tst_ConnectionTemplates::markersInValuesAreNotFilled()
+void tst_NmcliWifiLines::markersInValuesAreNotFilled()
 {
     QVariantMap request = requestFor(false, true, true);
     request.insert(QStringLiteral("ssid"), QStringLiteral("%2%4"));
@@ -223,7 +223,7 @@ void tst_ConnectionTemplates::markersInValuesAreNotFilled()
                             "wifi-sec.psk '%1%3'  connection.autoconnect true  wifi.hidden yes "));
 }
 
-void tst_ConnectionTemplates::pathsLeadIntoTheBackupFolder()
+void tst_NmcliWifiLines::pathsLeadIntoTheBackupFolder()
 {
     const QVariantMap request{{QLatin1String(ky::kCaCert), file("ca.pem")}};
 
@@ -232,7 +232,7 @@ void tst_ConnectionTemplates::pathsLeadIntoTheBackupFolder()
     QCOMPARE(ky::certificatePath(request, ky::kPrivateKey, QStringLiteral("/b")), QString());
 }
 
-void tst_ConnectionTemplates::namesThatLeadOutAreUnsafe_data()
+void tst_NmcliWifiLines::namesThatLeadOutAreUnsafe_data()
 {
     QTest::addColumn<QString>("name");
     QTest::addColumn<bool>("isUnsafe");
@@ -250,7 +250,7 @@ void tst_ConnectionTemplates::namesThatLeadOutAreUnsafe_data()
     QTest::newRow("zero inside") << QStringLiteral("a%1b").arg(QChar(QChar::Null)) << true;
 }
 
-void tst_ConnectionTemplates::namesThatLeadOutAreUnsafe()
+void tst_NmcliWifiLines::namesThatLeadOutAreUnsafe()
 {
     QFETCH(QString, name);
     const QVariantMap request{
@@ -259,7 +259,7 @@ void tst_ConnectionTemplates::namesThatLeadOutAreUnsafe()
     QTEST(!ky::unsafeFileName(request).isNull(), "isUnsafe");
 }
 
-void tst_ConnectionTemplates::eachOfTheThreeFilesIsLookedAt()
+void tst_NmcliWifiLines::eachOfTheThreeFilesIsLookedAt()
 {
     for (const char* key : {ky::kCaCert, ky::kClientCert, ky::kPrivateKey}) {
         const QVariantMap request{{QLatin1String(key), file("../x")}};
@@ -267,5 +267,5 @@ void tst_ConnectionTemplates::eachOfTheThreeFilesIsLookedAt()
     }
 }
 
-QTEST_GUILESS_MAIN(tst_ConnectionTemplates)
-#include "tst_ConnectionTemplates.moc"
+QTEST_GUILESS_MAIN(tst_NmcliWifiLines)
+#include "tst_NmcliWifiLines.moc"

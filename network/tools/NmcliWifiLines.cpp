@@ -1,4 +1,4 @@
-#include "network/ConnectionTemplates.h"
+#include "network/tools/NmcliWifiLines.h"
 
 #include "support/ShellLine.h"
 

@@ -1,4 +1,4 @@
-#include "network/RoamingDecision.h"
+#include "network/decisions/RoamingDecision.h"
 
 #include <cstdint>
 

@@ -1,4 +1,4 @@
-#include "network/RemovalNames.h"
+#include "network/decisions/RemovalNames.h"
 
 #include <algorithm>
 #include <iterator>
