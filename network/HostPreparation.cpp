@@ -3,6 +3,7 @@
 #include "host/PublicClass.h"
 #include "network/HostCommands.h"
 #include "network/SystemNetwork.h"
+#include "network/tools/ToolLines.h"
 #include "support/HostLimits.h"
 #include "support/ShellLine.h"
 
@@ -10,9 +11,7 @@ namespace ky {
 
 namespace {
 
-constexpr char kPowerSaveOff[] = "sudo iw %1 set power_save off";
 constexpr int kPowerSaveLimitMs = limits::kToolMs;
-constexpr char kConnectionUp[] = "sudo nmcli connection up %1";
 constexpr int kConnectionUpLimitMs = limits::kStartUpMs;
 
 constexpr int kNetplanBoard = 1;
@@ -24,7 +23,7 @@ void prepareWirelessCard(SystemNetwork& network, bool isBanned, QString& card)
     if (isBanned)
         network.setWirelessCardStatus(true, card);
     else if (network.getWirelessCardName(card))
-        runOnHost(network, shellLine(kPowerSaveOff, card), kPowerSaveLimitMs);
+        runOnHost(network, shellLine(lines::kIwPowerSaveOff, card), kPowerSaveLimitMs);
 }
 
 void prepareWiredAddress(SystemNetwork& network)
@@ -37,7 +36,7 @@ void prepareWiredAddress(SystemNetwork& network)
                              .value(QStringLiteral("uuid"))
                              .toString();
     if (!uuid.isEmpty())
-        runOnHost(network, shellLine(kConnectionUp, uuid), kConnectionUpLimitMs);
+        runOnHost(network, shellLine(lines::kProfileUp, uuid), kConnectionUpLimitMs);
 }
 
 } // namespace ky

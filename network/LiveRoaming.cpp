@@ -3,6 +3,7 @@
 #include "host/PublicClass.h"
 #include "network/RoamingLog.h"
 #include "network/SystemNetwork.h"
+#include "network/tools/ToolLines.h"
 #include "network/tools/WpaCliScan.h"
 #include "support/HostLimits.h"
 #include "support/ShellLine.h"
@@ -11,8 +12,6 @@ namespace ky {
 
 namespace {
 
-constexpr char kScan[] = "sudo wpa_cli -i %1 scan";
-constexpr char kScanResult[] = "sudo wpa_cli -i %1 scan_result";
 constexpr int kWpaLimitMs = limits::kToolMs;
 constexpr int kReconnectLimitMs = limits::kReconnectMs;
 
@@ -21,7 +20,8 @@ constexpr int kReconnectLimitMs = limits::kReconnectMs;
 bool startScan(const QString& card)
 {
     QString output;
-    return PublicClass::init()->processCmd(shellLine(kScan, card), output, kWpaLimitMs, true) &&
+    return PublicClass::init()->processCmd(shellLine(lines::kWpaScan, card), output, kWpaLimitMs,
+                                           true) &&
            !isScanBusy(output);
 }
 
@@ -68,7 +68,8 @@ void roamOnce(SystemNetwork& network, const QString& card, const RoamLimits& lim
     if (!needsScan(nowDbm, limits) || !startScan(card))
         return;
     QString output;
-    if (!PublicClass::init()->processCmd(shellLine(kScanResult, card), output, kWpaLimitMs, false))
+    if (!PublicClass::init()->processCmd(shellLine(lines::kWpaScanResult, card), output,
+                                         kWpaLimitMs, false))
         return;
 
     const ScanTable table = parseScanTable(output);

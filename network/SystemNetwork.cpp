@@ -8,6 +8,7 @@
 #include "network/NetworkSettings.h"
 #include "network/decisions/SupervisionDecision.h"
 #include "network/tools/InterfaceText.h"
+#include "network/tools/ToolLines.h"
 #include "support/HostLimits.h"
 #include "support/ShellLine.h"
 
@@ -18,8 +19,6 @@ using namespace ky;
 
 namespace {
 
-constexpr char kSetIpv6[] = "sudo sysctl -w net.ipv6.conf.default.disable_ipv6=%1;"
-                            "sudo sysctl -w net.ipv6.conf.all.disable_ipv6=%1";
 constexpr int kSysctlLimitMs = limits::kToolMs;
 
 constexpr int kNamesFromTable = -1; ///< hardwareType that knows no card names
@@ -164,8 +163,8 @@ void SystemNetwork::resetAPSetting()
     const int disableIpv6 = storedIpv6.isValid() ? int(storedIpv6.toBool()) : 1;
     if (!_isDisableWirelessNetworkCard) {
         QString output;
-        PublicClass::init()->processCmd(shellLine(kSetIpv6, disableIpv6), output, kSysctlLimitMs,
-                                        true);
+        PublicClass::init()->processCmd(shellLine(lines::kSetIpv6, disableIpv6), output,
+                                        kSysctlLimitMs, true);
     }
     _isEnabledRoaming = setting(settings, settings::kIsEnabledRoaming).toBool();
 

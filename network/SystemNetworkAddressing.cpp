@@ -6,7 +6,9 @@
 #include "network/decisions/InternalCard.h"
 #include "network/tools/NmcliAddressLines.h"
 #include "network/tools/Profiles.h"
+#include "network/tools/ToolLines.h"
 #include "support/HostLimits.h"
+#include "support/ShellLine.h"
 
 using namespace ky;
 
@@ -14,7 +16,6 @@ namespace {
 
 constexpr int kLimitMs = limits::kToolMs;
 constexpr int kWifiLimitMs = limits::kWifiAddressMs;
-constexpr char kReload[] = "sudo nmcli connection reload";
 constexpr int kReloadLimitMs = limits::kReloadProfilesMs;
 
 // What NetworkManager needs to write the keyfile that checkDHCP() reads.
@@ -57,7 +58,8 @@ bool applyWifiAddress(SystemNetwork& network, const QString& card, const QString
         return false;
     PublicClass::init()->waitSTime(kWifiSettleS);
     network.checkDHCP();
-    return runForSuccessWords(network, bringUpLine(uuid, card), kWifiLimitMs);
+    return runForSuccessWords(network, shellLine(lines::kAddressedProfileUp, uuid, card),
+                              kWifiLimitMs);
 }
 
 // A request for DHCP comes here, too, and gets a fixed address, without length if it has no mask.
@@ -70,7 +72,7 @@ bool applySsidAddress(SystemNetwork& network, QString card, const QString& ssid,
     if (!runOnHost(network, modifyToManualLine(uuid, addressing), kLimitMs))
         return false;
     network.checkDHCP();
-    return runForSuccessWords(network, connectDeviceLine(card), kLimitMs);
+    return runForSuccessWords(network, shellLine(lines::kConnectDevice, card), kLimitMs);
 }
 
 } // namespace
@@ -137,7 +139,7 @@ bool SystemNetwork::setAlxIPconfig(const QVariantMap& request)
         return false;
     PublicClass::init()->waitSTime(kWiredSettleS);
     checkDHCP();
-    return runForSuccessWords(*this, connectDeviceLine(card), kLimitMs);
+    return runForSuccessWords(*this, shellLine(lines::kConnectDevice, card), kLimitMs);
 }
 
 bool SystemNetwork::setSSIDIPConfig(const QVariantMap& request)
@@ -185,9 +187,11 @@ bool SystemNetwork::setWiredNetworkIPconfig(const QVariantMap& request)
     const QString connection = QLatin1String(kInternalConnection);
 
     QString ignored;
-    PublicClass::init()->processCmd(deleteConnectionLine(connection), ignored, kLimitMs, true);
+    PublicClass::init()->processCmd(shellLine(lines::kDeleteInternalProfile, connection), ignored,
+                                    kLimitMs, true);
     return runOnHost(*this, addInternalLine(connection, card, addressing), kLimitMs) &&
-           runForSuccessWords(*this, bringUpLine(connection, card), kLimitMs);
+           runForSuccessWords(*this, shellLine(lines::kAddressedProfileUp, connection, card),
+                              kLimitMs);
 }
 
 bool SystemNetwork::getLinuxDhcpStatus(const QString& fileName)
@@ -212,7 +216,7 @@ void SystemNetwork::checkDHCP()
             setLastError(error);
     }
     if (isChanged)
-        runOnHost(*this, QLatin1String(kReload), kReloadLimitMs);
+        runOnHost(*this, QLatin1String(lines::kReloadProfiles), kReloadLimitMs);
 }
 
 bool SystemNetwork::initFactorySettingsIP()

@@ -6,6 +6,7 @@
 #include "network/SystemNetwork.h"
 #include "network/decisions/InternalCard.h"
 #include "network/tools/NmcliDeviceTable.h"
+#include "network/tools/ToolLines.h"
 #include "support/HostLimits.h"
 #include "support/ShellLine.h"
 
@@ -15,14 +16,6 @@ using namespace ky;
 
 namespace {
 
-constexpr char kScriptFunctions[] = "sudo %1 function";
-constexpr char kScriptBan[] = "sudo %1 wireless ban %2";
-constexpr char kScriptOn[] = "sudo %1 wireless on %2";
-constexpr char kConnectionDown[] = "sudo nmcli connection down '%1'";
-constexpr char kCardDown[] = "ifconfig %1 down";
-constexpr char kCardUp[] = "ifconfig %1 up";
-constexpr char kRestartService[] = "service network-manager restart";
-constexpr char kDeviceStatus[] = "nmcli device status";
 constexpr int kLimitMs = limits::kToolMs;
 
 constexpr int kWired = 0;
@@ -39,7 +32,8 @@ bool hasWirelessFunction(SystemNetwork& network)
     if (!KyFileManager::init()->hasExecutePermission(script))
         return false;
     QString output;
-    const bool hasRun = runOnHost(network, shellLine(kScriptFunctions, script), kLimitMs, output);
+    const bool hasRun =
+        runOnHost(network, shellLine(lines::kScriptFunctions, script), kLimitMs, output);
     KY_LOG_DEBUG_AS(kyNetworkLog, kSwitching) << output;
     return hasRun && output.contains(QLatin1String("wireless"));
 }
@@ -61,15 +55,15 @@ bool switchOff(SystemNetwork& network, const QString& card)
     QString uuid;
     network.getConnectionActiveiUUID(card, uuid);
     if (!uuid.isEmpty())
-        runOnHost(network, shellLine(kConnectionDown, uuid), kLimitMs);
+        runOnHost(network, shellLine(lines::kProfileDown, uuid), kLimitMs);
     network.deleteByConnectionType(QStringLiteral("wifi"));
-    return runOnHost(network, shellLine(kCardDown, card), kLimitMs);
+    return runOnHost(network, shellLine(lines::kCardDown, card), kLimitMs);
 }
 
 bool switchOn(SystemNetwork& network, const QString& card)
 {
-    return runOnHost(network, shellLine(kCardUp, card), kLimitMs) &&
-           runOnHost(network, QLatin1String(kRestartService), kLimitMs);
+    return runOnHost(network, shellLine(lines::kCardUp, card), kLimitMs) &&
+           runOnHost(network, QLatin1String(lines::kRestartNetworkManager), kLimitMs);
 }
 
 } // namespace
@@ -78,8 +72,8 @@ bool SystemNetwork::setWirelessCardStatus(bool disable, const QString& card)
 {
     bool isSwitched = false;
     if (hasWirelessFunction(*this))
-        isSwitched = disable ? switchByScript(*this, kScriptBan, "ban :", card)
-                             : switchByScript(*this, kScriptOn, "on :", card);
+        isSwitched = disable ? switchByScript(*this, lines::kScriptBan, "ban :", card)
+                             : switchByScript(*this, lines::kScriptOn, "on :", card);
     else
         isSwitched = disable ? switchOff(*this, card) : switchOn(*this, card);
     if (isSwitched)
@@ -133,7 +127,7 @@ bool SystemNetwork::activateNetworkCard()
 bool SystemNetwork::getConnectedStatus(QList<QVariantMap>& list)
 {
     QString output;
-    if (!runOnHost(*this, QLatin1String(kDeviceStatus), kLimitMs, output))
+    if (!runOnHost(*this, QLatin1String(lines::kDeviceStatus), kLimitMs, output))
         return false;
     const auto devices = parseDeviceTable(output);
     if (!devices) {

@@ -6,6 +6,7 @@
 #include "network/NetworkLog.h"
 #include "network/NetworkSettings.h"
 #include "network/tools/NmcliWifiLines.h"
+#include "network/tools/ToolLines.h"
 #include "support/HostLimits.h"
 #include "support/ShellLine.h"
 
@@ -15,12 +16,6 @@ using namespace ky;
 
 namespace {
 
-constexpr char kUp[] = "sudo nmcli connection up %1 ifname %2";
-constexpr char kReload[] = "sudo nmcli connection reload";
-constexpr char kAutoconnect[] = "nmcli connection modify '%1' connection.autoconnect yes";
-constexpr char kJoinShort[] = " nmcli d wifi connect '%1'";
-constexpr char kConnectDevice[] = "nmcli device connect %1";
-constexpr char kRestart[] = "service network-manager restart";
 constexpr int kLimitMs = limits::kToolMs;
 
 constexpr int kAfterRestartS = limits::kAfterRestartMs / 1000;
@@ -40,15 +35,16 @@ bool SystemNetwork::connectWifi(int limit, bool restart)
     KY_DEBUG << QStringLiteral("[_wirelessCardName:%1]").arg(_wirelessCardName);
     KY_DEBUG << QStringLiteral("[_wirelessUUID:%1]").arg(_wirelessUUID);
     QString output;
-    const bool hasRun =
-        runOnHost(*this, shellLine(kUp, _wirelessUUID, _wirelessCardName), limit, output);
+    const bool hasRun = runOnHost(
+        *this, shellLine(lines::kProfileUpOnCard, _wirelessUUID, _wirelessCardName), limit, output);
     if (hasRun && saysSuccess(output))
         return true;
     setLastError(output);
     if (hasRun || !restart)
         return false;
-    if (runOnHost(*this, shellLine(kRestart), kLimitMs))
-        setLastError(QStringLiteral("Running[%1]").arg(QLatin1String(kRestart)));
+    if (runOnHost(*this, shellLine(lines::kRestartNetworkManager), kLimitMs))
+        setLastError(
+            QStringLiteral("Running[%1]").arg(QLatin1String(lines::kRestartNetworkManager)));
     PublicClass::init()->waitSTime(kAfterRestartS);
     return false;
 }
@@ -61,7 +57,7 @@ bool SystemNetwork::connectWindowWifi(QString ssid, QString password, bool hidde
     password = password.trimmed();
     deleteByConnectionType(QStringLiteral("wifi"));
     return runForSuccessWords(*this, joinWifiLine(ssid, password, hidden), kLimitMs) &&
-           runOnHost(*this, shellLine(kAutoconnect, ssid), kLimitMs);
+           runOnHost(*this, shellLine(lines::kAutoconnectProfile, ssid), kLimitMs);
 }
 
 bool SystemNetwork::connectWindowWifi2(QString ssid, QString, bool)
@@ -69,8 +65,8 @@ bool SystemNetwork::connectWindowWifi2(QString ssid, QString, bool)
     if (ssid.isEmpty())
         return false;
     QString output;
-    if (!PublicClass::init()->processCmd(shellLine(kJoinShort, ssid.trimmed()), output, kLimitMs,
-                                         true))
+    if (!PublicClass::init()->processCmd(shellLine(lines::kJoinByNameOnly, ssid.trimmed()), output,
+                                         kLimitMs, true))
         return false;
     if (saysSuccess(output))
         return true;
@@ -80,7 +76,7 @@ bool SystemNetwork::connectWindowWifi2(QString ssid, QString, bool)
 
 bool SystemNetwork::connectDeviceCard(const QString& card)
 {
-    return runForSuccessWords(*this, shellLine(kConnectDevice, card), kLimitMs);
+    return runForSuccessWords(*this, shellLine(lines::kConnectDevice, card), kLimitMs);
 }
 
 bool SystemNetwork::runIwconfig(const QVariantMap& request)
@@ -107,7 +103,7 @@ bool SystemNetwork::runIwconfig(const QVariantMap& request)
     if (!runOnHost(*this, addWifiLine(wifi, card, folder), kLimitMs))
         return false;
     host->waitSTime(limits::kAfterAddMs / 1000);
-    if (!runOnHost(*this, shellLine(kReload), kLimitMs))
+    if (!runOnHost(*this, shellLine(lines::kReloadProfiles), kLimitMs))
         return false;
     host->waitSTime(limits::kAfterReloadMs / 1000);
     if (!connectWifi(kUpLimitMs, false))

@@ -4,6 +4,7 @@
 #include "network/SystemNetwork.h"
 #include "network/tools/HostapdConf.h"
 #include "network/tools/NmcliDeviceTable.h"
+#include "network/tools/ToolLines.h"
 #include "support/AtomicFile.h"
 #include "support/HostLimits.h"
 #include "support/PrivateFile.h"
@@ -15,12 +16,6 @@ using namespace ky;
 
 namespace {
 
-constexpr char kDelete[] = "sudo nmcli connection delete %1 ";
-constexpr char kOpen[] = "nmcli device wifi hotspot ifname %1 con-name %2 ssid '%3' password '%4' ";
-constexpr char kAutoconnect[] = "nmcli connection modify %1 connection.autoconnect yes";
-constexpr char kClose[] = "sudo nmcli connection delete MyHostspot";
-constexpr char kStartHostapd[] = "sudo hostapd %1 &";
-constexpr char kInterfaceDown[] = "sudo ifconfig %1 down";
 constexpr int kLimitMs = limits::kToolMs;
 
 constexpr char kConnection[] = "MyHostspot";
@@ -73,7 +68,7 @@ bool openByHostapd(SystemNetwork& network, const QString& ssid, const QString& p
         network.setLastError(error);
         return false;
     }
-    return runOnHost(network, shellLine(kStartHostapd, path), kLimitMs);
+    return runOnHost(network, shellLine(lines::kStartHostapd, path), kLimitMs);
 }
 
 bool openByNetworkManager(SystemNetwork& network, const QString& card, const QString& ssid,
@@ -81,11 +76,13 @@ bool openByNetworkManager(SystemNetwork& network, const QString& card, const QSt
 {
     // Without such a profile the deletion fails, and with it the start: there is no reason left.
     QString output;
-    if (!PublicClass::init()->processCmd(shellLine(kDelete, kConnection), output, kLimitMs, true))
+    if (!PublicClass::init()->processCmd(shellLine(lines::kDeleteHotspotBeforeOpening, kConnection),
+                                         output, kLimitMs, true))
         return false;
-    return runForSuccessWords(network, shellLine(kOpen, card, kConnection, ssid, passPhrase),
+    return runForSuccessWords(network,
+                              shellLine(lines::kOpenHotspot, card, kConnection, ssid, passPhrase),
                               kLimitMs) &&
-           runOnHost(network, shellLine(kAutoconnect, kConnection), kLimitMs);
+           runOnHost(network, shellLine(lines::kAutoconnectHotspot, kConnection), kLimitMs);
 }
 
 void closeHostapdInterface(SystemNetwork& network)
@@ -96,7 +93,8 @@ void closeHostapdInterface(SystemNetwork& network)
         return;
     }
     QString output; // of a command that ran: a failed one leaves no reason
-    if (PublicClass::init()->processCmd(shellLine(kInterfaceDown, name), output, kLimitMs, true))
+    if (PublicClass::init()->processCmd(shellLine(lines::kHotspotCardDown, name), output, kLimitMs,
+                                        true))
         network.setLastError(output);
 }
 
@@ -124,7 +122,7 @@ bool SystemNetwork::stopHotspot()
         closeHostapdInterface(*this);
         return false; // on this board callers look at the interface
     }
-    if (!runForSuccessWords(*this, QLatin1String(kClose), kLimitMs))
+    if (!runForSuccessWords(*this, QLatin1String(lines::kCloseHotspot), kLimitMs))
         return false;
     storeSettings(*this, __func__, {{QLatin1String(settings::kHotspotRunning), false}});
     return true;

@@ -10,6 +10,7 @@
 #include "network/tools/LshwOutput.h"
 #include "network/tools/NmcliOutput.h"
 #include "network/tools/Profiles.h"
+#include "network/tools/ToolLines.h"
 #include "support/HostLimits.h"
 #include "support/ShellLine.h"
 
@@ -17,11 +18,8 @@ using namespace ky;
 
 namespace {
 
-constexpr char kIfconfig[] = "ifconfig";
 constexpr int kIfconfigLimitMs = limits::kIfconfigMs;
-constexpr char kDeviceShow[] = "nmcli device show %1";
 constexpr int kDeviceShowLimitMs = limits::kDeviceShowMs;
-constexpr char kLshw[] = "lshw -c network";
 constexpr int kLshwLimitMs = limits::kToolMs;
 
 /// A command whose failure only leaves its output unreadable.
@@ -35,7 +33,7 @@ QString outputOf(const QString& line, int limitMs)
 void insertIfconfig(const QString& name, QVariantMap& info)
 {
     const std::optional<IfconfigCard> card =
-        parseIfconfig(outputOf(shellLine(kIfconfig), kIfconfigLimitMs), name);
+        parseIfconfig(outputOf(shellLine(lines::kIfconfig), kIfconfigLimitMs), name);
     if (!card)
         return;
     info.insert(QStringLiteral("ip"), card->ip);
@@ -46,7 +44,7 @@ void insertIfconfig(const QString& name, QVariantMap& info)
 /// Logs in the name of the operation that asks.
 void insertDeviceShow(const QString& name, QVariantMap& info, const char* operation)
 {
-    const QString output = outputOf(shellLine(kDeviceShow, name), kDeviceShowLimitMs);
+    const QString output = outputOf(shellLine(lines::kDeviceShow, name), kDeviceShowLimitMs);
     if (!output.contains(QLatin1Char('\n')))
         KY_LOG_WARNING_AS(kyNetworkLog, operation) << "Not found line feed:" << output;
     const DeviceShow show = parseDeviceShow(output);
@@ -189,7 +187,7 @@ bool SystemNetwork::getAlxCardStatus()
 QString SystemNetwork::getWiredNetworkDriver()
 {
     QString output;
-    if (!PublicClass::init()->processCmd(shellLine(kLshw), output, kLshwLimitMs, true))
+    if (!PublicClass::init()->processCmd(shellLine(lines::kLshw), output, kLshwLimitMs, true))
         return {};
     return wiredDriver(output);
 }

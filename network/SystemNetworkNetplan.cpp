@@ -2,6 +2,7 @@
 #include "network/HostCommands.h"
 #include "network/NetworkLog.h"
 #include "network/SystemNetwork.h"
+#include "network/tools/ToolLines.h"
 #include "support/AtomicFile.h"
 #include "support/HostLimits.h"
 #include "support/HostPaths.h"
@@ -15,7 +16,6 @@ using namespace ky;
 
 namespace {
 
-constexpr char kApply[] = "sudo netplan apply";
 constexpr int kApplyLimitMs = limits::kToolMs;
 
 constexpr char kLiveName[] = "00-installer-config-static.yaml";
@@ -70,7 +70,8 @@ bool replaceBy(const QString& source, const QString& live)
 bool applyNetplan()
 {
     QString ignored;
-    PublicClass::init()->processCmd(QLatin1String(kApply), ignored, kApplyLimitMs, true);
+    PublicClass::init()->processCmd(QLatin1String(lines::kApplyNetplan), ignored, kApplyLimitMs,
+                                    true);
     return true;
 }
 

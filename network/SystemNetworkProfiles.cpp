@@ -5,6 +5,7 @@
 #include "network/NetworkLog.h"
 #include "network/tools/NmcliOutput.h"
 #include "network/tools/Profiles.h"
+#include "network/tools/ToolLines.h"
 #include "network/tools/WpaCliStatus.h"
 #include "support/HostLimits.h"
 #include "support/ShellLine.h"
@@ -13,10 +14,7 @@ using namespace ky;
 
 namespace {
 
-constexpr char kShowActive[] = "nmcli connection show --active";
-constexpr char kShowHolding[] = "nmcli connection show | grep '%1'";
 constexpr int kShowLimitMs = limits::kShowProfilesMs;
-constexpr char kWpaStatus[] = "sudo wpa_cli -i %1 status ";
 constexpr int kWpaLimitMs = limits::kToolMs;
 
 QString notConnected(const QString& device)
@@ -42,7 +40,7 @@ QString SystemNetwork::getCurrentWifiUUid()
 bool SystemNetwork::getActiveUUID(const QString& device, QString& uuid)
 {
     QString output;
-    if (!runOnHost(*this, shellLine(kShowActive), kShowLimitMs, output))
+    if (!runOnHost(*this, shellLine(lines::kShowActiveProfiles), kShowLimitMs, output))
         return false;
     const QString found = uuidInRow(rowHolding(output, device));
     if (found.isEmpty()) {
@@ -60,7 +58,7 @@ bool SystemNetwork::getUuidBySsid(const QString& ssid, QString& uuid)
         return false;
     }
     QString output;
-    if (!runOnHost(*this, shellLine(kShowHolding, ssid), kShowLimitMs, output))
+    if (!runOnHost(*this, shellLine(lines::kShowProfilesOfSsid, ssid), kShowLimitMs, output))
         return false;
     // grep takes the SSID for an expression, so the line that it found need not hold the text.
     const QString row = rowHolding(output, ssid);
@@ -82,7 +80,8 @@ bool SystemNetwork::getConnectionActiveiUUID(const QString& device, QString& uui
         return false;
     }
     QString output;
-    PublicClass::init()->processCmd(shellLine(kWpaStatus, device), output, kWpaLimitMs, true);
+    PublicClass::init()->processCmd(shellLine(lines::kWpaStatusOfProfile, device), output,
+                                    kWpaLimitMs, true);
     if (!isWpaCompleted(output)) {
         setLastError(notConnected(device));
         return false;

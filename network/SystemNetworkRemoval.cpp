@@ -7,6 +7,7 @@
 #include "network/decisions/RemovalNames.h"
 #include "network/tools/NmcliOutput.h"
 #include "network/tools/Profiles.h"
+#include "network/tools/ToolLines.h"
 #include "support/AtomicFile.h"
 #include "support/HostLimits.h"
 #include "support/HostPaths.h"
@@ -22,10 +23,7 @@ using namespace ky;
 
 namespace {
 
-constexpr char kReload[] = "sudo nmcli connection reload";
 constexpr int kReloadLimitMs = limits::kReloadProfilesMs;
-constexpr char kShowHolding[] = "nmcli connection show | grep %1";
-constexpr char kDelete[] = "nmcli connection delete %1";
 constexpr int kLimitMs = limits::kToolMs;
 
 constexpr char kNotQueried[] = "The name/UUID already used for the connection was not queried";
@@ -73,7 +71,8 @@ void removeListed(const QString& list)
     const QStringList uuids = uuidsIn(list);
     QString output;
     for (const QString& uuid : uuids)
-        PublicClass::init()->processCmd(shellLine(kDelete, uuid), output, kLimitMs, true);
+        PublicClass::init()->processCmd(shellLine(lines::kDeleteProfile, uuid), output, kLimitMs,
+                                        true);
     if (!uuids.isEmpty())
         PublicClass::init()->waitSTime(limits::kAfterRemovalMs / 1000);
 }
@@ -90,9 +89,9 @@ void SystemNetwork::deleteConnections(const QString& card)
         return;
     }
     if (removeProfiles("interface-name", card, __func__))
-        runOnHost(*this, shellLine(kReload), kReloadLimitMs);
+        runOnHost(*this, shellLine(lines::kReloadProfiles), kReloadLimitMs);
     QString list;
-    if (!runOnHost(*this, shellLine(kShowHolding, card), kLimitMs, list))
+    if (!runOnHost(*this, shellLine(lines::kShowProfilesHolding, card), kLimitMs, list))
         return;
     if (!list.contains(QLatin1Char('\n'))) {
         KY_DEBUG << kNotQueried;
@@ -109,7 +108,7 @@ void SystemNetwork::deleteByConnectionType(const QString& type)
     }
     removeProfiles("type", type, __func__);
     QString list;
-    if (!runOnHost(*this, shellLine(kShowHolding, type), kLimitMs, list))
+    if (!runOnHost(*this, shellLine(lines::kShowProfilesHolding, type), kLimitMs, list))
         return;
     if (!list.contains(QLatin1Char('\n'))) {
         setLastError(QLatin1String(kNotQueried));

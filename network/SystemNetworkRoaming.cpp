@@ -3,6 +3,7 @@
 #include "network/RoamingLog.h"
 #include "network/SystemNetwork.h"
 #include "network/tools/IwOutput.h"
+#include "network/tools/ToolLines.h"
 #include "support/HostLimits.h"
 #include "support/ShellLine.h"
 
@@ -10,9 +11,7 @@ using namespace ky;
 
 namespace {
 
-constexpr char kLink[] = "iw %1 link";
 constexpr int kLinkLimitMs = limits::kLinkMs;
-constexpr char kRoam[] = "sudo wpa_cli -i %1 roam '%2' ";
 constexpr int kWpaLimitMs = limits::kToolMs;
 
 void logCurrentAp(const QString& bssid, int signalDbm)
@@ -30,7 +29,7 @@ bool SystemNetwork::getIwconfig(const QString& card, QVariantMap& map)
         return false;
     }
     QString output;
-    if (!runOnHost(*this, shellLine(kLink, card), kLinkLimitMs, output)) {
+    if (!runOnHost(*this, shellLine(lines::kIwLink, card), kLinkLimitMs, output)) {
         logCurrentAp(QStringLiteral("No-AP"), 0);
         return false;
     }
@@ -52,5 +51,5 @@ bool SystemNetwork::switchAP(const QString& card, const QString& bssid)
 {
     logForFollowers(QStringLiteral("[text][Switch AP:%1]").arg(bssid));
     QString output; // "FAIL" comes with exit status 0; the next cycle sees what has become of it
-    return runOnHost(*this, shellLine(kRoam, card, bssid), kWpaLimitMs, output);
+    return runOnHost(*this, shellLine(lines::kWpaRoam, card, bssid), kWpaLimitMs, output);
 }

@@ -6,6 +6,7 @@
 #include "network/tools/HexText.h"
 #include "network/tools/IfconfigOutput.h"
 #include "network/tools/SsidEscapes.h"
+#include "network/tools/ToolLines.h"
 #include "support/HostLimits.h"
 #include "support/ShellLine.h"
 
@@ -15,9 +16,6 @@ using namespace ky;
 
 namespace {
 
-constexpr char kListWirelessCards[] =
-    "ifconfig | grep flag | grep w | awk '{print $1 t }' | cut -d: -f1";
-constexpr char kPing[] = "ping -c 1 %1 |grep % ";
 constexpr int kLimitMs = limits::kToolMs;
 
 constexpr int kProfileSleepS = 3;
@@ -27,7 +25,7 @@ constexpr int kProfileSleepS = 3;
 bool SystemNetwork::getWirelessCardName(QString& name)
 {
     QString output;
-    if (!runOnHost(*this, shellLine(kListWirelessCards), kLimitMs, output))
+    if (!runOnHost(*this, shellLine(lines::kListWirelessCards), kLimitMs, output))
         return false;
     KY_DEBUG << "[info:" << output.trimmed() << "]";
     const WirelessCardChoice choice = chooseWirelessCard(output);
@@ -47,7 +45,7 @@ bool SystemNetwork::pingIP(const QString& ip)
         return false;
     }
     QString output;
-    return runOnHost(*this, shellLine(kPing, ip), kLimitMs, output) &&
+    return runOnHost(*this, shellLine(lines::kPing, ip), kLimitMs, output) &&
            output.contains(QLatin1String("received, 0%"));
 }
 

@@ -4,6 +4,7 @@
 #include "network/NetworkSettings.h"
 #include "network/RoamingLog.h"
 #include "network/SystemNetwork.h"
+#include "network/tools/ToolLines.h"
 #include "network/tools/WpaCliScan.h"
 #include "support/HostLimits.h"
 #include "support/ShellLine.h"
@@ -12,9 +13,6 @@ using namespace ky;
 
 namespace {
 
-constexpr char kScan[] = "sudo wpa_cli -i %1 scan";
-constexpr char kScanResult[] = "sudo wpa_cli -i %1 scan_result";
-constexpr char kStatus[] = "sudo wpa_cli -i %1 status";
 constexpr int kWpaLimitMs = limits::kToolMs;
 constexpr int kApListLimitMs = limits::kApListMs;
 constexpr int kInUse = 1;
@@ -52,8 +50,9 @@ QVariantList SystemNetwork::getApList()
     if (!getIwconfig(_wirelessCardName, link))
         return {};
     QString output;
-    if (!runOnHost(*this, shellLine(kScan, _wirelessCardName), kWpaLimitMs) ||
-        !runOnHost(*this, shellLine(kScanResult, _wirelessCardName), kApListLimitMs, output))
+    if (!runOnHost(*this, shellLine(lines::kWpaScan, _wirelessCardName), kWpaLimitMs) ||
+        !runOnHost(*this, shellLine(lines::kWpaScanResult, _wirelessCardName), kApListLimitMs,
+                   output))
         return {};
 
     const QString ssid = link.value(QStringLiteral("ssid")).toString();
@@ -71,7 +70,7 @@ QVariantList SystemNetwork::getApList()
 QVariantMap SystemNetwork::getCurrentWifiStatus(const QString& card)
 {
     QString output;
-    if (!runOnHost(*this, shellLine(kStatus, card), kWpaLimitMs, output))
+    if (!runOnHost(*this, shellLine(lines::kWpaStatus, card), kWpaLimitMs, output))
         return {};
     return parseWpaStatus(output);
 }
@@ -86,8 +85,8 @@ bool SystemNetwork::getWinApiWifiList(QVariantMap& result)
     storeSettings(*this, __func__,
                   {{QLatin1String(settings::kWirelessCardName), _wirelessCardName}});
     QString output;
-    if (!runOnHost(*this, shellLine(kScan, name), kWpaLimitMs) ||
-        !runOnHost(*this, shellLine(kScanResult, name), kWpaLimitMs, output))
+    if (!runOnHost(*this, shellLine(lines::kWpaScan, name), kWpaLimitMs) ||
+        !runOnHost(*this, shellLine(lines::kWpaScanResult, name), kWpaLimitMs, output))
         return false;
 
     const ScanTable table = parseScanTable(output);

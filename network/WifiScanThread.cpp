@@ -8,6 +8,7 @@
 #include "network/tools/FixedScanTable.h"
 #include "network/tools/IwOutput.h"
 #include "network/tools/SsidEscapes.h"
+#include "network/tools/ToolLines.h"
 #include "network/tools/WpaCliScan.h"
 #include "support/HostLimits.h"
 #include "support/ShellLine.h"
@@ -20,7 +21,6 @@ using namespace ky;
 
 namespace {
 
-constexpr char kRoam[] = "sudo wpa_cli -i %1 roam '%2' ";
 constexpr int kRoamLimitMs = limits::kToolMs;
 constexpr char kLinkFile[] = "1.txt";
 constexpr qint64 kSliceMs = 50; ///< of a pause: how long it takes to notice an interruption
@@ -61,8 +61,8 @@ bool roam(const QString& card, const QString& bssid)
 {
     KY_LOG_DEBUG_AS(kyNetworkLog, "switchAP") << "Switch AP:" << bssid;
     QString output;
-    return PublicClass::init()->processCmd(shellLine(kRoam, card, bssid), output, kRoamLimitMs,
-                                           true);
+    return PublicClass::init()->processCmd(shellLine(lines::kWpaRoam, card, bssid), output,
+                                           kRoamLimitMs, true);
 }
 
 /// The candidates of the fixed table for a link.

@@ -24,9 +24,6 @@ constexpr char kWiredAddDhcp[] =
 constexpr char kInternalAdd[] =
     "nmcli connection add type ethernet con-name '%1' ifname %2 ipv4.addresses %3/%4  "
     "ipv4.gateway %4 ipv4.method manual";
-constexpr char kInternalDelete[] = "nmcli connection delete '%1'";
-constexpr char kBringUp[] = "sudo nmcli connection up '%1' ifname %2";
-constexpr char kConnectDevice[] = "nmcli device connect %1";
 
 } // namespace
 
@@ -69,21 +66,6 @@ QString addInternalLine(const QString& connection, const QString& card,
 {
     return shellLine(kInternalAdd, connection, card, addressing.ip, addressing.prefixLength,
                      addressing.gateway);
-}
-
-QString deleteConnectionLine(const QString& connection)
-{
-    return shellLine(kInternalDelete, connection);
-}
-
-QString bringUpLine(const QString& connection, const QString& card)
-{
-    return shellLine(kBringUp, connection, card);
-}
-
-QString connectDeviceLine(const QString& card)
-{
-    return shellLine(kConnectDevice, card);
 }
 
 } // namespace ky

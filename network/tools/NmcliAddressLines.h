@@ -31,8 +31,5 @@ QString addWiredLine(const QString& connection, const QString& card, const Addre
 /// length; that of the request goes nowhere.
 QString addInternalLine(const QString& connection, const QString& card,
                         const Addressing& addressing);
-QString deleteConnectionLine(const QString& connection);
-QString bringUpLine(const QString& connection, const QString& card);
-QString connectDeviceLine(const QString& card);
 
 } // namespace ky

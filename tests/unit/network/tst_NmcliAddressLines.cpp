@@ -1,4 +1,6 @@
 #include "network/tools/NmcliAddressLines.h"
+#include "network/tools/ToolLines.h"
+#include "support/ShellLine.h"
 
 #include <QProcess>
 #include <QTest>
@@ -47,7 +49,6 @@ private slots:
     void addsWiredOnDhcp();
     void addsInternalWithThePrefixAsGateway();
     void addsInternalWithEmptyFields();
-    void otherLinesAreExact();
     void markerInAValueIsNotFilled();
     void hostileValueStaysOneWord_data();
     void hostileValueStaysOneWord();
@@ -166,16 +167,6 @@ void tst_NmcliAddressLines::addsInternalWithEmptyFields()
                             "ifname  ipv4.addresses /  ipv4.gateway  ipv4.method manual"));
 }
 
-void tst_NmcliAddressLines::otherLinesAreExact()
-{
-    QCOMPARE(ky::deleteConnectionLine(QStringLiteral("static-LocalWired-IP")),
-             QStringLiteral("nmcli connection delete 'static-LocalWired-IP'"));
-    QCOMPARE(ky::bringUpLine(QStringLiteral("uuid-1"), QStringLiteral("wlan0")),
-             QStringLiteral("sudo nmcli connection up 'uuid-1' ifname wlan0"));
-    QCOMPARE(ky::connectDeviceLine(QStringLiteral("eth0")),
-             QStringLiteral("nmcli device connect eth0"));
-}
-
 void tst_NmcliAddressLines::markerInAValueIsNotFilled()
 {
     const QString line = ky::modifyToManualLine(QStringLiteral("%2"), addressing("%3", "%4", "%1"));
@@ -219,9 +210,10 @@ void tst_NmcliAddressLines::hostileValueStaysOneWord()
     QCOMPARE(internal, (QStringList{"connection", "add", "type", "ethernet", "con-name", value,
                                     "ifname", value, "ipv4.addresses", address, "ipv4.gateway",
                                     "24", "ipv4.method", "manual"}));
-    QCOMPARE(wordsOf(ky::bringUpLine(value, value)),
+    QCOMPARE(wordsOf(ky::shellLine(ky::lines::kAddressedProfileUp, value, value)),
              (QStringList{"connection", "up", value, "ifname", value}));
-    QCOMPARE(wordsOf(ky::connectDeviceLine(value)), (QStringList{"device", "connect", value}));
+    QCOMPARE(wordsOf(ky::shellLine(ky::lines::kConnectDevice, value)),
+             (QStringList{"device", "connect", value}));
 }
 
 QTEST_APPLESS_MAIN(tst_NmcliAddressLines)
