@@ -3,6 +3,7 @@
 #include "host/PublicClass.h"
 #include "network/RoamingLog.h"
 #include "network/SystemNetwork.h"
+#include "network/decisions/RoamCandidates.h"
 #include "network/tools/ToolLines.h"
 #include "network/tools/WpaCliScan.h"
 #include "support/HostLimits.h"
@@ -39,13 +40,6 @@ BandLists candidatesOf(const QVector<AccessPoint>& seen, const QString& ssid, co
     }
     logForFollowers(QStringLiteral("[ApList][%1]").arg(text));
     return lists;
-}
-
-std::optional<int> levelOf(const std::optional<AccessPoint>& accessPoint)
-{
-    if (!accessPoint)
-        return std::nullopt;
-    return accessPoint->signalDbm();
 }
 
 } // namespace

@@ -3,8 +3,8 @@
 #include "host/PublicClass.h"
 #include "network/NetworkLog.h"
 #include "network/RoamingLog.h"
+#include "network/decisions/RoamCandidates.h"
 #include "network/decisions/ScanThreadDecision.h"
-#include "network/tools/AccessPoint.h"
 #include "network/tools/FixedScanTable.h"
 #include "network/tools/IwOutput.h"
 #include "network/tools/SsidEscapes.h"
@@ -33,13 +33,6 @@ IwconfigState readLink()
     file.open(QIODevice::ReadOnly); // a missing file is an empty one
     const QByteArray content = file.isOpen() ? file.readAll() : QByteArray();
     return parseIwconfig(QString::fromUtf8(content.constData())); // up to the first zero
-}
-
-std::optional<int> levelOf(const std::optional<AccessPoint>& accessPoint)
-{
-    if (!accessPoint)
-        return std::nullopt;
-    return accessPoint->signalDbm();
 }
 
 bool movesTo5G(ScanThreadMove move)

@@ -1,10 +1,7 @@
 #pragma once
 
-#include <QMap>
 #include <QString>
 #include <QVariantMap>
-
-#include <optional>
 
 namespace ky {
 
@@ -24,29 +21,5 @@ struct AccessPoint
 
 /// The record that the daemon gets: "ssid", "bssid", "frequency", "rssi", "is_encrypted".
 QVariantMap accessPointRecord(const AccessPoint& accessPoint);
-
-/// Whether a link that is on `bssid` of the network `ssid` could roam to this access point.
-bool isRoamTarget(const AccessPoint& accessPoint, const QString& ssid, const QString& bssid);
-
-/// The candidates of one band, strongest first. Of two with the same level the later one stays.
-class BandList
-{
-public:
-    void add(const AccessPoint& accessPoint);
-    int size() const { return _byNegatedLevel.size(); }
-    std::optional<AccessPoint> strongest() const;
-
-private:
-    QMap<int, AccessPoint> _byNegatedLevel;
-};
-
-/// The candidates of both bands. 5000 MHz is the lowest frequency of the 5 GHz band.
-struct BandLists
-{
-    BandList fiveGhz;
-    BandList twoFourGhz;
-
-    void add(const AccessPoint& accessPoint);
-};
 
 } // namespace ky

@@ -1,5 +1,5 @@
+#include "network/decisions/RoamCandidates.h"
 #include "network/decisions/RoamingDecision.h"
-#include "network/tools/AccessPoint.h"
 
 #include <QTest>
 
