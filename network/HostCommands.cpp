@@ -4,6 +4,7 @@
 #include "host/PublicClass.h"
 #include "network/NetworkLog.h"
 #include "network/NetworkSettings.h"
+#include "network/tools/NmcliOutput.h"
 
 namespace ky {
 
@@ -19,12 +20,6 @@ bool runOnHost(BaseObject& owner, const QString& line, int limitMs)
 {
     QString output;
     return runOnHost(owner, line, limitMs, output);
-}
-
-bool saysSuccess(const QString& nmcliOutput)
-{
-    return nmcliOutput.contains(QStringLiteral(u"成功")) ||
-           nmcliOutput.contains(QLatin1String("successfully"));
 }
 
 bool runForSuccessWords(BaseObject& owner, const QString& line, int limitMs)

@@ -13,10 +13,6 @@ namespace ky {
 bool runOnHost(BaseObject& owner, const QString& line, int limitMs, QString& output);
 bool runOnHost(BaseObject& owner, const QString& line, int limitMs);
 
-/// Whether `nmcli` reports success in words, English or Chinese; it does for everything but
-/// `modify` and `reload`, which are silent.
-bool saysSuccess(const QString& nmcliOutput);
-
 /// Runs a line whose `nmcli` must report success in words; any other output becomes the last error
 /// of `owner`, as that of a command that failed does.
 bool runForSuccessWords(BaseObject& owner, const QString& line, int limitMs);

@@ -101,7 +101,7 @@ bool SystemNetwork::activateNetworkCard()
     const QString path = QString::fromLatin1(kWiredStartFile);
     const bool isFileThere = QFileInfo::exists(path);
     getAllNetworkCards();
-    std::optional<WiredCard> internal = findInternalCard(_networkCards);
+    std::optional<InternalCard> internal = findInternalCard(_networkCards);
     if (!internal && !isFileThere) {
         _wiredMacName.clear();
         return false;

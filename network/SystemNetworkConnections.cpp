@@ -5,6 +5,7 @@
 #include "network/HostCommands.h"
 #include "network/NetworkLog.h"
 #include "network/NetworkSettings.h"
+#include "network/tools/NmcliOutput.h"
 #include "network/tools/NmcliWifiLines.h"
 #include "network/tools/ToolLines.h"
 #include "support/HostLimits.h"

@@ -1,6 +1,7 @@
 #include "network/SystemNetwork.h"
 
 #include "network/NetworkLog.h"
+#include "network/decisions/InternalCard.h"
 #include "network/tools/KernelCard.h"
 #include "network/tools/RouteTable.h"
 #include "support/AtomicFile.h"

@@ -3,7 +3,7 @@
 #include "host/PublicClass.h"
 #include "network/HostCommands.h"
 #include "network/NetworkLog.h"
-#include "network/tools/HexText.h"
+#include "network/tools/HexPairs.h"
 #include "network/tools/IfconfigOutput.h"
 #include "network/tools/SsidEscapes.h"
 #include "network/tools/ToolLines.h"

@@ -6,6 +6,7 @@
 #include "network/SystemNetwork.h"
 #include "network/tools/ToolLines.h"
 #include "network/tools/WpaCliScan.h"
+#include "network/tools/WpaCliStatus.h"
 #include "support/HostLimits.h"
 #include "support/ShellLine.h"
 

@@ -1,7 +1,5 @@
 #include "network/decisions/InternalCard.h"
 
-#include "network/tools/KernelCard.h"
-
 #include <QNetworkInterface>
 
 namespace ky {
@@ -33,18 +31,18 @@ int cardType(const QString& name, const QString& wirelessCardName)
 
 } // namespace
 
-std::optional<WiredCard> findInternalCard(const QMap<QString, QVariantMap>& cardsByMac)
+std::optional<InternalCard> findInternalCard(const QMap<QString, QVariantMap>& cardsByMac)
 {
     for (auto card = cardsByMac.begin(); card != cardsByMac.end(); ++card) {
         if (hasInternalAddress(*card))
-            return WiredCard{nameOf(*card), card.key()};
+            return InternalCard{nameOf(*card), card.key()};
     }
     return std::nullopt;
 }
 
-std::optional<WiredCard> storedInternalCard(const QVariantList& records)
+std::optional<InternalCard> storedInternalCard(const QVariantList& records)
 {
-    WiredCard internal;
+    InternalCard internal;
     for (const QVariant& entry : records) {
         const QVariantMap record = entry.toMap();
         if (!hasInternalAddress(record))
@@ -70,6 +68,36 @@ QVariantList wiredCardRecords(const QMap<QString, QVariantMap>& cardsByMac,
         records.append(record);
     }
     return records;
+}
+
+QVariantMap chooseAddress(const QList<QNetworkAddressEntry>& entries)
+{
+    QVariantMap chosen;
+    for (const QNetworkAddressEntry& entry : entries) {
+        if (entry.ip().protocol() != QAbstractSocket::IPv4Protocol)
+            continue;
+        const QString before = chosen.value(QStringLiteral("ip")).toString();
+        if (!before.isEmpty() && before != QLatin1String(kInternalAddress))
+            continue;
+        chosen.insert(QStringLiteral("ip"), entry.ip().toString());
+        chosen.insert(QStringLiteral("mask"), entry.netmask().toString());
+    }
+    return chosen;
+}
+
+QVariantMap wiredReport(const KernelCard& card, const QString& gateway, const QString& storedMac)
+{
+    QVariantMap report;
+    if (dotted(card.address) == QLatin1String(kInternalAddress)) {
+        report.insert(QStringLiteral("Mac"), card.hardwareAddress);
+        report.insert(QStringLiteral("ip"), dotted(card.address));
+        report.insert(QStringLiteral("mask"), dotted(card.mask));
+        if (!gateway.isEmpty())
+            report.insert(QStringLiteral("gateway"), gateway);
+    }
+    if (!storedMac.isEmpty())
+        report.insert(QStringLiteral("Mac"), storedMac);
+    return report;
 }
 
 QVariantMap internalAddressRequest(const QString& cardName)

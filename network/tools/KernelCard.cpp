@@ -1,5 +1,7 @@
 #include "network/tools/KernelCard.h"
 
+#include <QByteArray>
+
 #include <arpa/inet.h>
 #include <cstring>
 #include <net/if.h>
@@ -28,39 +30,9 @@ in_addr addressBy(int socket, unsigned long command, const char* name)
 
 } // namespace
 
-QVariantMap chooseAddress(const QList<QNetworkAddressEntry>& entries)
-{
-    QVariantMap chosen;
-    for (const QNetworkAddressEntry& entry : entries) {
-        if (entry.ip().protocol() != QAbstractSocket::IPv4Protocol)
-            continue;
-        const QString before = chosen.value(QStringLiteral("ip")).toString();
-        if (!before.isEmpty() && before != QLatin1String(kInternalAddress))
-            continue;
-        chosen.insert(QStringLiteral("ip"), entry.ip().toString());
-        chosen.insert(QStringLiteral("mask"), entry.netmask().toString());
-    }
-    return chosen;
-}
-
 QString dotted(in_addr address)
 {
     return QString::fromLatin1(inet_ntoa(address));
-}
-
-QVariantMap wiredReport(const KernelCard& card, const QString& gateway, const QString& storedMac)
-{
-    QVariantMap report;
-    if (dotted(card.address) == QLatin1String(kInternalAddress)) {
-        report.insert(QStringLiteral("Mac"), card.hardwareAddress);
-        report.insert(QStringLiteral("ip"), dotted(card.address));
-        report.insert(QStringLiteral("mask"), dotted(card.mask));
-        if (!gateway.isEmpty())
-            report.insert(QStringLiteral("gateway"), gateway);
-    }
-    if (!storedMac.isEmpty())
-        report.insert(QStringLiteral("Mac"), storedMac);
-    return report;
 }
 
 bool readHardwareAddress(int socket, const char* name, KernelCard& card)

@@ -14,6 +14,12 @@ QStringList rowsOf(const QString& output)
 
 } // namespace
 
+bool saysSuccess(const QString& nmcliOutput)
+{
+    return nmcliOutput.contains(QStringLiteral(u"成功")) ||
+           nmcliOutput.contains(QLatin1String("successfully"));
+}
+
 QString uuidInRow(const QString& row)
 {
     const QStringList parts = row.split(QLatin1Char(' '));

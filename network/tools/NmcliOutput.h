@@ -7,6 +7,10 @@
 
 namespace ky {
 
+/// Whether `nmcli` reports success in words, English or Chinese; it does for everything but
+/// `modify` and `reload`, which are silent.
+bool saysSuccess(const QString& nmcliOutput);
+
 /// The UUID in a row of `nmcli connection show`: the first part of at least 36 characters. Empty if
 /// there is none.
 QString uuidInRow(const QString& row);

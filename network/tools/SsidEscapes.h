@@ -10,4 +10,9 @@ namespace ky {
 /// escape comes back as it is.
 QString decodeSsidEscapes(const QString& text);
 
+/// The older decoder of SSID escapes ("\xE4"; the one in use is decodeSsidEscapes()): it decodes
+/// the first run without blanks, of which the last two digits, upper case, stay behind as they are.
+/// `run`, if given, receives the digits that were decoded.
+QString decodeHexRun(const QString& text, QString* run = nullptr);
+
 } // namespace ky

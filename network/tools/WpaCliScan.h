@@ -3,7 +3,6 @@
 #include "network/tools/AccessPoint.h"
 
 #include <QString>
-#include <QVariantMap>
 #include <QVector>
 
 namespace ky {
@@ -22,9 +21,5 @@ ScanTable parseScanTable(const QString& text);
 
 /// The answer of `wpa_cli scan` while another scan is on its way, with exit status 0.
 bool isScanBusy(const QString& text);
-
-/// What `wpa_cli status` says, under its own names, and the decoded SSID once more under
-/// "current_wifi". A text without a line feed says nothing.
-QVariantMap parseWpaStatus(const QString& text);
 
 } // namespace ky

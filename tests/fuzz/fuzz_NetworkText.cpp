@@ -1,8 +1,7 @@
 // The readers of what the network's tools print, and of keyfiles. The first byte is an ordinary one
 // here: these read whole texts.
 #include "FuzzInput.h"
-#include "network/HostCommands.h"
-#include "network/tools/HexText.h"
+#include "network/tools/HexPairs.h"
 #include "network/tools/IfconfigOutput.h"
 #include "network/tools/IwOutput.h"
 #include "network/tools/LshwOutput.h"

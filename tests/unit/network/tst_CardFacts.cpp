@@ -1,5 +1,6 @@
 #include "CaptureRows.h"
 #include "NetworkFixture.h"
+#include "network/decisions/InternalCard.h"
 #include "network/tools/IfconfigOutput.h"
 #include "network/tools/InterfaceText.h"
 #include "network/tools/KernelCard.h"

@@ -1,6 +1,6 @@
 #include "LogCapture.h"
 #include "NetworkFixture.h"
-#include "network/tools/KernelCard.h"
+#include "network/decisions/InternalCard.h"
 
 #include <QCoreApplication>
 #include <QTemporaryFile>

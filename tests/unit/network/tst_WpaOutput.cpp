@@ -1,5 +1,6 @@
 #include "network/tools/SsidEscapes.h"
 #include "network/tools/WpaCliScan.h"
+#include "network/tools/WpaCliStatus.h"
 
 #include <QFile>
 #include <QTest>
