@@ -23,8 +23,8 @@ constexpr Mask kMasks[] = {
     // With or without CAN in the kernel.
     {R"re((IOCTL error: No such device|Socket error: [A-Za-z ]+))re", "<no such CAN port>"},
     // Whichever word of a refused connect comes first.
-    {R"re((TcpSocket.waitForConnected error:Connection refused|socketError:0 .Connection refused.))re",
-     "<refused>"},
+    {R"re((TcpSocket.waitForConnected error:Connection refused|socketError:0 .Connection refused.|Tcp requst timeout))re",
+     "<no answer>"},
     {R"re(x{20,})re", "x...x"},
 };
 

@@ -94,7 +94,7 @@ QByteArray tst_DaemonRecord::answerTo(const RecordedRequest& request, const QByt
            answer.json + ' ' + answer.data;
 }
 
-/// What arrived at the host's tools, with its exit statuses.
+/// What arrived at the host's tools.
 QByteArray tst_DaemonRecord::toolLines()
 {
     // No file: no call. It saves a process for each request that is refused.
@@ -103,7 +103,7 @@ QByteArray tst_DaemonRecord::toolLines()
     if (!_isHostTouched)
         return text;
     for (const SimulatedHost::Line& call : _host->calls())
-        text += "$ " + call.line.toUtf8() + " = " + QByteArray::number(call.status) + '\n';
+        text += "$ " + call.line.toUtf8() + '\n';
     return text;
 }
 
