@@ -10,6 +10,7 @@ enum ErrorCode
     kUploadFailed = 40003,
     kAnswerTooLarge = 40004,
     kOutOfMemory = 40005,
+    kSettingsNotStored = 40007,
 
     kPeerSilent = 40101,
     kTooManyCalls = 40102,
@@ -31,6 +32,7 @@ enum ErrorCode
     kWifiNotConnected = 40311,
     kNoSuchProfile = 40312,
     kNoSuchWifiCard = 40313,
+    kNotForgotten = 40314,
     kWifiFailed = 40350,
     kAddressFailed = 40351,
     kHotspotFailed = 40352,

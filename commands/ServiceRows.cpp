@@ -102,6 +102,7 @@ constexpr ErrorText kErrors[] = {
     {kUploadFailed, "the upload is not on the disk"},
     {kAnswerTooLarge, "the answer is more than one frame can hold"},
     {kOutOfMemory, "the command needs more memory than there is"},
+    {kSettingsNotStored, "the command was carried out, but its settings were not stored"},
 };
 
 } // namespace

@@ -126,7 +126,7 @@ constexpr Command kRows[] = {
         .changesHost(),
     command("wifi_forget", 2314, "removes the Wi-Fi profiles, or those of a card")
         .takes(kCard)
-        .fails(kNoSuchWifiCard)
+        .fails(kNoSuchWifiCard, kNotForgotten)
         .within(takes::kRemoveCardProfiles)
         .needs(Right::Administer)
         .changesHost(),
@@ -148,6 +148,7 @@ constexpr ErrorText kErrors[] = {
     {kWifiNotConnected, "the wireless card is not connected"},
     {kNoSuchProfile, "no such profile"},
     {kNoSuchWifiCard, "no such card"},
+    {kNotForgotten, "the profiles were not removed"},
 };
 
 } // namespace

@@ -9,9 +9,6 @@ namespace ky {
 
 namespace {
 
-constexpr int kAddressFailed = 40351;
-constexpr int kHotspotFailed = 40352;
-
 constexpr int kHostapdBoard = 6;
 constexpr char kHotspotProfile[] = "MyHostspot";
 constexpr char kAddProfile[] =
@@ -104,7 +101,7 @@ void AddressCommands::addAddressCommands()
     const auto add = [&](const char* name, Operation operation) {
         addThreadCommand(thread, name, [&network, operation](const Request& request) {
             return storing(network, [&] {
-                const bool isDone = (network.*operation)(request.arguments());
+                const bool isDone = (network.*operation)(request.arguments.values());
                 return Answer::of(isDone, kAddressFailed, network);
             });
         });
@@ -120,8 +117,8 @@ void AddressCommands::addAddressCommands()
     });
     addThreadCommand(thread, "net_hmi", [&network](const Request& request) {
         return storing(network, [&] {
-            if (request.arguments().contains(QStringLiteral("hmiIP")))
-                network.setHMIInfo(request.arguments());
+            if (request.arguments.has("hmiIP"))
+                network.setHMIInfo(request.arguments.values());
             return Answer::ok(network.getHmiInfo());
         });
     });
@@ -163,10 +160,7 @@ void AddressCommands::addHotspotCommands()
     OwnThread& thread = _host->thread();
     DaemonNetwork& network = _host->network();
     addThreadCommand(thread, "hotspot_start", [&network](const Request& request) {
-        const QString missing = request.firstMissing({"ssid", "passwd"});
-        if (!missing.isEmpty())
-            return Answer::missing(missing);
-        return startHotspot(network, request.arguments());
+        return startHotspot(network, request.arguments.values());
     });
     addThreadCommand(thread, "hotspot_fix",
                      [&network](const Request&) { return fixHotspot(network); });

@@ -1,5 +1,6 @@
 #include "daemon/Answer.h"
 
+#include "commands/ArgumentReading.h"
 #include "host/BaseObject.h"
 #include "support/JsonText.h"
 #include "wire/FrameWriter.h"
@@ -33,9 +34,14 @@ Answer Answer::of(bool isOk, int code, const BaseObject& failed, const QVariantM
     return of(isOk, code, failed.getLastError(), values);
 }
 
-Answer Answer::missing(const QString& key)
+Answer Answer::badArgument(const QString& problem)
 {
-    return error(kBadArgument, QStringLiteral("argument [%1]: missing").arg(key));
+    return error(kBadArgument, problem);
+}
+
+Answer Answer::missing(const char* name)
+{
+    return badArgument(missingText(QLatin1String(name)));
 }
 
 Answer Answer::noMemory()

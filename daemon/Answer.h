@@ -1,5 +1,7 @@
 #pragma once
 
+#include "commands/ErrorCodes.h"
+
 #include <QByteArray>
 #include <QDateTime>
 #include <QVariantMap>
@@ -7,18 +9,6 @@
 class BaseObject;
 
 namespace ky {
-
-/// Codes of the service itself; each subsystem has a block of its own. The texts are in the
-/// error table.
-enum ServiceError
-{
-    kUnknownCommand = 40001,
-    kBadArgument = 40002,
-    kUploadFailed = 40003,
-    kAnswerTooLarge = 40004,
-    kOutOfMemory = 40005,
-    kSettingsNotStored = 40007,
-};
 
 /// What a command answers: a map with "ret_code", "err_msg" and "create_on", or two areas as they
 /// stand.
@@ -34,8 +24,10 @@ public:
     /// The same with the last error of `failed`, read when the operation has ended. (As arguments
     /// of one call the operation and getLastError() run in any order.)
     static Answer of(bool isOk, int code, const BaseObject& failed, const QVariantMap& values = {});
-    /// A request without an argument that the command needs.
-    static Answer missing(const QString& key);
+    /// A request with an argument that is missing or wrong; `problem` names it and tells what was
+    /// expected.
+    static Answer badArgument(const QString& problem);
+    static Answer missing(const char* name);
     /// A request that needs more memory than there is.
     static Answer noMemory();
     /// The two areas of the answer frame, nothing added.

@@ -1,34 +1,24 @@
 #include "daemon/CanCommands.h"
 
-#include "daemon/CanRequest.h"
-#include "daemon/HexText.h"
+#include "commands/Catalogue.h"
+#include "commands/HexBytes.h"
 #include "host/PublicClass.h"
 #include "ports/CanObject.h"
 
 #include <QDir>
 #include <QTimer>
 
-#include <cmath>
-#include <limits>
+#include <linux/can.h>
 #include <net/if.h>
 
 namespace ky {
 
 namespace {
 
-enum CanError
-{
-    kCanFailed = 40201,
-    kCanFileFailed = 40202,
-    kTooManyCanPorts = 40203,
-};
-
-constexpr char kNoBaudRate[] = "argument [baudRate]: not a number";
 constexpr char kPortFile[] = "appInfo/backupFile/canConfig.json";
 
-// Every name that is opened gets a thread that stays, and every port that is set up takes seconds.
-// No controller has this many channels; a client that tries names out would take all threads of the
-// process.
+// Every name that is opened gets a thread that stays. No controller has this many channels; a
+// client that tries names out would take all threads of the process.
 constexpr int kMostCanPorts = 32;
 
 // A full bus brings a frame every 60 microseconds; an event for each would cost more than the
@@ -48,13 +38,21 @@ QVariantMap publicFrame(QVariantMap frame)
     return frame;
 }
 
-bool isBaudRate(const QVariant& value)
+/// What is wrong with a saved port that is to be set up: it has to be one that "can_config" takes.
+QString setupProblem(const QVariant& port)
 {
-    // As text it comes from a command line. Past int the conversion of a number would cut it.
-    bool isNumber = value.type() != QVariant::Bool;
-    const double rate = isNumber ? value.toDouble(&isNumber) : 0;
-    return isNumber && rate >= 1 && rate <= std::numeric_limits<int>::max() &&
-           rate == std::floor(rate);
+    Arguments ignored;
+    return readArguments(findCommand(QStringLiteral("can_config"))->arguments, port.toMap(),
+                         &ignored);
+}
+
+/// The identifier of a standard frame is the shorter one.
+QString identifierProblem(const Arguments& frame)
+{
+    const bool fits = frame.whole("frameType") == 1 || uint(frame.whole("frameId")) <= CAN_SFF_MASK;
+    return fits ? QString()
+                : QStringLiteral("argument [frameId]: not a whole number from 0 to %1")
+                      .arg(CAN_SFF_MASK);
 }
 
 } // namespace
@@ -102,7 +100,7 @@ void CanCommands::registerRequests()
     addLateCommand("can_send",
                    [this](const Request& request, const Ticket& ticket) { send(request, ticket); });
     addLateCommand("can_close", [this](const Request& request, const Ticket& ticket) {
-        start(request, ticket, request.arguments(),
+        start(request, ticket,
               [](CanObject& can, const QVariantMap& map) { emit can.sigClose(map); });
     });
     addThreadCommand(_setupThread, "can_config",
@@ -118,7 +116,7 @@ void CanCommands::registerPortFile()
     addThreadCommand(_setupThread, "can_ports_save",
                      [this](const Request& request) { return savePorts(request); });
     addThreadCommand(_setupThread, "can_ports_remove", [this](const Request& request) {
-        const QString name = request.arguments().value(QStringLiteral("portName")).toString();
+        const QString name = request.arguments.text("portName");
         const bool isRemoved = _setup->removeCanPortFromFile(name); // before lastError() is read
         return Answer::of(isRemoved, kCanFileFailed, _setup->lastError());
     });
@@ -126,14 +124,10 @@ void CanCommands::registerPortFile()
 
 /// Runs a request in the manager's thread; the manager ends it by sigFinished before the action
 /// returns, so one request is in progress at a time.
-void CanCommands::start(const Request& request, const Ticket& ticket, const QVariantMap& map,
-                        const Action& action)
+void CanCommands::start(const Request& request, const Ticket& ticket, const Action& action)
 {
-    if (!map.contains(QStringLiteral("portName"))) {
-        ticket.answer(Answer::missing(QStringLiteral("portName")));
-        return;
-    }
     _thread.post([=] {
+        const QVariantMap& map = request.arguments.values();
         _ticket = ticket;
         _can->setRequstHandle(request.handle);
         _can->setRequstNumber(request.number);
@@ -155,8 +149,7 @@ bool CanCommands::isAdmitted(const QString& name) const
 
 void CanCommands::open(const Request& request, const Ticket& ticket)
 {
-    const QVariantMap map = request.arguments();
-    const QString name = map.value(QStringLiteral("portName")).toString();
+    const QString name = request.arguments.text("portName");
     if (!isAdmitted(name)) {
         ticket.answer(Answer::error(
             kTooManyCanPorts, QStringLiteral("CAN port [%1]: no such interface, and %2 other names "
@@ -164,50 +157,36 @@ void CanCommands::open(const Request& request, const Ticket& ticket)
                                   .arg(name, QString::number(kMostCanPorts))));
         return;
     }
-    if (map.contains(QStringLiteral("portName")))
-        _openedNames.insert(name);
-    start(request, ticket, map, [](CanObject& can, const QVariantMap& map) { can.openCan(map); });
+    _openedNames.insert(name);
+    start(request, ticket, [](CanObject& can, const QVariantMap& map) { can.openCan(map); });
 }
 
 void CanCommands::send(const Request& request, const Ticket& ticket)
 {
-    QVariantMap map = request.arguments();
-    const QString problem = canRequestProblem(map);
-    if (map.contains(QStringLiteral("portName")) && !problem.isEmpty()) {
-        ticket.answer(Answer::error(kBadArgument, problem));
-        return;
-    }
-    QVariant& data = map[QStringLiteral("data")];
-    data = bytesOfHex(data.toString()).value_or(QByteArray());
-    start(request, ticket, map,
-          [](CanObject& can, const QVariantMap& map) { emit can.sigWrite(map); });
+    const QString problem = identifierProblem(request.arguments);
+    if (problem.isEmpty())
+        start(request, ticket,
+              [](CanObject& can, const QVariantMap& map) { emit can.sigWrite(map); });
+    else
+        ticket.answer(Answer::badArgument(problem));
 }
 
 Answer CanCommands::config(const Request& request)
 {
-    const QString missing = request.firstMissing({"portName", "baudRate"});
-    if (!missing.isEmpty())
-        return Answer::missing(missing);
-    const QVariantMap map = request.arguments();
-    const QVariant baudRate = map.value(QStringLiteral("baudRate"));
-    if (!isBaudRate(baudRate))
-        return Answer::error(kBadArgument, QLatin1String(kNoBaudRate));
-    _setup->config(map.value(QStringLiteral("portName")).toString(),
-                   QString::number(baudRate.toInt()), PublicClass::init()->tbxName);
+    _setup->config(request.arguments.text("portName"),
+                   QString::number(request.arguments.whole("baudRate")),
+                   PublicClass::init()->tbxName);
     return Answer::ok();
 }
 
 Answer CanCommands::savePorts(const Request& request)
 {
-    const QVariantMap map = request.arguments();
-    const QVariantList ports = map.value(QStringLiteral("ports")).toList();
-    if (ports.size() > kMostCanPorts)
-        return Answer::error(kBadArgument,
-                             QStringLiteral("argument [ports]: more than %1").arg(kMostCanPorts));
-    const bool isApplied = map.value(QStringLiteral("applyConfig")).toBool();
+    const QVariantList ports = request.arguments.list("ports");
+    const bool isApplied = request.arguments.flag("applyConfig");
     for (const QVariant& port : ports) {
-        if (isApplied && !isBaudRate(port.toMap().value(QStringLiteral("baudRate"))))
-            return Answer::error(kBadArgument, QLatin1String(kNoBaudRate));
+        const QString problem = isApplied ? setupProblem(port) : QString();
+        if (!problem.isEmpty())
+            return Answer::badArgument(problem);
     }
     const bool isSaved = _setup->saveCanPortsToFile(ports, isApplied);
     return Answer::of(isSaved, kCanFileFailed, _setup->lastError());

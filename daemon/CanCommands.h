@@ -32,8 +32,7 @@ private:
     void connectManager();
     void registerRequests();
     void registerPortFile();
-    void start(const Request& request, const Ticket& ticket, const QVariantMap& map,
-               const Action& action);
+    void start(const Request& request, const Ticket& ticket, const Action& action);
     bool isAdmitted(const QString& name) const;
     void open(const Request& request, const Ticket& ticket);
     void send(const Request& request, const Ticket& ticket);

@@ -9,13 +9,7 @@ namespace ky {
 
 namespace {
 
-constexpr int kCardNotRead = 40300;
-constexpr int kDeviceNotConnected = 40301;
-constexpr int kDriverNotDisabled = 40302;
-constexpr int kNoAnswerToPing = 40303;
-
 constexpr char kSettingsFile[] = "appInfo/setting/WirelessCard.ini";
-constexpr int kWiredDriver = 1;
 
 /// Every card that has a hardware address, with its address.
 QVariantList cards(SystemNetwork& network)
@@ -36,12 +30,6 @@ QVariantList cards(SystemNetwork& network)
         cards << card;
     }
     return cards;
-}
-
-bool isRole(const QString& text)
-{
-    return text == QLatin1String("wifi") || text == QLatin1String("wired") ||
-           text == QLatin1String("internal");
 }
 
 Answer card(const QVariantMap& info)
@@ -87,16 +75,19 @@ Answer internalCard(SystemNetwork& network)
 }
 
 /// One card by its name, or by its part: "wifi", "wired" or "internal".
-Answer cardAsked(DaemonNetwork& network, const QVariantMap& arguments)
+Answer cardAsked(DaemonNetwork& network, const Arguments& arguments)
 {
-    const QString role = arguments.value(QStringLiteral("role")).toString();
+    const QString role = arguments.text("role");
     if (role == QLatin1String("wifi"))
         return wifiCard(network);
     if (role == QLatin1String("wired"))
         return wiredCard(network);
     if (role == QLatin1String("internal"))
         return internalCard(network);
-    return cardNamed(network, arguments.value(QStringLiteral("name")).toString());
+    // Without a name the tools tell of every card, and these would be mixed into one.
+    if (!arguments.has("name"))
+        return Answer::missing("name");
+    return cardNamed(network, arguments.text("name"));
 }
 
 /// The settings file, pass phrases left out.
@@ -130,15 +121,7 @@ void CardCommands::addInventory()
         return Answer::ok({{QStringLiteral("cards"), cards(network)}});
     });
     addThreadCommand(thread, "net_card", [&network](const Request& request) {
-        const QVariantMap arguments = request.arguments();
-        const QString role = arguments.value(QStringLiteral("role")).toString();
-        if (arguments.contains(QStringLiteral("role")) && !isRole(role))
-            return Answer::error(kBadArgument, QStringLiteral("role [%1]: unknown").arg(role));
-        // Without a name the tools tell of every card, and these would be mixed into one.
-        if (role.isEmpty() &&
-            arguments.value(QStringLiteral("name")).toString().trimmed().isEmpty())
-            return Answer::missing(QStringLiteral("name"));
-        return cardAsked(network, arguments);
+        return cardAsked(network, request.arguments);
     });
     addThreadCommand(thread, "net_interfaces", [&network](const Request&) {
         return Answer::ok({{QStringLiteral("interfaces"), network.getAllInterfaces()}});
@@ -148,8 +131,7 @@ void CardCommands::addInventory()
     });
     addThreadCommand(thread, "net_ping", [&network](const Request& request) {
         network.setLastError(QStringLiteral("no answer"));
-        const bool isUp =
-            network.pingIP(request.arguments().value(QStringLiteral("ip")).toString());
+        const bool isUp = network.pingIP(request.arguments.text("ip"));
         return Answer::of(isUp, kNoAnswerToPing, network.getLastError());
     });
 }
@@ -159,24 +141,19 @@ void CardCommands::addChanges()
     OwnThread& thread = _host->thread();
     SystemNetwork& network = _host->network();
     addThreadCommand(thread, "net_connect_device", [&network](const Request& request) {
-        const QString missing = request.firstMissing({"name"});
-        if (!missing.isEmpty())
-            return Answer::missing(missing);
-        const QString name = request.arguments().value(QStringLiteral("name")).toString();
-        return Answer::of(network.connectDeviceCard(name), kDeviceNotConnected, network);
+        const bool isConnected = network.connectDeviceCard(request.arguments.text("name"));
+        return Answer::of(isConnected, kDeviceNotConnected, network);
     });
     addThreadCommand(thread, "net_disable_driver", [&network](const Request& request) {
-        const QVariantMap arguments = request.arguments();
-        const int kind = arguments.value(QStringLiteral("kind"), kWiredDriver).toInt();
-        const bool isDisabled = arguments.value(QStringLiteral("disable"), true).toBool();
         return storing(network, [&] {
-            return Answer::of(network.setPermanentlyDisabled(kind, isDisabled), kDriverNotDisabled,
-                              network);
+            const bool isDone = network.setPermanentlyDisabled(request.arguments.whole("kind"),
+                                                               request.arguments.flag("disable"));
+            return Answer::of(isDone, kDriverNotDisabled, network);
         });
     });
     addThreadCommand(thread, "net_settings", [&network](const Request& request) {
         return storing(network, [&] {
-            if (request.arguments().value(QStringLiteral("reload")).toBool())
+            if (request.arguments.flag("reload"))
                 network.resetAPSetting();
             return Answer::ok({{QStringLiteral("settings"), storedSettings()}});
         });

@@ -1,19 +1,15 @@
 #pragma once
 
-#include <QList>
 #include <QString>
 
 namespace ky {
 
-/// One row of the command table, as people see it.
-struct CommandRow
-{
-    int number = 0;
-    QString name;
-    QString summary;
-};
-
-/// The rows of one port in the database at `path`, by number. Empty if it cannot be read.
-QList<CommandRow> readCommandRows(const QString& path, int port);
+/// Sees to it that the command database at `path` has all rows of the catalogue, and makes it where
+/// there is none. Rows that are there stay as they are, so a number never changes once it is given;
+/// a database that lacks nothing is not written to.
+///
+/// Empty on success, else one line that names the file and the reason. A file that cannot be read
+/// is left to SqliteClass, which tells why.
+QString provideCommandTable(const QString& path);
 
 } // namespace ky

@@ -1,5 +1,6 @@
 #include "daemon/Daemon.h"
 
+#include "daemon/CommandTable.h"
 #include "daemon/DaemonHome.h"
 #include "daemon/DaemonLog.h"
 #include "daemon/PeerExchange.h"
@@ -20,7 +21,8 @@ namespace ky {
 
 namespace {
 
-constexpr quint16 kTablePorts[] = {kServicePort, kLinkPort, kReportPort};
+constexpr int kTablePorts[] = {kServicePort, kLinkPort, kReportPort};
+constexpr char kCommandDatabase[] = "appInfo/commands.db"; // where SqliteClass looks for it
 constexpr int kDeliveryLimitMs = 3000;
 
 QString deliver(const Parcel& parcel, const DaemonSettings& settings)
@@ -106,6 +108,9 @@ QString Daemon::loadHost(const DaemonOptions& options)
     if (!problem.isEmpty())
         KY_WARNING << problem;
     fillHostFields(home, _settings);
+    problem = provideCommandTable(QLatin1String(kCommandDatabase));
+    if (!problem.isEmpty())
+        return problem;
     SqliteClass* tables = SqliteClass::init();
     return tables->portCommands.isEmpty() ? tables->getLastError() : QString();
 }
@@ -140,8 +145,8 @@ QString Daemon::checkRows() const
 {
     for (const Listener& listener : _listeners) {
         if (!listener.relay->firstProblem().isEmpty())
-            return QStringLiteral("command database [appInfo/commands.db]: %1")
-                .arg(listener.relay->firstProblem());
+            return QStringLiteral("command database [%1]: %2")
+                .arg(QLatin1String(kCommandDatabase), listener.relay->firstProblem());
     }
     return {};
 }

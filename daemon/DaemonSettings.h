@@ -1,15 +1,13 @@
 #pragma once
 
+#include "commands/Command.h"
+
 #include <QString>
 #include <QVariantMap>
 
 #include <array>
 
 namespace ky {
-
-constexpr quint16 kServicePort = 19208; ///< also the port whose command table is in use
-constexpr quint16 kLinkPort = 19207;
-constexpr quint16 kReportPort = 19210;
 
 /// One listener as the settings file names it ("Server1/port", …).
 struct ListenerSettings

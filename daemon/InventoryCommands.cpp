@@ -33,14 +33,11 @@ void InventoryCommands::addAudioCommands()
     addThreadCommand(_thread, "audio_set",
                      [this](const Request& request) { return setVolume(request); });
     addThreadCommand(_thread, "audio_card", [this](const Request& request) {
-        const QString missing = request.firstMissing({"index"});
-        if (!missing.isEmpty())
-            return Answer::missing(missing);
-        const QString index = request.arguments().value(QStringLiteral("index")).toString();
-        return Answer::of(_audio->setAudioCard(index), kCardNotChanged, *_audio);
+        const bool isSet = _audio->setAudioCard(request.arguments.text("index"));
+        return Answer::of(isSet, kSoundCardNotChanged, *_audio);
     });
     addThreadCommand(_thread, "audio_reset", [this](const Request&) {
-        return Answer::of(_audio->resetAsoundConf(), kCardNotChanged, *_audio);
+        return Answer::of(_audio->resetAsoundConf(), kSoundCardNotChanged, *_audio);
     });
     addThreadCommand(_thread, "audio_devices", [this](const Request&) {
         return Answer::ok({{QStringLiteral("devices"), _audio->getAllAudioDevice()}});
@@ -49,12 +46,10 @@ void InventoryCommands::addAudioCommands()
 
 Answer InventoryCommands::setVolume(const Request& request)
 {
-    const QString missing = request.firstMissing({"volume"});
-    if (!missing.isEmpty())
-        return Answer::missing(missing);
     // A mixer that fails leaves the last error alone: an earlier one must not pass for its words.
     _audio->setLastError(QStringLiteral("the mixer did not take or store the volume"));
-    return Answer::of(_audio->setAudioOutputDevice(request.arguments()), kVolumeNotSet, *_audio);
+    return Answer::of(_audio->setAudioOutputDevice(request.arguments.values()), kVolumeNotSet,
+                      *_audio);
 }
 
 } // namespace ky

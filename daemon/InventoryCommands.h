@@ -9,12 +9,6 @@ class SystemVersionInfo;
 
 namespace ky {
 
-enum InventoryError
-{
-    kVolumeNotSet = 40501,
-    kCardNotChanged = 40502,
-};
-
 /// Sound and hardware: SystemAudio and SystemVersionInfo, on a thread of their own.
 class InventoryCommands : public Subsystem
 {

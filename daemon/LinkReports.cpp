@@ -29,7 +29,7 @@ Answer LinkReports::takeLink(bool isGood, const Request& request)
 {
     const QString state = isGood ? QStringLiteral("good") : QStringLiteral("lost");
     _lastHeard = now();
-    _message = request.arguments().value(QStringLiteral("msg")).toString();
+    _message = request.arguments.text("msg");
     if (!isGood)
         ++_lostCount;
     if (state != _state) {
@@ -42,7 +42,7 @@ Answer LinkReports::takeLink(bool isGood, const Request& request)
 
 Answer LinkReports::takeReport(const Request& request)
 {
-    _report = request.arguments();
+    _report = request.object();
     _reportTime = now();
     publish("event_host_report", {{QStringLiteral("report"), _report}});
     return Answer::ok();

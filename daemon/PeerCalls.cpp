@@ -4,8 +4,6 @@
 #include "support/JsonText.h"
 #include "support/SocketErrorText.h"
 
-#include <QAbstractSocket>
-#include <QHostAddress>
 #include <QTextCodec>
 
 #include <new>
@@ -14,8 +12,6 @@ namespace ky {
 
 namespace {
 
-constexpr int kDefaultLimitMs = 5000;
-constexpr int kLongestLimitMs = 120000;
 constexpr int kLargestJsonArea = 0xffff; ///< the header tells its length in 16 bits
 
 bool isUtf8(const QByteArray& data)
@@ -25,13 +21,12 @@ bool isUtf8(const QByteArray& data)
     return state.invalidChars == 0 && state.remainingChars == 0;
 }
 
-/// A number stands for itself; a name is looked up in the table of that port, then in our own.
+/// A number stands for itself; a name is looked up in the table of that port, then in our own. 0:
+/// there is none.
 int commandNumber(const QVariant& command, int port)
 {
-    bool isNumber = false;
-    const int number = command.toInt(&isNumber);
-    if (isNumber)
-        return number;
+    if (command.type() == QVariant::Int)
+        return command.toInt();
     const int known = SqliteClass::init()->commandInt(port, command.toString());
     return known != 0 ? known : SqliteClass::init()->commandInt(kServicePort, command.toString());
 }
@@ -45,32 +40,18 @@ QString withWords(const QString& clientError)
 
 } // namespace
 
-QString readPeerRequest(const QVariantMap& arguments, PeerRequest* request)
+QString readPeerRequest(const Arguments& arguments, PeerRequest* request)
 {
-    const QString line = QStringLiteral("argument [%1]: %2");
-    request->ip = arguments.value(QStringLiteral("ip")).toString();
-    QHostAddress address;
-    if (!address.setAddress(request->ip) || address.protocol() != QAbstractSocket::IPv4Protocol)
-        return line.arg(QStringLiteral("ip"), QStringLiteral("not an IPv4 address"));
-    const int port = arguments.value(QStringLiteral("port")).toInt();
-    if (port < 1 || port > 0xffff)
-        return line.arg(QStringLiteral("port"), QStringLiteral("not in 1 to 65535"));
-    request->port = quint16(port);
-    const int command = commandNumber(arguments.value(QStringLiteral("command")), port);
-    if (command < 1 || command > 0xffff)
-        return line.arg(QStringLiteral("command"), QStringLiteral("no such command"));
+    request->ip = arguments.text("ip");
+    request->port = quint16(arguments.whole("port"));
+    request->limitMs = arguments.whole("timeout_ms");
+    const int command = commandNumber(arguments.value("command"), request->port);
+    if (command == 0)
+        return QStringLiteral("argument [command]: no such command");
     request->command = command;
-    const QVariant json = arguments.value(QStringLiteral("json"));
-    if (json.isValid() && json.type() != QVariant::Map)
-        return line.arg(QStringLiteral("json"), QStringLiteral("not an object"));
-    if (jsonText(json, QJsonDocument::Compact).size() > kLargestJsonArea)
-        return line.arg(QStringLiteral("json"), QStringLiteral("longer than a frame can tell"));
-    request->json = json;
-    const int limitMs = arguments.value(QStringLiteral("timeout_ms"), kDefaultLimitMs).toInt();
-    if (limitMs < 1 || limitMs > kLongestLimitMs)
-        return line.arg(QStringLiteral("timeout_ms"),
-                        QStringLiteral("not in 1 to %1").arg(kLongestLimitMs));
-    request->limitMs = limitMs;
+    request->json = arguments.value("json");
+    if (jsonText(request->json, QJsonDocument::Compact).size() > kLargestJsonArea)
+        return QStringLiteral("argument [json]: longer than a frame can tell");
     return {};
 }
 
@@ -118,9 +99,9 @@ PeerCalls::~PeerCalls()
 void PeerCalls::call(const Request& request, const Ticket& ticket)
 {
     PeerRequest peer;
-    const QString problem = readPeerRequest(request.arguments(), &peer);
+    const QString problem = readPeerRequest(request.arguments, &peer);
     if (!problem.isEmpty()) {
-        ticket.answer(Answer::error(kBadArgument, problem));
+        ticket.answer(Answer::badArgument(problem));
         return;
     }
     if (_threads.size() >= kMaxCalls) {
@@ -128,7 +109,7 @@ void PeerCalls::call(const Request& request, const Ticket& ticket)
             Answer::error(kTooManyCalls, QStringLiteral("%1 calls are under way").arg(kMaxCalls)));
         return;
     }
-    peer.data = request.json.isValid() ? request.data : QByteArray();
+    peer.data = request.payload();
     _lastNumber = _lastNumber % 0xffff + 1;
     peer.number = _lastNumber;
     run(peer, ticket);

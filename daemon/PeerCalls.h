@@ -8,13 +8,6 @@
 
 namespace ky {
 
-enum PeerError
-{
-    kPeerSilent = 40101,
-    kTooManyCalls = 40102,
-    kReplyTooLarge = 40103,
-};
-
 /// `peer_call`: asks another daemon on behalf of an operator. Each call has a thread of its own,
 /// since the blocking client runs an event loop where it is called.
 class PeerCalls : public Subsystem
@@ -36,8 +29,9 @@ private:
     int _lastNumber = 0;
 };
 
-/// Reads the arguments of a call. A text tells what is wrong with them.
-QString readPeerRequest(const QVariantMap& arguments, PeerRequest* request);
+/// Fills a request to a peer from the arguments of a call. A text tells what does not fit: a name
+/// that no table has, JSON that no frame can tell.
+QString readPeerRequest(const Arguments& arguments, PeerRequest* request);
 
 /// Bytes of a data area that are passed on. As JSON it takes several times that.
 constexpr int kLargestReply = 16 * 1024 * 1024;

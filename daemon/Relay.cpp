@@ -1,5 +1,6 @@
 #include "daemon/Relay.h"
 
+#include "commands/Catalogue.h"
 #include "daemon/AnswerSink.h"
 #include "daemon/DaemonLog.h"
 #include "wire/FrameHead.h"
@@ -29,34 +30,58 @@ Relay::Relay(const QMap<QString, int>& numbers, QObject* parent)
     , _numbers(numbers)
 {}
 
+void Relay::addCommand(const Command& row, Handler handler)
+{
+    addRow({&row, std::move(handler), nullptr});
+}
+
 void Relay::addCommand(const QString& name, Handler handler)
 {
-    addRow(name, {std::move(handler), nullptr});
+    addRow(name, {nullptr, std::move(handler), nullptr});
+}
+
+void Relay::addLateCommand(const Command& row, LateHandler handler)
+{
+    addRow({&row, nullptr, std::move(handler)});
 }
 
 void Relay::addLateCommand(const QString& name, LateHandler handler)
 {
-    addRow(name, {nullptr, std::move(handler)});
+    addRow(name, {nullptr, nullptr, std::move(handler)});
 }
 
 void Relay::addRow(const QString& name, Row row)
 {
+    row.command = findCommand(name);
+    if (row.command)
+        addRow(std::move(row));
+    else
+        note(QStringLiteral("command [%1]: not in the catalogue").arg(name));
+}
+
+/// The number is that of the table, which a host may have filled otherwise.
+void Relay::addRow(Row row)
+{
+    const QString name = QLatin1String(row.command->name);
     const int number = _numbers.value(name);
-    QString problem;
     if (number <= 0 || number > 0xffff - kAnswerOffset)
-        problem = QStringLiteral("command [%1]: no usable number in the table").arg(name);
+        note(QStringLiteral("command [%1]: no usable number in the table").arg(name));
     else if (hasCommand(number))
-        problem = QStringLiteral("command [%1]: number %2 serves already").arg(name).arg(number);
-    if (problem.isEmpty())
+        note(QStringLiteral("command [%1]: number %2 serves already").arg(name).arg(number));
+    else
         _rows.insert(quint16(number), std::move(row));
-    else if (_firstProblem.isEmpty())
+}
+
+void Relay::note(const QString& problem)
+{
+    if (_firstProblem.isEmpty())
         _firstProblem = problem;
 }
 
 void Relay::slotRevInterface(QString name, qintptr handle, quint16 answerType, quint16 number,
                              QByteArray data, QVariant json)
 {
-    const Request request{name, handle, answerType, number, data, json};
+    Request request{name, handle, answerType, number, data, json, {}, false};
     // By number: the name that came along is that of another port's table on the side listeners.
     const auto row = _rows.constFind(request.command());
     if (row == _rows.constEnd()) {
@@ -65,10 +90,27 @@ void Relay::slotRevInterface(QString name, qintptr handle, quint16 answerType, q
                            QStringLiteral("unknown command [%1]").arg(request.command())));
         return;
     }
-    if (row->atOnce)
-        send(handle, answerType, number, attempt(row->atOnce, request));
+    serve(*row, request);
+}
+
+void Relay::serve(const Row& row, Request& request)
+{
+    const auto answer = [&](const Answer& answer) {
+        send(request.handle, request.answerType, request.number, answer);
+    };
+    QString problem;
+    try {
+        problem = readArguments(*row.command, &request);
+    } catch (const std::bad_alloc&) {
+        answer(Answer::noMemory());
+        return;
+    }
+    if (!problem.isEmpty())
+        answer(Answer::badArgument(problem));
+    else if (row.atOnce)
+        answer(attempt(row.atOnce, request));
     else
-        start(row->later, request);
+        start(row.later, request);
 }
 
 Answer Relay::attempt(const Handler& handler, const Request& request)

@@ -15,8 +15,8 @@ namespace ky {
 
 class AnswerSink;
 
-/// The object that the service hands requests to: finds the row of the command by its number,
-/// runs it, and sends the answer.
+/// The object that the service hands requests to: finds the row of the command by its number, reads
+/// the arguments by it, runs its handler, and sends the answer.
 ///
 /// A request may ask for more than there is memory for: it is answered with that error.
 ///
@@ -37,15 +37,19 @@ public:
     /// Null: nothing is answered any more.
     void setSink(AnswerSink* sink);
 
+    /// The row tells what the arguments have to be; they are read and judged before the handler
+    /// runs. By name: the row that the catalogue has.
+    void addCommand(const Command& row, Handler handler);
     void addCommand(const QString& name, Handler handler);
+    void addLateCommand(const Command& row, LateHandler handler);
     void addLateCommand(const QString& name, LateHandler handler);
     bool hasCommand(int number) const { return _rows.contains(quint16(number)); }
 
     /// What the handler answers, or that there is not enough memory for it. Thread: any.
     static Answer attempt(const Handler& handler, const Request& request);
 
-    /// What is wrong with the rows added so far: a name that the table does not have, a number
-    /// that serves twice. Empty when all is well.
+    /// What is wrong with the rows added so far: a name that the catalogue or the table does not
+    /// have, a number that serves twice. Empty when all is well.
     QString firstProblem() const { return _firstProblem; }
 
     AnswerSink* sink() const { return _sink; }
@@ -67,14 +71,18 @@ private:
         QString peer;
     };
 
-    /// One of the two is set.
+    /// One of the two handlers is set.
     struct Row
     {
+        const Command* command = nullptr;
         Handler atOnce;
         LateHandler later;
     };
 
+    void addRow(Row row);
     void addRow(const QString& name, Row row);
+    void note(const QString& problem);
+    void serve(const Row& row, Request& request);
     void start(const LateHandler& handler, const Request& request);
     Ticket openTicket(const Request& request);
     void answerTicket(quint64 id, const Answer& answer);

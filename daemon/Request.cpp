@@ -4,27 +4,38 @@
 
 namespace ky {
 
-QVariantMap Request::arguments() const
-{
-    if (json.isValid())
-        return json.toMap();
-    return parseJson(data).toMap();
-}
+namespace {
 
-QByteArray Request::payload() const
+/// Whether the data area may hold arguments, by its first letter.
+bool looksLikeObject(const QByteArray& data)
 {
-    const bool isArguments = !json.isValid() && parseJson(data).type() == QVariant::Map;
-    return isArguments ? QByteArray() : data;
-}
-
-QString Request::firstMissing(std::initializer_list<const char*> keys) const
-{
-    const QVariantMap given = arguments();
-    for (const char* key : keys) {
-        if (!given.contains(QLatin1String(key)))
-            return QLatin1String(key);
+    for (const char c : data) {
+        if (c != ' ' && c != '\t' && c != '\n' && c != '\r')
+            return c == '{';
     }
-    return {};
+    return false;
+}
+
+} // namespace
+
+QVariantMap Request::object() const
+{
+    return json.isValid() ? json.toMap() : parseJson(data).toMap();
+}
+
+QString readArguments(const Command& row, Request* request)
+{
+    if (row.arguments.isEmpty())
+        return {};
+    QVariantMap given = request->json.toMap();
+    if (!request->json.isValid() && looksLikeObject(request->data)) {
+        if (request->data.size() > row.largestArguments)
+            return QStringLiteral("arguments: more than %1 bytes").arg(row.largestArguments);
+        const QVariant object = parseJson(request->data);
+        request->isDataArguments = object.type() == QVariant::Map;
+        given = object.toMap();
+    }
+    return readArguments(row.arguments, given, &request->arguments);
 }
 
 } // namespace ky

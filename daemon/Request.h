@@ -1,5 +1,7 @@
 #pragma once
 
+#include "commands/ArgumentReading.h"
+#include "commands/Command.h"
 #include "wire/FrameHead.h"
 
 #include <QByteArray>
@@ -18,17 +20,21 @@ struct Request
     QByteArray data;        ///< binary data area
     QVariant json;          ///< JSON area; invalid when there was none or it did not parse
 
+    Arguments arguments;          ///< what a handler goes by; see readArguments() below
+    bool isDataArguments = false; ///< the arguments came in the data area
+
     quint16 command() const { return revCommandOf(answerType); }
 
-    /// The arguments: the map of the JSON area or, for clients that send their JSON as data, that
-    /// of the data area. Empty if there is neither.
-    QVariantMap arguments() const;
+    /// The object of the JSON area or, for clients that send their JSON as data, that of the data
+    /// area. Empty if there is neither.
+    QVariantMap object() const;
 
     /// The data area, unless the arguments came in it.
-    QByteArray payload() const;
-
-    /// The first of the keys that the arguments lack; empty if all are there.
-    QString firstMissing(std::initializer_list<const char*> keys) const;
+    QByteArray payload() const { return isDataArguments ? QByteArray() : data; }
 };
+
+/// Reads the arguments of a request by the row of its command. Empty on success, else what is wrong
+/// with them. Arguments in the data area are not parsed at all beyond the size that the row allows.
+QString readArguments(const Command& row, Request* request);
 
 } // namespace ky

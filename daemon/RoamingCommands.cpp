@@ -2,56 +2,16 @@
 
 #include "daemon/StoredSettings.h"
 #include "host/PublicClass.h"
-#include "support/MacAddress.h"
-
-#include <optional>
 
 namespace ky {
 
 namespace {
 
-constexpr int kWifiFailed = 40350;
-constexpr int kScanThreadBusy = 40353;
-
-Answer wrongArgument(const char* key, const char* wanted)
-{
-    return Answer::error(
-        kBadArgument,
-        QStringLiteral("argument [%1]: not %2").arg(QLatin1String(key), QLatin1String(wanted)));
-}
-
-/// An argument that must be true or false in JSON: "off" or 0 would read as something else than
-/// what was meant.
-std::optional<bool> boolArgument(const Request& request, const char* key)
-{
-    const QVariant value = request.arguments().value(QLatin1String(key));
-    if (value.userType() != QMetaType::Bool)
-        return std::nullopt;
-    return value.toBool();
-}
-
-/// "kind", the number 0 (wired) or 1 (wireless).
-std::optional<int> cardKind(const Request& request)
-{
-    const QVariant value = request.arguments().value(QStringLiteral("kind"));
-    const int type = value.userType();
-    const bool isNumber =
-        type == QMetaType::Double || type == QMetaType::LongLong || type == QMetaType::Int;
-    if (!isNumber || (value.toDouble() != 0 && value.toDouble() != 1))
-        return std::nullopt;
-    return value.toInt();
-}
-
 /// A handler of a command with the one argument "on", which is given to `act`.
 template <typename Act>
 Relay::Handler switchHandler(Act act)
 {
-    return [act](const Request& request) {
-        if (!request.firstMissing({"on"}).isEmpty())
-            return Answer::missing(QStringLiteral("on"));
-        const std::optional<bool> on = boolArgument(request, "on");
-        return on ? act(*on) : wrongArgument("on", "true or false");
-    };
+    return [act](const Request& request) { return act(request.arguments.flag("on")); };
 }
 
 Answer wifiList(DaemonNetwork& network)
@@ -96,19 +56,10 @@ Answer roamTo(DaemonNetwork& network, const QString& bssid)
     return Answer::of(network.switchAP(card, bssid), kWifiFailed, network);
 }
 
-Answer switchCard(SystemNetwork& network, const Request& request)
+Answer switchCard(SystemNetwork& network, const Arguments& arguments)
 {
-    const QString missing = request.firstMissing({"kind", "disable"});
-    if (!missing.isEmpty())
-        return Answer::missing(missing);
-    const std::optional<int> kind = cardKind(request);
-    if (!kind)
-        return wrongArgument("kind", "0 or 1");
-    const std::optional<bool> disable = boolArgument(request, "disable");
-    if (!disable)
-        return wrongArgument("disable", "true or false");
     return storing(network, [&] {
-        network.changedNetworkCardStatus(*kind, *disable);
+        network.changedNetworkCardStatus(arguments.whole("kind"), arguments.flag("disable"));
         // The result is always true; what a tool said on the way is passed on.
         return Answer::ok({{QStringLiteral("said"), network.getLastError()}});
     });
@@ -138,12 +89,7 @@ void RoamingCommands::addWifiCommands()
         return Answer::ok({{QStringLiteral("aps"), network.getApList()}});
     });
     addThreadCommand(thread, "wifi_roam", [&network](const Request& request) {
-        if (!request.firstMissing({"bssid"}).isEmpty())
-            return Answer::missing(QStringLiteral("bssid"));
-        const QString bssid = request.arguments().value(QStringLiteral("bssid")).toString();
-        // The tool says FAIL to anything else, which comes with exit status 0.
-        return isMacAddress(bssid) ? roamTo(network, bssid)
-                                   : wrongArgument("bssid", "a MAC address");
+        return roamTo(network, request.arguments.text("bssid"));
     });
     addThreadCommand(thread, "wifi_roaming", switchHandler([&network](bool on) {
                          return storing(network, [&] {
@@ -169,26 +115,27 @@ void RoamingCommands::addSupervisionCommands()
                          PublicClass::init()->autoConnectPaused = on;
                          return Answer::ok();
                      }));
-    addThreadCommand(thread, "card_switch",
-                     [&network](const Request& request) { return switchCard(network, request); });
+    addThreadCommand(thread, "card_switch", [&network](const Request& request) {
+        return switchCard(network, request.arguments);
+    });
 }
 
 void RoamingCommands::addScanThreadCommands()
 {
     addCommand("scan_thread_start",
-               [this](const Request& request) { return startScanThread(request.arguments()); });
+               [this](const Request& request) { return startScanThread(request.arguments); });
     addCommand("scan_thread_status", [this](const Request&) {
         return Answer::ok({{QStringLiteral("is_running"), _scanThread.isRunning()},
                            {QStringLiteral("result"), _scanThread.result()}});
     });
 }
 
-Answer RoamingCommands::startScanThread(const QVariantMap& config)
+Answer RoamingCommands::startScanThread(const Arguments& config)
 {
     if (_scanThread.isRunning())
         return Answer::error(kScanThreadBusy, QStringLiteral("the scan thread is running"));
-    if (!config.isEmpty())
-        _scanThread.init(config);
+    if (!config.values().isEmpty())
+        _scanThread.init(config.values());
     _scanThread.start();
     return Answer::ok();
 }

@@ -23,7 +23,7 @@ private:
     void addSupervisionCommands();
     void addScanThreadCommands();
     void take(const QString& kind, const QString& text);
-    Answer startScanThread(const QVariantMap& config);
+    Answer startScanThread(const Arguments& config);
 
     std::shared_ptr<NetworkHost> _host;
     RoamTrace _trace;

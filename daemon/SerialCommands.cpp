@@ -1,6 +1,6 @@
 #include "daemon/SerialCommands.h"
 
-#include "daemon/HexText.h"
+#include "commands/HexBytes.h"
 #include "daemon/SerialTalk.h"
 #include "ports/SystemSerialPort.h"
 
@@ -10,33 +10,12 @@ namespace ky {
 
 namespace {
 
-enum SerialError
-{
-    kNotOpened = 40211,
-    kNotSent = 40212,
-    kNoSerialAnswer = 40213,
-    kSerialFileFailed = 40214,
-};
-
-// Far more than a controller has lines. The file is read, merged and sent at each listing.
-constexpr int kMostSerialPorts = 32;
-
 constexpr char kPortFile[] = "appInfo/backupFile/serialPort.json";
 
-/// The bytes to send: the data area, or "data" of the arguments in hexadecimal.
-std::optional<QByteArray> bytesToSend(const Request& request)
+/// The bytes to send: "data" of the arguments, else the data area.
+QByteArray bytesToSend(const Request& request)
 {
-    const QVariantMap arguments = request.arguments();
-    if (arguments.contains(QStringLiteral("data")))
-        return bytesOfHex(arguments.value(QStringLiteral("data")).toString());
-    return request.payload();
-}
-
-/// Answers for bytes that cannot be sent.
-Answer notToSend(const std::optional<QByteArray>& bytes)
-{
-    return bytes ? Answer::missing(QStringLiteral("data"))
-                 : Answer::error(kBadArgument, QStringLiteral("argument [data]: not hexadecimal"));
+    return request.arguments.has("data") ? request.arguments.bytes("data") : request.payload();
 }
 
 /// Why an open or a closed port did not do its work, where it has no text of its own.
@@ -95,19 +74,16 @@ void SerialCommands::addPortCommand(const char* name, const Relay::Handler& hand
 void SerialCommands::registerPort()
 {
     addPortCommand("serial_open", [this](const Request& request) {
-        const QString missing = request.firstMissing({"portName"});
-        if (!missing.isEmpty())
-            return Answer::missing(missing);
-        const bool isOpen = _port->openSerialPort(request.arguments());
-        return Answer::of(isOpen, kNotOpened, _port->getLastError());
+        const bool isOpen = _port->openSerialPort(request.arguments.values());
+        return Answer::of(isOpen, kSerialNotOpened, _port->getLastError());
     });
     addPortCommand("serial_write", [this](const Request& request) {
-        const auto bytes = bytesToSend(request);
-        if (!bytes || bytes->isEmpty())
-            return notToSend(bytes);
+        const QByteArray bytes = bytesToSend(request);
+        if (bytes.isEmpty())
+            return Answer::missing("data");
         _port->setLastError(serialText(*_port, "serial port: not all bytes were taken"));
-        const bool isSent = _port->writeToSerialPort(*bytes);
-        return Answer::of(isSent, kNotSent, _port->getLastError());
+        const bool isSent = _port->writeToSerialPort(bytes);
+        return Answer::of(isSent, kSerialNotSent, _port->getLastError());
     });
     addPortCommand("serial_close", [this](const Request&) {
         _port->closeSerialPort();
@@ -124,32 +100,26 @@ void SerialCommands::registerPortFile()
         return Answer::ok({{QStringLiteral("ports"), _port->getAllSerialPorts()}});
     });
     addThreadCommand(_thread, "serial_ports_save", [this](const Request& request) {
-        const QVariantList ports = request.arguments().value(QStringLiteral("ports")).toList();
-        if (ports.size() > kMostSerialPorts)
-            return Answer::error(
-                kBadArgument,
-                QStringLiteral("argument [ports]: more than %1").arg(kMostSerialPorts));
-        const bool isSaved = _port->saveSerialPortsToFile(ports);
+        const bool isSaved = _port->saveSerialPortsToFile(request.arguments.list("ports"));
         return Answer::of(isSaved, kSerialFileFailed, _port->getLastError());
     });
     addThreadCommand(_thread, "serial_ports_remove", [this](const Request& request) {
-        const QString name = request.arguments().value(QStringLiteral("portName")).toString();
-        const bool isRemoved = _port->removeSerialPortFromFile(name);
+        const bool isRemoved = _port->removeSerialPortFromFile(request.arguments.text("portName"));
         return Answer::of(isRemoved, kSerialFileFailed, _port->getLastError());
     });
 }
 
 void SerialCommands::exchange(const Request& request, const Ticket& ticket)
 {
-    const auto bytes = bytesToSend(request);
-    if (!bytes || bytes->isEmpty()) {
-        ticket.answer(notToSend(bytes));
+    const QByteArray bytes = bytesToSend(request);
+    if (bytes.isEmpty()) {
+        ticket.answer(Answer::missing("data"));
         return;
     }
     _thread.post([=] {
         noteRequest(request);
         const QString failure = serialText(*_port, "serial port: no answer");
-        _talk->exchange(*bytes, [ticket, failure](const QByteArray& answer) {
+        _talk->exchange(bytes, [ticket, failure](const QByteArray& answer) {
             ticket.answer(Answer::of(!answer.isEmpty(), kNoSerialAnswer, failure,
                                      {{QStringLiteral("data"), hexOfBytes(answer)}}));
         });

@@ -1,6 +1,6 @@
 #include "daemon/ServiceCommands.h"
 
-#include "daemon/CommandTable.h"
+#include "commands/Catalogue.h"
 #include "host/PublicClass.h"
 
 #include <QCoreApplication>
@@ -10,7 +10,14 @@ namespace ky {
 
 namespace {
 
-constexpr char kDatabase[] = "appInfo/commands.db";
+QVariantMap listed(const Command& row, int number)
+{
+    return {
+        {QStringLiteral("number"), number},
+        {QStringLiteral("name"), QLatin1String(row.name)},
+        {QStringLiteral("kind"), row.isEvent ? QStringLiteral("event") : QStringLiteral("command")},
+        {QStringLiteral("summary"), QString::fromUtf8(row.summary)}};
+}
 
 } // namespace
 
@@ -34,19 +41,17 @@ Answer ServiceCommands::echo(const Request& request) const
 
 Answer ServiceCommands::commands() const
 {
-    QVariantList rows;
-    const QList<CommandRow> table = readCommandRows(QLatin1String(kDatabase), kServicePort);
-    for (const CommandRow& row : table) {
-        const bool isEvent = context().events.has(row.name);
-        if (!isEvent && !context().relay.hasCommand(row.number))
-            continue;
-        rows << QVariantMap{
-            {QStringLiteral("number"), row.number},
-            {QStringLiteral("name"), row.name},
-            {QStringLiteral("kind"), isEvent ? QStringLiteral("event") : QStringLiteral("command")},
-            {QStringLiteral("summary"), row.summary}};
+    QMap<int, QVariantMap> rows;
+    const QMap<QString, int>& numbers = context().relay.numbers();
+    for (auto entry = numbers.cbegin(); entry != numbers.cend(); ++entry) {
+        const Command* row = findCommand(entry.key());
+        if (row && (row->isEvent || context().relay.hasCommand(*entry)))
+            rows.insert(*entry, listed(*row, *entry));
     }
-    return Answer::ok({{QStringLiteral("commands"), rows}});
+    QVariantList list;
+    for (const QVariantMap& row : qAsConst(rows))
+        list << row;
+    return Answer::ok({{QStringLiteral("commands"), list}});
 }
 
 Answer ServiceCommands::version() const
@@ -60,13 +65,13 @@ Answer ServiceCommands::version() const
 
 Answer ServiceCommands::subscribe(const Request& request)
 {
-    const QVariantMap arguments = request.arguments();
     QStringList events = context().events.names();
-    if (arguments.contains(QStringLiteral("events")))
-        events = arguments.value(QStringLiteral("events")).toStringList();
+    if (request.arguments.has("events"))
+        events = request.arguments.value("events").toStringList();
     for (const QString& event : events) {
         if (!context().events.has(event))
-            return Answer::error(kBadArgument, QStringLiteral("event [%1]: unknown").arg(event));
+            return Answer::badArgument(
+                QStringLiteral("argument [events]: no event [%1]").arg(event));
     }
     context().events.subscribe(request.handle, events);
     return Answer::ok({{QStringLiteral("events"), events}});

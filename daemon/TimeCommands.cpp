@@ -33,7 +33,7 @@ TimeCommands::TimeCommands(const DaemonContext& context)
     _thread.post([this] { _ntp = std::make_unique<SystemNTP>(nullptr); });
     addThreadCommand(_thread, "time_status", [this](const Request&) { return status(); });
     addThreadCommand(_thread, "time_zones", [this](const Request& request) {
-        return zones(request.arguments().value(QStringLiteral("filter")).toString());
+        return zones(request.arguments.text("filter"));
     });
     addTurnCommand("time_set", [this](const Request& request) { return set(request); });
     addTurnCommand("time_sync", [this](const Request&) { return synchronise(); });
@@ -109,15 +109,9 @@ Answer TimeCommands::zones(const QString& filter)
 
 Answer TimeCommands::set(const Request& request)
 {
-    const QString kTimezone = QStringLiteral("timezone");
-    const QString missing = request.firstMissing({"timezone", "isAuto"});
-    if (!missing.isEmpty())
-        return Answer::missing(missing);
-    // Without a name the time zone would be linked to nothing.
-    if (request.arguments().value(kTimezone).toString().trimmed().isEmpty())
-        return Answer::missing(kTimezone);
     return storing(*_ntp, [&] {
-        return Answer::of(_ntp->setTimeConfig(request.arguments()), kTimeNotSet, *_ntp);
+        const bool isSet = _ntp->setTimeConfig(request.arguments.values());
+        return Answer::of(isSet, kTimeNotSet, *_ntp);
     });
 }
 

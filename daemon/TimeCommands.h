@@ -11,14 +11,6 @@ class SystemNTP;
 
 namespace ky {
 
-enum TimeError
-{
-    kNoClockState = 40401,
-    kNoZones = 40402,
-    kTimeNotSet = 40403,
-    kNotSynchronised = 40404,
-};
-
 /// Clock and time zone: SystemNTP, on a thread of its own.
 ///
 /// Requests that may wait for a server run one after the other. A new one ends the wait of the one

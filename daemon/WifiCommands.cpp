@@ -8,24 +8,7 @@ namespace ky {
 
 namespace {
 
-constexpr int kWifiNotJoined = 40310;
-constexpr int kNotConnected = 40311;
-constexpr int kNoSuchProfile = 40312;
-constexpr int kNoSuchWifiCard = 40313;
-constexpr int kNotForgotten = 40314;
-
 constexpr int kUpLimitMs = 15000;
-
-QString text(const Request& request, const char* key)
-{
-    return request.arguments().value(QLatin1String(key)).toString();
-}
-
-/// Whether there is an SSID to join. The operations remove the old profiles before they find out.
-bool hasSsid(const Request& request)
-{
-    return !text(request, "ssid").trimmed().isEmpty();
-}
 
 /// Whether the host has the card. What is no card's name may be a part of many lines of the list of
 /// profiles, and each of these would be removed.
@@ -38,13 +21,13 @@ bool isCard(SystemNetwork& network, const QString& name)
 }
 
 /// Removes the profiles of the card, or without one those of every Wi-Fi.
-Answer forget(SystemNetwork& network, const Request& request)
+Answer forget(SystemNetwork& network, const Arguments& arguments)
 {
-    if (!request.arguments().contains(QStringLiteral("card"))) {
+    if (!arguments.has("card")) {
         network.deleteByConnectionType(QStringLiteral("wifi"));
         return Answer::ok();
     }
-    const QString card = text(request, "card");
+    const QString card = arguments.text("card");
     if (!isCard(network, card))
         return Answer::error(kNoSuchWifiCard, QStringLiteral("card [%1]: not found").arg(card));
     network.setLastError({});
@@ -75,7 +58,7 @@ Answer passwordInUse(DaemonNetwork& network)
     QString card;
     QString uuid;
     if (!network.findWirelessCard(card) || !network.getConnectionActiveiUUID(card, uuid))
-        return Answer::error(kNotConnected, network.getLastError());
+        return Answer::error(kWifiNotConnected, network.getLastError());
     const QString fileName = network.getNetworkManagerSSIDFileNameBy(uuid);
     if (fileName.isEmpty())
         return Answer::error(kNoSuchProfile, QStringLiteral("profile [%1]: no keyfile").arg(uuid));
@@ -108,29 +91,23 @@ void WifiCommands::addJoining()
         return Answer::of(isDone, kWifiNotJoined, network.getLastError());
     };
     addThreadCommand(thread, "wifi_connect", [&network, answer](const Request& request) {
-        if (!hasSsid(request))
-            return Answer::missing(QStringLiteral("ssid"));
-        const bool isHidden = request.arguments().value(QStringLiteral("hidden")).toBool();
-        return answer(
-            network.connectWindowWifi(text(request, "ssid"), text(request, "password"), isHidden));
+        const Arguments& arguments = request.arguments;
+        return answer(network.connectWindowWifi(arguments.text("ssid"), arguments.text("password"),
+                                                arguments.flag("hidden")));
     });
     addThreadCommand(thread, "wifi_connect_short", [&network, answer](const Request& request) {
-        if (!hasSsid(request))
-            return Answer::missing(QStringLiteral("ssid"));
         // The operation keeps the words of a command that failed to itself.
         network.setLastError(QStringLiteral("the network was not joined"));
-        return answer(network.connectWindowWifi2(text(request, "ssid"), QString(), false));
+        return answer(network.connectWindowWifi2(request.arguments.text("ssid"), QString(), false));
     });
     addThreadCommand(thread, "wifi_enterprise", [&network, answer](const Request& request) {
-        if (!hasSsid(request))
-            return Answer::missing(QStringLiteral("ssid"));
         return answer(
             knowsItsCard(network) &&
             network.runIwconfig({{QStringLiteral("interface"), QStringLiteral("connectWifi")},
-                                 {QStringLiteral("connectWifi"), request.arguments()}}));
+                                 {QStringLiteral("connectWifi"), request.arguments.values()}}));
     });
     addThreadCommand(thread, "wifi_up", [&network, answer](const Request& request) {
-        const bool isRestarting = request.arguments().value(QStringLiteral("restart")).toBool();
+        const bool isRestarting = request.arguments.flag("restart");
         return answer(knowsItsCard(network) && network.connectWifi(kUpLimitMs, isRestarting));
     });
 }
@@ -139,20 +116,21 @@ void WifiCommands::addProfiles()
 {
     OwnThread& thread = _host->thread();
     DaemonNetwork& network = _host->network();
-    addThreadCommand(thread, "wifi_forget",
-                     [&network](const Request& request) { return forget(network, request); });
+    addThreadCommand(thread, "wifi_forget", [&network](const Request& request) {
+        return forget(network, request.arguments);
+    });
     addThreadCommand(thread, "wifi_ssid", [&network](const Request&) {
         QString ssid;
         const bool isConnected = network.getConnectedWifiSSID(ssid);
-        return Answer::of(isConnected, kNotConnected, network.getLastError(),
+        return Answer::of(isConnected, kWifiNotConnected, network.getLastError(),
                           {{QStringLiteral("ssid"), ssid}});
     });
     addThreadCommand(thread, "wifi_password", [&network](const Request& request) {
-        const QString id = text(request, "ssid");
+        const QString id = request.arguments.text("ssid");
         return id.isEmpty() ? passwordInUse(network) : passwordOf(network, id);
     });
     addThreadCommand(thread, "net_profile", [&network](const Request& request) {
-        const QVariantMap profile = network.getNetworkManagerFileInfo(text(request, "id"));
+        const QVariantMap profile = network.getNetworkManagerFileInfo(request.arguments.text("id"));
         return Answer::of(!profile.isEmpty(), kNoSuchProfile, network.getLastError(), profile);
     });
 }

@@ -310,7 +310,7 @@ void tst_DaemonCommands::subscriptionToAnUnknownEventIsRefused()
     const WireFrame answer = watcher.ask(2003, "{\"events\":[\"event_link\",\"event_moon\"]}");
 
     QCOMPARE(answer.code(), 40002);
-    QCOMPARE(answer.errorText(), QString("event [event_moon]: unknown"));
+    QCOMPARE(answer.errorText(), QString("argument [events]: no event [event_moon]"));
 }
 
 void tst_DaemonCommands::othersHearNothing()

@@ -78,7 +78,7 @@ void tst_DaemonRoaming::wrongTypesActOnNothing_data()
     const char* const wrongDisable = "argument [disable]: not true or false";
     const char* const wrongOn = "argument [on]: not true or false";
     row("kind, a name", "card_switch", R"({"kind":"wireless","disable":true})", wrongKind);
-    row("kind, digits", "card_switch", R"({"kind":"1","disable":true})", wrongKind);
+    row("kind, other digits", "card_switch", R"({"kind":"2","disable":true})", wrongKind);
     row("kind, truth", "card_switch", R"({"kind":true,"disable":true})", wrongKind);
     row("kind, null", "card_switch", R"({"kind":null,"disable":true})", wrongKind);
     row("kind, below", "card_switch", R"({"kind":-1,"disable":true})", wrongKind);

@@ -333,8 +333,8 @@ void tst_Kyctl::errorOfThePeerIsStatus1_data()
     QTest::newRow("unknown name") << QStringList{"call", "dance"}
                                   << QByteArray("kyctl: the peer has no command 'dance'\n");
     QTest::newRow("event") << QStringList{"watch", "event_moon"}
-                           << QByteArray("kyctl: the peer answered with error 40002: event "
-                                         "[event_moon]: unknown\n");
+                           << QByteArray("kyctl: the peer answered with error 40002: argument "
+                                         "[events]: no event [event_moon]\n");
 }
 
 void tst_Kyctl::errorOfThePeerIsStatus1()

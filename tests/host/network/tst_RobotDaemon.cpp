@@ -157,19 +157,22 @@ void tst_RobotDaemon::hostileRequestsAreAnswered_data()
     const auto row = [](const char* name, const char* command, const QString& json, int code) {
         QTest::newRow(name) << QString(command) << json << code;
     };
-    row("no keys", "net_set_wifi_ip", "{}", 40351);
-    row("wrong types", "net_set_wired_ip", "{\"ip\":[1],\"mask\":{\"a\":2}}", 40351);
+    row("no keys", "net_set_wifi_ip", "{}", 40002);
+    row("wrong types", "net_set_wired_ip", "{\"ip\":[1],\"mask\":{\"a\":2}}", 40002);
     row("second command", "net_set_wired_ip",
-        "{\"ip\":\"1.2.3.4 ; touch hacked\",\"mask\":\"255.255.255.0\"}", 40351);
+        "{\"ip\":\"1.2.3.4 ; touch hacked\",\"mask\":\"255.255.255.0\"}", 40002);
     row("mask with a hole", "net_set_wired_ip", "{\"ip\":\"10.0.0.7\",\"mask\":\"255.0.255.0\"}",
-        40351);
+        40002);
     row("very long", "net_set_ssid_ip", QString("{\"ssid\":\"%1\",\"ip\":\"%1\"}").arg(many),
-        40351);
-    row("reserved", "net_set_ssid_ip", "{\"ssid\":\"a\",\"ip\":\"192.168.192.7\"}", 40351);
+        40002);
+    row("reserved", "net_set_ssid_ip",
+        "{\"ssid\":\"a\",\"ip\":\"192.168.192.7\",\"mask\":\"255.255.255.0\"}", 40351);
     row("no BSSID", "wifi_roam", "{}", 40002);
     row("hotspot without password", "hotspot_start", "{\"ssid\":\"a\"}", 40002);
     row("hotspot, short password", "hotspot_start",
-        "{\"ssid\":\"$(touch hacked)\",\"passwd\":\"'\"}", 40352);
+        "{\"ssid\":\"$(touch hacked)\",\"passwd\":\"'\"}", 40002);
+    row("hotspot, second command", "hotspot_start",
+        "{\"ssid\":\"$(touch hacked)\",\"passwd\":\"'; touch hacked; '\"}", 0);
 }
 
 void tst_RobotDaemon::hostileRequestsAreAnswered()

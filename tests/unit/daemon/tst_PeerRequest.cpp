@@ -1,3 +1,5 @@
+#include "commands/Catalogue.h"
+#include "daemon/CommandTable.h"
 #include "daemon/PeerCalls.h"
 #include "host/SqliteClass.h"
 
@@ -13,6 +15,7 @@ private slots:
     void initTestCase();
     void argumentsAreChecked_data();
     void argumentsAreChecked();
+    void limitIsFiveSecondsUnlessGiven();
     void nameIsLookedUpInThePeersTableFirst();
     void answerShowsTheDataAsWhatTheyAre_data();
     void answerShowsTheDataAsWhatTheyAre();
@@ -29,29 +32,42 @@ private:
 void tst_PeerRequest::initTestCase()
 {
     QVERIFY(QDir::setCurrent(_folder.path()));
+    QVERIFY(QDir().mkpath("appInfo"));
+    QCOMPARE(ky::provideCommandTable("appInfo/commands.db"), QString());
     SqliteClass::init()->portCommands[3000].insert("echo", 17);
+}
+
+/// The arguments of a call as the relay reads them, and what it or the call says is wrong.
+static QString read(const QVariantMap& given, ky::PeerRequest* request)
+{
+    ky::Arguments arguments;
+    const QString problem =
+        ky::readArguments(ky::findCommand("peer_call")->arguments, given, &arguments);
+    return problem.isEmpty() ? ky::readPeerRequest(arguments, request) : problem;
 }
 
 void tst_PeerRequest::argumentsAreChecked_data()
 {
     QTest::addColumn<QString>("key");
-    QTest::addColumn<QVariant>("value");
+    QTest::addColumn<QVariant>("value"); // invalid: left out
     QTest::addColumn<QString>("problem");
+    const QString noAddress("argument [ip]: not an IPv4 address");
+    const QString noPort("argument [port]: not a whole number from 1 to 65535");
+    const QString noCommand("argument [command]: not the number or name of a command");
+    const QString noLimit("argument [timeout_ms]: not a whole number from 1 to 120000");
     QTest::newRow("good") << "ip" << QVariant("10.0.0.1") << "";
-    QTest::newRow("no address") << "ip" << QVariant() << "argument [ip]: not an IPv4 address";
-    QTest::newRow("host name") << "ip" << QVariant("robot") << "argument [ip]: not an IPv4 address";
-    QTest::newRow("IPv6") << "ip" << QVariant("::1") << "argument [ip]: not an IPv4 address";
-    QTest::newRow("port 0") << "port" << QVariant(0) << "argument [port]: not in 1 to 65535";
+    QTest::newRow("no address") << "ip" << QVariant() << "argument [ip]: missing";
+    QTest::newRow("host name") << "ip" << QVariant("robot") << noAddress;
+    QTest::newRow("IPv6") << "ip" << QVariant("::1") << noAddress;
+    QTest::newRow("port 0") << "port" << QVariant(0) << noPort;
     QTest::newRow("port 65535") << "port" << QVariant(65535) << "";
-    QTest::newRow("port 65536") << "port" << QVariant(65536)
-                                << "argument [port]: not in 1 to 65535";
+    QTest::newRow("port 65536") << "port" << QVariant(65536) << noPort;
     QTest::newRow("port as text") << "port" << QVariant("19208") << "";
     QTest::newRow("unknown name") << "command" << QVariant("nono")
                                   << "argument [command]: no such command";
-    QTest::newRow("no command") << "command" << QVariant() << "argument [command]: no such command";
+    QTest::newRow("no command") << "command" << QVariant() << "argument [command]: missing";
     QTest::newRow("number as JSON has it") << "command" << QVariant(2000.0) << "";
-    QTest::newRow("number too high")
-        << "command" << QVariant(65536) << "argument [command]: no such command";
+    QTest::newRow("number too high") << "command" << QVariant(65536) << noCommand;
     QTest::newRow("JSON list") << "json" << QVariant(QVariantList{1})
                                << "argument [json]: not an object";
     const int around = int(qstrlen("{\"a\":\"\"}"));
@@ -60,11 +76,9 @@ void tst_PeerRequest::argumentsAreChecked_data()
     QTest::newRow("JSON of 65536 bytes")
         << "json" << QVariant(QVariantMap{{"a", QString(65536 - around, 'x')}})
         << "argument [json]: longer than a frame can tell";
-    QTest::newRow("limit 0") << "timeout_ms" << QVariant(0)
-                             << "argument [timeout_ms]: not in 1 to 120000";
+    QTest::newRow("limit 0") << "timeout_ms" << QVariant(0) << noLimit;
     QTest::newRow("limit 120000") << "timeout_ms" << QVariant(120000) << "";
-    QTest::newRow("limit 120001") << "timeout_ms" << QVariant(120001)
-                                  << "argument [timeout_ms]: not in 1 to 120000";
+    QTest::newRow("limit 120001") << "timeout_ms" << QVariant(120001) << noLimit;
 }
 
 void tst_PeerRequest::argumentsAreChecked()
@@ -73,21 +87,31 @@ void tst_PeerRequest::argumentsAreChecked()
     QFETCH(QVariant, value);
     QFETCH(QString, problem);
     QVariantMap arguments{{"ip", "127.0.0.1"}, {"port", 19208}, {"command", "echo"}};
-    arguments.insert(key, value);
+    arguments.remove(key);
+    if (value.isValid())
+        arguments.insert(key, value);
     ky::PeerRequest request;
 
-    QCOMPARE(ky::readPeerRequest(arguments, &request), problem);
+    QCOMPARE(read(arguments, &request), problem);
+}
+
+void tst_PeerRequest::limitIsFiveSecondsUnlessGiven()
+{
+    ky::PeerRequest request;
+
+    QCOMPARE(read({{"ip", "127.0.0.1"}, {"port", 19208}, {"command", 2000}}, &request), QString());
+    QCOMPARE(request.limitMs, 5000);
 }
 
 void tst_PeerRequest::nameIsLookedUpInThePeersTableFirst()
 {
     QVariantMap arguments{{"ip", "127.0.0.1"}, {"port", 3000}, {"command", "echo"}};
     ky::PeerRequest request;
-    QCOMPARE(ky::readPeerRequest(arguments, &request), QString());
+    QCOMPARE(read(arguments, &request), QString());
     QCOMPARE(request.command, QVariant(17));
 
     arguments.insert("port", 3001);
-    QCOMPARE(ky::readPeerRequest(arguments, &request), QString());
+    QCOMPARE(read(arguments, &request), QString());
     QCOMPARE(request.command, QVariant(2000));
 }
 
