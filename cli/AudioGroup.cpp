@@ -6,8 +6,6 @@ namespace ky {
 
 namespace {
 
-constexpr int kMixerLimitMs = 45000; // two tools of up to 20 s each
-
 const QList<Column>& cardColumns()
 {
     static const QList<Column> columns = {
@@ -55,29 +53,11 @@ const Group& audioGroup()
     static const Group group = {
         "audio",
         "output volume and sound cards",
-        {{"get",
-          "",
-          "Shows the output volume and the sound cards",
-          {},
-          "kyctl audio get",
-          runGet,
-          25000},
-         {"set",
-          "VOLUME",
-          "Sets the output volume, 0 to 100",
-          {},
-          "kyctl audio set 40",
-          runSet,
-          kMixerLimitMs},
+        {{"get", "", "Shows the output volume and the sound cards", {}, "kyctl audio get", runGet},
+         {"set", "VOLUME", "Sets the output volume, 0 to 100", {}, "kyctl audio set 40", runSet},
          {"card", "INDEX", "Makes a sound card the default", {}, "kyctl audio card 1", runCard},
          {"reset", "", "Makes the card named PCH the default", {}, "kyctl audio reset", runReset},
-         {"devices",
-          "",
-          "Lists the HDA sound cards",
-          {},
-          "kyctl audio devices",
-          runDevices,
-          65000}}};
+         {"devices", "", "Lists the HDA sound cards", {}, "kyctl audio devices", runDevices}}};
     return group;
 }
 

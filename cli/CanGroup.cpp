@@ -10,8 +10,6 @@ namespace ky {
 
 namespace {
 
-constexpr int kConfigLimitMs = 90000; // four commands of up to 20 s, and the pauses
-
 int runList(Invocation& call)
 {
     return call.ask("can_list", {}, [&call](const QVariantMap& answer) {
@@ -111,8 +109,7 @@ const Group& canGroup()
           "Sets up an interface: down, bit timing, queue length, up",
           {},
           "kyctl can config can0 250000",
-          runConfig,
-          kConfigLimitMs},
+          runConfig},
          {"open", "PORT", "Opens a port", {}, "kyctl can open can0", runOpen},
          {"send",
           "PORT FRAME",
@@ -130,8 +127,7 @@ const Group& canGroup()
           "save NAME=BAUD…: replaces the file of ports; remove NAME: takes one out",
           {{"--apply", "", "set each interface up before saving"}},
           "kyctl can ports save can0=250000 can1=500000",
-          runPorts,
-          kConfigLimitMs}}};
+          runPorts}}};
     return group;
 }
 

@@ -5,8 +5,6 @@ namespace ky {
 
 namespace {
 
-constexpr int kHotspotTimeMs = 100000;
-
 int runStart(Invocation& call)
 {
     return call.ask("hotspot_start", {{QStringLiteral("ssid"), call.argument(0)},
@@ -40,23 +38,10 @@ const Group& hotspotGroup()
           "Opens an access point",
           {},
           "kyctl hotspot start robot-7 secret12",
-          runStart,
-          kHotspotTimeMs},
-         {"stop", "", "Closes it", {}, "kyctl hotspot stop", runStop, kHotspotTimeMs},
-         {"fix",
-          "",
-          "Opens it again as it was opened last",
-          {},
-          "kyctl hotspot fix",
-          runFix,
-          kHotspotTimeMs},
-         {"status",
-          "",
-          "Shows what is known of it",
-          {},
-          "kyctl hotspot status",
-          runStatus,
-          kHotspotTimeMs}}};
+          runStart},
+         {"stop", "", "Closes it", {}, "kyctl hotspot stop", runStop},
+         {"fix", "", "Opens it again as it was opened last", {}, "kyctl hotspot fix", runFix},
+         {"status", "", "Shows what is known of it", {}, "kyctl hotspot status", runStatus}}};
     return group;
 }
 

@@ -11,7 +11,6 @@ namespace ky {
 namespace {
 
 constexpr int kBarWidth = 20;
-constexpr int kToolsLimitMs = 115000; // three tools of 30 s and one of 20 s
 constexpr int kDefaultSeconds = 2;
 constexpr char kClearScreen[] = "\033[H\033[2J";
 
@@ -133,8 +132,7 @@ const Group& infoGroup()
                                    {"--every", "SECONDS", "pause of --watch (default 2)"},
                                    {"--count", "N", "show it N times"}},
                                   "kyctl info --watch",
-                                  runInfo,
-                                  kToolsLimitMs}}};
+                                  runInfo}}};
     return group;
 }
 

@@ -11,13 +11,6 @@ namespace ky {
 
 namespace {
 
-CommandLine withVerbTimeout(CommandLine line)
-{
-    if (!line.global.isTimeoutGiven)
-        line.global.timeoutMs = qMax(line.global.timeoutMs, line.verb->minimumTimeoutMs);
-    return line;
-}
-
 QString errorSentence(const PeerReply& reply)
 {
     const QString text = valueText(reply.errorText.trimmed()); // a tool's words end in a line feed
@@ -42,7 +35,7 @@ QByteArray shownText(const QByteArray& text, bool isForTerminal)
 }
 
 Invocation::Invocation(const CommandLine& line)
-    : _line(withVerbTimeout(line))
+    : _line(line)
     , _peer(_line.global)
 {}
 

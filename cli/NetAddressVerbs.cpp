@@ -5,9 +5,6 @@ namespace ky {
 
 namespace {
 
-constexpr int kAddressTimeMs = 150000;
-constexpr int kStatusTimeMs = 60000;
-
 /// The addressing that the arguments from `first` on tell; nothing if they make no sense.
 bool readAddressing(const Invocation& call, int first, QVariantMap* request)
 {
@@ -89,52 +86,46 @@ std::vector<Verb> netAddressVerbs()
     const std::vector<Option> dhcp = {{"--dhcp", "", "take the address from the network"}};
     return {{"set-wifi-ip", "[ADDRESS] [MASK] [GATEWAY]",
              "Sets the address of the Wi-Fi connection in use", dhcp,
-             "kyctl net set-wifi-ip 10.0.0.7 255.255.255.0 10.0.0.1", runWifi, kAddressTimeMs},
+             "kyctl net set-wifi-ip 10.0.0.7 255.255.255.0 10.0.0.1", runWifi},
             {"set-wired-ip", "[ADDRESS] [MASK] [GATEWAY]",
              "Sets the address of the wired card, whose profile is made anew", dhcp,
-             "kyctl net set-wired-ip --dhcp", runWired, kAddressTimeMs},
+             "kyctl net set-wired-ip --dhcp", runWired},
             {"set-ssid-ip",
              "SSID ADDRESS MASK [GATEWAY]",
              "Joins a Wi-Fi and sets its address",
              {{"--password", "TEXT", "its pass phrase"}, {"--hidden", "", "it hides its name"}},
              "kyctl net set-ssid-ip site 10.0.0.7 255.255.255.0 --password secret12",
-             runSsid,
-             kAddressTimeMs},
+             runSsid},
             {"factory",
              "",
              "Puts the internal card back on its address",
              {},
              "kyctl net factory",
-             runFactory,
-             kAddressTimeMs},
+             runFactory},
             {"activate",
              "",
              "Makes sure that a wired card has the internal address",
              {},
              "kyctl net activate",
-             runActivate,
-             kAddressTimeMs},
+             runActivate},
             {"hmi",
              "[ADDRESS]",
              "Shows or sets the address of the operator panel",
              {},
              "kyctl net hmi 10.0.0.20",
-             runHmi,
-             kAddressTimeMs},
+             runHmi},
             {"report",
              "",
              "Sends the report of addresses and Wi-Fi",
              {},
              "kyctl net report",
-             runReport,
-             kAddressTimeMs},
+             runReport},
             {"supervision",
              "on|off|status",
              "Starts or stops link supervision, or shows it",
              {},
              "kyctl net supervision status",
-             runSupervision,
-             kStatusTimeMs}};
+             runSupervision}};
 }
 
 } // namespace ky

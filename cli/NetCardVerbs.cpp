@@ -6,11 +6,6 @@ namespace ky {
 
 namespace {
 
-// Each card is asked about by three commands.
-constexpr int kCardsMs = 60000;
-constexpr int kCardMs = 150000;
-constexpr int kCommandMs = 25000;
-
 int runCards(Invocation& call)
 {
     return call.ask("net_cards", {}, [&call](const QVariantMap& answer) {
@@ -110,13 +105,7 @@ int runProfile(Invocation& call)
 std::vector<Verb> netCardVerbs()
 {
     return {
-        {"cards",
-         "",
-         "Lists the cards with their addresses",
-         {},
-         "kyctl net cards",
-         runCards,
-         kCardsMs},
+        {"cards", "", "Lists the cards with their addresses", {}, "kyctl net cards", runCards},
         {"card",
          "[NAME|on|off] [wired|wireless]",
          "Shows one card: addresses, gateway, what NetworkManager tells of it; or switches one on "
@@ -125,49 +114,38 @@ std::vector<Verb> netCardVerbs()
           {"--wired", "", "the wired card of the settings"},
           {"--internal", "", "the internal wired card, 192.168.192.5"}},
          "kyctl net card wlan0",
-         runCard,
-         kCardMs},
+         runCard},
         {"interfaces",
          "",
          "Lists every interface as the kernel does",
          {},
          "kyctl net interfaces",
          runInterfaces},
-        {"driver",
-         "",
-         "Shows the driver of the wired card",
-         {},
-         "kyctl net driver",
-         runDriver,
-         kCommandMs},
+        {"driver", "", "Shows the driver of the wired card", {}, "kyctl net driver", runDriver},
         {"ping",
          "ADDRESS",
          "Sends one probe; status 1 if it is lost",
          {},
          "kyctl net ping 10.0.0.1",
-         runPing,
-         kCommandMs},
+         runPing},
         {"connect-device",
          "NAME",
          "Has NetworkManager connect a card",
          {},
          "kyctl net connect-device eth1",
-         runConnectDevice,
-         kCommandMs},
+         runConnectDevice},
         {"disable-driver",
          "",
          "Puts the driver of the wired card on the kernel's blacklist",
          {{"--off", "", "only note that it is wanted again; the blacklist stays"}},
          "kyctl net disable-driver",
-         runDisableDriver,
-         kCommandMs},
+         runDisableDriver},
         {"settings",
          "",
          "Shows the stored settings, without pass phrases",
          {{"--reload", "", "have the daemon read them again first"}},
          "kyctl net settings --reload",
-         runSettings,
-         kCommandMs},
+         runSettings},
         {"profile",
          "ID",
          "Shows the keyfile and the UUID of a profile",

@@ -2,6 +2,7 @@
 
 #include "clients/BlockTcpObject.h"
 #include "clients/BlockThreadTcp.h"
+#include "commands/Catalogue.h"
 #include "service/VantHeader.h"
 #include "support/JsonText.h"
 #include "support/SocketErrorText.h"
@@ -33,6 +34,11 @@ QString reasonOf(const QString& clientError)
         return clientError.mid(connectError.size());
     const QString words = socketErrorWords(clientError);
     return words.isEmpty() ? clientError : words;
+}
+
+int numberInCatalogue(const char* name)
+{
+    return findCommand(QLatin1String(name))->number;
 }
 
 PeerReply unanswered(const QString& sentence)
@@ -106,6 +112,9 @@ std::optional<int> Peer::numberOf(const QString& command, PeerReply* failure)
     const int given = command.toInt(&isNumber);
     if (isNumber && given >= 0 && given <= 0xffff)
         return given;
+    const Command* row = findCommand(command);
+    if (row && row->port == kServicePort)
+        return row->number;
     if (_numbers.isEmpty()) {
         *failure = commands();
         if (!failure->isAnswered || failure->code != 0)
@@ -122,7 +131,7 @@ std::optional<int> Peer::numberOf(const QString& command, PeerReply* failure)
 
 PeerReply Peer::commands()
 {
-    const PeerReply reply = exchange(kCommandsNumber, {}, {});
+    const PeerReply reply = exchange(numberInCatalogue("commands"), {}, {});
     const QVariantList rows = reply.map.value(QStringLiteral("commands")).toList();
     for (const QVariant& row : rows)
         _numbers.insert(row.toMap().value(QStringLiteral("name")).toString(),
@@ -149,9 +158,11 @@ PeerReply Peer::exchange(int number, const QVariant& json, const QByteArray& dat
     const QString problem = connectClient();
     if (!problem.isEmpty())
         return unanswered(problem);
-    _client->setWaitTimeout(_options.timeoutMs);
+    GlobalOptions options = _options;
+    options.timeoutMs = limitMs(number);
+    _client->setWaitTimeout(options.timeoutMs);
     if (!_client->sendData(number, data, nextNumber(), json))
-        return unanswered(noAnswerSentence(_client->lastError(), _options));
+        return unanswered(noAnswerSentence(_client->lastError(), options));
     return takeReply();
 }
 
@@ -160,6 +171,9 @@ PeerReply Peer::upload(const QByteArray& content, const std::function<void(qint6
     const QString problem = connectClient();
     if (!problem.isEmpty())
         return unanswered(problem);
+    const int uploadNumber = numberInCatalogue("upload");
+    GlobalOptions options = _options;
+    options.timeoutMs = limitMs(uploadNumber);
     const qint64 frameSize = content.size() + kHeaderSize;
     bool isStalled = false;
     QTimer stall;
@@ -170,21 +184,27 @@ PeerReply Peer::upload(const QByteArray& content, const std::function<void(qint6
     });
     const auto progress = QObject::connect(_client.get(), &BlockTcpObject::sigWriteProgress, &stall,
                                            [&](qint64 value, qint64 max) {
-                                               stall.start(_options.timeoutMs);
+                                               stall.start(options.timeoutMs);
                                                // Percent of the frame come the same way.
                                                if (max == frameSize)
                                                    onSent(qMax<qint64>(0, value - kHeaderSize));
                                            });
-    stall.start(_options.timeoutMs);
+    stall.start(options.timeoutMs);
     _client->worker()->setPayloadSize(kUploadPiece);
     _client->setWaitTimeout(std::numeric_limits<int>::max());
-    const bool isAnswered = _client->sendData(kUploadType, content, nextNumber(), QVariant());
+    const bool isAnswered = _client->sendData(uploadNumber, content, nextNumber(), QVariant());
     QObject::disconnect(progress);
     _client->worker()->setPayloadSize(0);
     if (!isAnswered || isStalled)
         return unanswered(noAnswerSentence(
-            isStalled ? QLatin1String(kTimeoutText) : _client->lastError(), _options));
+            isStalled ? QLatin1String(kTimeoutText) : _client->lastError(), options));
     return takeReply();
+}
+
+int Peer::limitMs(int number) const
+{
+    const Command* row = _options.isTimeoutGiven ? nullptr : findCommand(number);
+    return row ? qMax(_options.timeoutMs, answerLimitMs(*row)) : _options.timeoutMs;
 }
 
 int Peer::nextNumber()

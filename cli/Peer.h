@@ -27,8 +27,10 @@ struct PeerReply
     int answerType = 0;
 };
 
-/// The peer that kyctl speaks to: one connection, made at the first request, and the peer's own
-/// table of commands, asked for when a name is used first.
+/// The peer that kyctl speaks to: one connection, made at the first request. Names of commands are
+/// those of the catalogue; the peer's own table is asked for when a name is not in it.
+///
+/// A command of the catalogue is waited for as long as its row says, unless a time limit was given.
 class Peer
 {
 public:
@@ -49,10 +51,18 @@ public:
     /// that tells why.
     std::optional<int> numberOf(const QString& command, PeerReply* failure);
 
-    void setTimeoutMs(int timeoutMs) { _options.timeoutMs = timeoutMs; }
+    /// A time limit for all that follows, over that of the catalogue.
+    void setTimeoutMs(int timeoutMs)
+    {
+        _options.timeoutMs = timeoutMs;
+        _options.isTimeoutGiven = true;
+    }
     const GlobalOptions& options() const { return _options; }
 
-    /// The table of commands; fetched once.
+    /// How long it waits for the answer to a command of that number, in milliseconds.
+    int limitMs(int number) const;
+
+    /// The peer's table of commands.
     PeerReply commands();
 
 private:
@@ -66,9 +76,6 @@ private:
     QMap<QString, int> _numbers;
     int _lastNumber = 0;
 };
-
-/// The number of the command that answers with the table of commands.
-constexpr int kCommandsNumber = 2001;
 
 /// The address of the peer, within its time limit; an address stands for itself. Empty on success,
 /// else the sentence that tells why there is nobody to ask.

@@ -1,5 +1,6 @@
 #include "cli/Groups.h"
 #include "cli/Invocation.h"
+#include "support/HostLimits.h"
 #include "support/JsonText.h"
 
 #include <limits>
@@ -8,8 +9,8 @@ namespace ky {
 
 namespace {
 
-// The daemon waits for its peer meanwhile.
-constexpr int kSlackMs = 7000;
+// The daemon waits for its peer meanwhile; a second for the way there and back.
+constexpr int kSlackMs = limits::kPeerConnectMs + 1000;
 
 int runCall(Invocation& call)
 {

@@ -8,8 +8,6 @@ namespace ky {
 
 namespace {
 
-constexpr int kExchangeLimitMs = 25000; // 10 s for sending, 10 s for the answer
-
 int runList(Invocation& call)
 {
     return call.ask("serial_list", {}, [&call](const QVariantMap& answer) {
@@ -142,7 +140,7 @@ const Group& serialGroup()
           "kyctl serial open ttyS1 115200 --parity even", runOpen},
          {"write", "BYTES…", "Sends bytes", text, "kyctl serial write AA BB 00 9B 00 CC", runWrite},
          {"exchange", "BYTES…", "Sends bytes and prints the answer", text,
-          "kyctl serial exchange --text 'status?'", runExchange, kExchangeLimitMs},
+          "kyctl serial exchange --text 'status?'", runExchange},
          {"watch", "", "Prints received bytes and errors, one line each, until Ctrl-C",
           watchOptions(), "kyctl serial watch", runWatch},
          {"close", "", "Closes the port", {}, "kyctl serial close", runClose},

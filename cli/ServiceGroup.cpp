@@ -1,3 +1,4 @@
+#include "cli/CommandHelp.h"
 #include "cli/FileContent.h"
 #include "cli/Groups.h"
 #include "cli/Invocation.h"
@@ -30,8 +31,17 @@ int runCall(Invocation& call)
     return call.show(call.peer().ask(call.argument(0), json, *data));
 }
 
+/// The catalogue tells what the peer can do without asking it; "--peer" asks a peer that may be of
+/// another version, or another daemon.
 int runCommands(Invocation& call)
 {
+    if (!call.has("--peer")) {
+        call.print(call.global().isJson
+                       ? QString::fromUtf8(jsonText(commandList(), QJsonDocument::Compact)) +
+                             QLatin1Char('\n')
+                       : commandTable());
+        return kDone;
+    }
     return call.show(call.peer().commands(), [&call](const QVariantMap& answer) {
         call.print(tableText(
             answer.value(QStringLiteral("commands")).toList(),
@@ -48,14 +58,16 @@ int runVersion(Invocation& call)
 
 const Group& callGroup()
 {
-    static const Group group = {"call",
-                                "send any command, by name or number",
-                                {{"",
-                                  "COMMAND [JSON]",
-                                  "Sends one request and prints the data area of its answer",
-                                  {{"--data", "FILE", "content of the data area of the request"}},
-                                  "kyctl call echo '{\"a\":1}'",
-                                  runCall}}};
+    static const Group group = {
+        "call",
+        "send any command, by name or number",
+        {{"",
+          "COMMAND [JSON]",
+          "Sends one request and prints the data area of its answer; 'call NAME --help' tells what "
+          "a command takes",
+          {{"--data", "FILE", "content of the data area of the request"}},
+          "kyctl call echo '{\"a\":1}'",
+          runCall}}};
     return group;
 }
 
@@ -64,7 +76,12 @@ const Group& commandsGroup()
     static const Group group = {
         "commands",
         "list what the peer can do",
-        {{"", "", "Lists the commands and events of the peer", {}, "kyctl commands", runCommands}}};
+        {{"",
+          "",
+          "Lists the commands and events of a peer of this version; 'call NAME --help' tells more",
+          {{"--peer", "", "ask the peer for its own list"}},
+          "kyctl commands",
+          runCommands}}};
     return group;
 }
 

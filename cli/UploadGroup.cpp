@@ -65,8 +65,7 @@ const Group& uploadGroup()
           "Sends a file, and compares its SHA-256 with what the peer has on its disk",
           {},
           "kyctl --host 10.0.0.7 upload upgrade.zip",
-          runUpload,
-          60000}}};
+          runUpload}}};
     return group;
 }
 

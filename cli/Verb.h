@@ -38,7 +38,6 @@ struct Verb
     std::vector<Option> options;
     const char* example; ///< a whole command line
     int (*run)(Invocation& call);
-    int minimumTimeoutMs = 0; ///< for operations that take the peer longer than usual
 };
 
 /// The verbs that belong together, in a file of their own.

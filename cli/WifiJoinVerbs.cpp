@@ -12,12 +12,6 @@ namespace ky {
 
 namespace {
 
-// The removal of some old profiles, the commands themselves (120 s for a full description) and
-// their waits.
-constexpr int kJoinMs = 200000;
-constexpr int kUpMs = 75000;
-constexpr int kQueryMs = 50000;
-
 /// More than any description of a network, or certificate, comes to.
 constexpr qint64 kLargestFile = 1024 * 1024;
 
@@ -160,15 +154,13 @@ std::vector<Verb> wifiJoinVerbs()
           {"--open", "", "the network has none: do not ask"},
           {"--hidden", "", "the network does not show its name"}},
          "kyctl wifi connect RobotNet --password robotpass",
-         runConnect,
-         kJoinMs},
+         runConnect},
         {"connect-short",
          "SSID",
          "Joins a network that needs no password, by its name alone",
          {},
          "kyctl wifi connect-short OpenNet",
-         runConnectShort,
-         kQueryMs},
+         runConnectShort},
         {"enterprise",
          "FILE.json",
          "Joins a network by a full description, 802.1X included. A certificate is {\"path\": "
@@ -176,30 +168,26 @@ std::vector<Verb> wifiJoinVerbs()
          "with a path beside the description; a missing password is asked for",
          {},
          "kyctl wifi enterprise office.json",
-         runEnterprise,
-         kJoinMs},
+         runEnterprise},
         {"up",
          "",
          "Brings the stored profile up",
          {{"--restart", "", "restart NetworkManager if that fails"}},
          "kyctl wifi up",
-         runUp,
-         kUpMs},
+         runUp},
         {"forget",
          "",
          "Removes the stored Wi-Fi profiles",
          {{"--card", "NAME", "those of a card instead, of any kind"}},
          "kyctl wifi forget",
-         runForget,
-         kJoinMs},
-        {"ssid", "", "Shows the network in use", {}, "kyctl wifi ssid", runSsid, kQueryMs},
+         runForget},
+        {"ssid", "", "Shows the network in use", {}, "kyctl wifi ssid", runSsid},
         {"password",
          "[SSID]",
          "Shows the stored pass phrase of a network, or of the one in use",
          {},
          "kyctl wifi password RobotNet",
-         runPassword,
-         kQueryMs},
+         runPassword},
     };
 }
 

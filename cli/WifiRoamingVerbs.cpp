@@ -8,9 +8,6 @@ namespace ky {
 
 namespace {
 
-constexpr int kScanTimeMs = 110000;
-constexpr int kLinkTimeMs = 60000;
-
 int runList(Invocation& call)
 {
     return call.ask("wifi_list", {}, [&call](const QVariantMap& answer) {
@@ -65,49 +62,39 @@ int runRoam(Invocation& call)
 
 std::vector<Verb> wifiRoamingVerbs()
 {
-    return {{"list",
-             "",
-             "Scans and shows every access point in reach",
-             {},
-             "kyctl wifi list",
-             runList,
-             kScanTimeMs},
-            {"status",
-             "",
-             "Shows the link and the state of the card",
-             {},
-             "kyctl wifi status",
-             runStatus,
-             kLinkTimeMs},
-            {"aps",
-             "",
-             "Scans and shows the access points of the network in use",
-             {},
-             "kyctl wifi aps",
-             runAps,
-             kLinkTimeMs},
-            {"roaming",
-             "on|off",
-             "Lets link supervision roam, or not",
-             {},
-             "kyctl wifi roaming on",
-             runRoaming,
-             kLinkTimeMs},
-            {"roam",
-             "BSSID",
-             "Asks for a roam to one access point",
-             {},
-             "kyctl wifi roam 02:00:00:00:05:00",
-             runRoam,
-             kLinkTimeMs},
-            {"watch",
-             "",
-             "Shows the link, the candidates of both bands and the last decision, until Ctrl-C",
-             {{"--every", "SECONDS", "time between two looks; 2 if not given"},
-              {"--count", "N", "end after so many looks"}},
-             "kyctl wifi watch --every 1",
-             runWifiWatch,
-             kLinkTimeMs}};
+    return {
+        {"list", "", "Scans and shows every access point in reach", {}, "kyctl wifi list", runList},
+        {"status",
+         "",
+         "Shows the link and the state of the card",
+         {},
+         "kyctl wifi status",
+         runStatus},
+        {"aps",
+         "",
+         "Scans and shows the access points of the network in use",
+         {},
+         "kyctl wifi aps",
+         runAps},
+        {"roaming",
+         "on|off",
+         "Lets link supervision roam, or not",
+         {},
+         "kyctl wifi roaming on",
+         runRoaming},
+        {"roam",
+         "BSSID",
+         "Asks for a roam to one access point",
+         {},
+         "kyctl wifi roam 02:00:00:00:05:00",
+         runRoam},
+        {"watch",
+         "",
+         "Shows the link, the candidates of both bands and the last decision, until Ctrl-C",
+         {{"--every", "SECONDS", "time between two looks; 2 if not given"},
+          {"--count", "N", "end after so many looks"}},
+         "kyctl wifi watch --every 1",
+         runWifiWatch}};
 }
 
 } // namespace ky

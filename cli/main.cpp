@@ -1,6 +1,9 @@
+#include "cli/CommandHelp.h"
 #include "cli/CommandLine.h"
+#include "cli/Completion.h"
 #include "cli/Help.h"
 #include "cli/Invocation.h"
+#include "commands/Catalogue.h"
 
 #include <QCoreApplication>
 #include <QLoggingCategory>
@@ -22,6 +25,17 @@ int complainAboutUsage(const ky::CommandLine& line)
     return ky::kUsage;
 }
 
+/// "call NAME --help" is help for that command, where the catalogue has it.
+QString helpFor(const ky::CommandLine& line)
+{
+    const bool isCall = line.group && qstrcmp(line.group->name, "call") == 0;
+    const QString name = isCall ? line.arguments.value(0) : QString();
+    const ky::Command* row = ky::findCommand(name);
+    if (!row)
+        row = ky::findCommand(name.toInt());
+    return row ? ky::commandHelp(*row) : ky::helpText(line.group, line.verb);
+}
+
 int runVerb(const ky::CommandLine& line)
 {
     ky::Invocation call(line);
@@ -41,11 +55,18 @@ int main(int argc, char** argv)
     QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("kyctl"));
 
-    const ky::CommandLine line = ky::parseCommandLine(application.arguments().mid(1));
+    const QStringList words = application.arguments().mid(1);
+    if (words.value(0) == QLatin1String("--complete")) { // asked by shells, see docs/kyctl.md
+        const QStringList fitting = ky::completionsOf(words.mid(1));
+        ky::printOut(fitting.isEmpty() ? QByteArray()
+                                       : fitting.join(QLatin1Char('\n')).toUtf8() + '\n');
+        return ky::kDone;
+    }
+    const ky::CommandLine line = ky::parseCommandLine(words);
     if (!line.error.isEmpty())
         return complainAboutUsage(line);
     if (line.wantsHelp) {
-        ky::printOut(ky::helpText(line.group, line.verb).toUtf8());
+        ky::printOut(helpFor(line).toUtf8());
         return ky::kDone;
     }
     // The library logs each frame; people want the answer.

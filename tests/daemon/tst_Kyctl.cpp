@@ -38,6 +38,11 @@ private slots:
     void errorOfThePeerIsStatus1();
     void jsonIsOneLine();
     void commandsIsATable();
+    void onlyUnknownNamesAreLookedUpOverThere_data();
+    void onlyUnknownNamesAreLookedUpOverThere();
+    void catalogueNeedsNoPeer_data();
+    void catalogueNeedsNoPeer();
+    void commandsOfTheCatalogueAreThoseOfTheDaemon();
     void linkStatusIsShown();
     void peerCallShowsTheAnswerOfTheOther();
     void peerCallShowsTheJsonAreaOfTheOther();
@@ -143,6 +148,21 @@ QByteArray steeringAnswers(const QByteArray& requests)
         at += 16 + int(qFromBigEndian<quint32>(requests.constData() + at + 4));
     }
     return answers;
+}
+
+/// Counts in the types of the requests that arrived, and answers each with what holds for all.
+std::function<void(QTcpSocket&)> answerAll(QList<int>* types, const QByteArray& data)
+{
+    return [types, data](QTcpSocket& socket) {
+        const QByteArray requests = socket.readAll();
+        for (int at = 0; at + 16 <= requests.size();) {
+            const int type = qFromBigEndian<quint16>(requests.constData() + at + 8);
+            const int number = qFromBigEndian<quint16>(requests.constData() + at + 2);
+            *types << type;
+            socket.write(FrameClient::frame(type + 10000, number, {}, data));
+            at += 16 + int(qFromBigEndian<quint32>(requests.constData() + at + 4));
+        }
+    };
 }
 
 /// One line from the program on the terminal.
@@ -367,6 +387,64 @@ void tst_Kyctl::commandsIsATable()
     QCOMPARE(result.status, 0);
     QVERIFY(result.output.startsWith("NUMBER  NAME "));
     QVERIFY(result.output.contains("\n2000    echo "));
+}
+
+void tst_Kyctl::onlyUnknownNamesAreLookedUpOverThere_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QList<int>>("types");
+    QTest::newRow("a verb") << QStringList{"version"} << QList<int>{2002};
+    QTest::newRow("a name") << QStringList{"call", "hotspot_status"} << QList<int>{2393};
+    QTest::newRow("a number") << QStringList{"call", "4999"} << QList<int>{4999};
+    QTest::newRow("a name of the peer's own")
+        << QStringList{"call", "dance"} << QList<int>{2001, 3333};
+    QTest::newRow("the peer's own table") << QStringList{"commands", "--peer"} << QList<int>{2001};
+    QTest::newRow("the catalogue") << QStringList{"commands"} << QList<int>{};
+}
+
+void tst_Kyctl::onlyUnknownNamesAreLookedUpOverThere()
+{
+    QFETCH(QStringList, arguments);
+    QList<int> types;
+
+    const ProgramResult result = runAgainst(
+        arguments, [](QTcpSocket&) {},
+        answerAll(&types, R"({"ret_code":0,"commands":[{"name":"dance","number":3333}]})"));
+
+    QCOMPARE(result.status, 0);
+    QTEST(types, "types");
+}
+
+void tst_Kyctl::catalogueNeedsNoPeer_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QByteArray>("output");
+    QTest::newRow("commands") << QStringList{"commands"} << QByteArray("\n2310    wifi_connect ");
+    QTest::newRow("help, by name") << QStringList{"call", "wifi_connect", "--help"}
+                                   << QByteArray("Usage: kyctl call wifi_connect JSON\n");
+    QTest::newRow("help, by number") << QStringList{"help", "call", "2310"}
+                                     << QByteArray("Usage: kyctl call wifi_connect JSON\n");
+    QTest::newRow("help of the verb")
+        << QStringList{"call", "--help"} << QByteArray("Usage: kyctl call COMMAND [JSON]");
+    QTest::newRow("words") << QStringList{"--complete", "call", "wifi_con"}
+                           << QByteArray("wifi_connect\nwifi_connect_short\n");
+}
+
+void tst_Kyctl::catalogueNeedsNoPeer()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QByteArray, output);
+
+    const ProgramResult result = runProgram("kyctl", arguments);
+
+    QCOMPARE(result.status, 0);
+    QVERIFY2(result.output.contains(output), result.output.constData());
+    QCOMPARE(result.errors, QByteArray());
+}
+
+void tst_Kyctl::commandsOfTheCatalogueAreThoseOfTheDaemon()
+{
+    QCOMPARE(_daemon.kyctl({"commands"}).output, _daemon.kyctl({"commands", "--peer"}).output);
 }
 
 void tst_Kyctl::linkStatusIsShown()

@@ -18,6 +18,8 @@ private slots:
     void addressStandsForItself();
     void unknownNameIsNoSuchHost();
     void resolverThatHangsIsLeftAfterTheLimit();
+    void commandIsWaitedForAsLongAsItsWorkTakes_data();
+    void commandIsWaitedForAsLongAsItsWorkTakes();
     void jsonAreaOf65535BytesFits();
     void bodyForATerminalSteersNothing();
 };
@@ -140,6 +142,35 @@ void tst_PeerWords::jsonAreaOf65535BytesFits()
 
     QVERIFY(ky::fitsJsonArea(QVariantMap{{"a", text}}));
     QVERIFY(!ky::fitsJsonArea(QVariantMap{{"a", text + QLatin1Char('x')}}));
+}
+
+void tst_PeerWords::commandIsWaitedForAsLongAsItsWorkTakes_data()
+{
+    QTest::addColumn<int>("number");
+    QTest::addColumn<int>("leastMs");
+    QTest::addColumn<int>("mostMs");
+    QTest::newRow("done in a moment") << 2000 << 5000 << 5000;
+    QTest::newRow("no number of the catalogue") << 4999 << 5000 << 5000;
+    // Two tools of 20 s each.
+    QTest::newRow("sets the volume") << 2451 << 40000 + 1000 << 60000;
+    // A Wi-Fi: the list of profiles, the removal of some, two more calls, all of 20 s.
+    QTest::newRow("joins a Wi-Fi") << 2310 << 140000 << 300000;
+}
+
+void tst_PeerWords::commandIsWaitedForAsLongAsItsWorkTakes()
+{
+    QFETCH(int, number);
+    QFETCH(int, leastMs);
+    QFETCH(int, mostMs);
+    ky::GlobalOptions options;
+    const ky::Peer usual(options);
+    options.timeoutMs = 700;
+    options.isTimeoutGiven = true;
+    const ky::Peer limited(options);
+
+    QVERIFY2(usual.limitMs(number) >= leastMs, qPrintable(QString::number(usual.limitMs(number))));
+    QVERIFY2(usual.limitMs(number) <= mostMs, qPrintable(QString::number(usual.limitMs(number))));
+    QCOMPARE(limited.limitMs(number), 700);
 }
 
 void tst_PeerWords::bodyForATerminalSteersNothing()
