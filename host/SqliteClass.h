@@ -14,8 +14,8 @@ class Q_DECL_EXPORT SqliteClass
 {
 public:
     /// The one instance, made on first use. A database that is missing is made first, if the
-    /// process carries its SQL (see docs/daemon.md); one that cannot be read leaves both tables
-    /// empty, and getLastError() tells why.
+    /// process carries its SQL as resources (":/kynetwork/sql/NN-name.sql"); one that cannot be
+    /// read leaves both tables empty, and getLastError() tells why.
     static SqliteClass* init();
 
     SqliteClass(const SqliteClass&) = delete;
