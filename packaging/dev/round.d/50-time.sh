@@ -32,7 +32,7 @@ if [ ${#host[@]} -gt 0 ]; then
 
     fails 1 "A server that is no name" \
         kyctl time set --zone Etc/UTC --auto --server '; reboot' --interval 10
-    expect "40403" "Connected time out"
+    expect "40002" "argument [url]: not an address or the name of a host"
 
     step "By hand" kyctl time set --zone Etc/UTC --at '2026-05-01 12:00:00'
     step "And now?" kyctl time status

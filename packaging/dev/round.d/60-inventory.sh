@@ -4,7 +4,7 @@ if [ ${#host[@]} -gt 0 ]; then
     step "How loud is it?" kyctl audio get
     expect "volume  40 %" "PCH"
     fails 1 "Louder than loud" kyctl audio set 101
-    expect "[101] is not in the range [0~100]"
+    expect "40002" "argument [volume]: not a whole number from 0 to 100"
     step "Another card" kyctl audio card 1
     step "The built-in card again" kyctl audio reset
 fi
