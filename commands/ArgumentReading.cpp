@@ -151,6 +151,7 @@ bool isEmptyField(const QVariant& given)
            (given.toString().isEmpty() || given.toString() == QLatin1String("..."));
 }
 
+/// Nothing but blanks, where a text has to hold something.
 bool isBlankText(const Argument& row, const QVariant& given)
 {
     return row.kind == ValueKind::Text && row.least > 0 && isText(given) &&
@@ -196,16 +197,19 @@ private:
         const auto given = _given.constFind(name);
         const bool isThere = given != _given.constEnd();
         const bool isEmpty = isThere && row.isEmptyAllowed && isEmptyField(*given);
-        if (!isThere || isEmpty || isBlankText(row, *given)) {
-            if (isNeeded(row) || (isThere && !isEmpty))
-                problem = missingText(_place + name);
-            else if (isThere)
-                values.insert(name, *given);
-            else if (*row.usual != '\0')
-                values.insert(name, usualValue(row));
-            return;
-        }
-        const QVariant value = readValue(row, *given);
+        if (isNeeded(row) && (!isThere || isEmpty || isBlankText(row, *given)))
+            problem = missingText(_place + name);
+        else if (isEmpty)
+            values.insert(name, *given);
+        else if (isThere)
+            readGiven(row, *given, name);
+        else if (*row.usual != '\0')
+            values.insert(name, usualValue(row));
+    }
+
+    void readGiven(const Argument& row, const QVariant& given, const QString& name)
+    {
+        const QVariant value = readValue(row, given);
         if (!value.isValid())
             problem =
                 QStringLiteral("argument [%1]: not %2").arg(_place + name, expectationOf(row));

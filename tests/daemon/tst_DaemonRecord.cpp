@@ -8,6 +8,7 @@
 #include <QCoreApplication>
 #include <QFile>
 #include <QMap>
+#include <QSet>
 #include <QTest>
 
 #include <algorithm>
@@ -34,6 +35,7 @@ class tst_DaemonRecord : public QObject
 
 private slots:
     void initTestCase();
+    void roundHoldsEveryCommand();
     void roundIsTheRecordedOne();
 
 private:
@@ -149,6 +151,17 @@ QByteArray tst_DaemonRecord::record(const RecordedRequest& request)
     return "> " + request.command + ' ' + masked(json) +
            (request.data.isEmpty() ? "" : " data " + request.data) + '\n' + masked(answer) + '\n' +
            masked(toolLines());
+}
+
+void tst_DaemonRecord::roundHoldsEveryCommand()
+{
+    QSet<QByteArray> asked;
+    for (const RecordedRequest& request : recordedRequests())
+        asked.insert(request.command);
+    for (const ky::CommandGroup* group : ky::commandGroups()) {
+        for (const ky::Command& row : group->rows)
+            QVERIFY2(row.isEvent || asked.contains(row.name), row.name);
+    }
 }
 
 void tst_DaemonRecord::roundIsTheRecordedOne()

@@ -93,7 +93,7 @@ void tst_ArgumentReading::valueIsReadOrRefused_data()
     rows("hours", "a number from -24 to 24", {{"8.5", 8.5}, {"\"-3\"", -3.0}},
          {"25", "\"x\"", "true"});
     rows("name", "a text of 1 to 4 bytes", {{"\"abcd\"", "abcd"}, {"\" ab\"", " ab"}},
-         {"\"abcde\"", "\"网网\"", "7", "null", "[\"a\"]", "\"a\\u0000b\""});
+         {"\"abcde\"", "\"\"", "\"网网\"", "7", "null", "[\"a\"]", "\"a\\u0000b\""});
     rows("free", "a text of at most 4 bytes", {{"\"\"", ""}, {"\"  \"", "  "}},
          {"\"abcde\"", "false"});
     rows("role", "one of wifi, wired", {{"\"wifi\"", "wifi"}},
