@@ -28,7 +28,7 @@ enum class ValueKind
     List,      ///< a list; its entries are maps with the keys of `keys`, or texts if there are none
 };
 
-/// One argument of a command. Rows of a table write it as
+/// One argument of a command. In a table it reads
 ///
 ///     whole("volume", "output volume", 0, 100).unit("%").required()
 struct Argument

@@ -27,8 +27,9 @@ struct ErrorText
     const char* text;
 };
 
-/// One command or event: all that is known of it, and the only place where it is written. Daemon,
-/// client, command database and documentation are made from it. Rows of a table write it as
+/// One command or event: everything there is to know about it, and the only place where it is
+/// written down. Daemon, client, command database and documentation are made from it. In a table it
+/// reads
 ///
 ///     command("audio_set", 2451, "sets the output volume")
 ///         .takes(kVolume).fails(40501).within(takes::kTwoTools).needs(Right::Operate)

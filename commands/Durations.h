@@ -2,13 +2,13 @@
 
 #include "support/HostLimits.h"
 
-/// The longest that the operations behind commands take, in milliseconds, added up from what they
-/// run. tst_CommandLimits runs each operation and compares.
+/// The longest that the operations behind the commands take, in milliseconds: the limits of the
+/// tools that they run, added up. tst_CommandLimits runs each operation and compares.
 namespace ky::takes {
 
 using namespace limits;
 
-// How many of them are reckoned with where an operation takes all that the host has.
+// How many the limits allow for, where an operation goes through all that the host has.
 constexpr int kCards = 6;
 constexpr int kStoredProfiles = 4;
 constexpr int kCanPorts = 4;

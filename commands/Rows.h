@@ -2,7 +2,7 @@
 
 namespace ky {
 
-/// A look at constant rows that lie in an array.
+/// A view of constant rows in an array.
 template <typename T>
 struct Rows
 {

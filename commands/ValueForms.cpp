@@ -25,7 +25,7 @@ bool isLetter(QChar c)
            (c >= QLatin1Char('A') && c <= QLatin1Char('Z'));
 }
 
-/// Whether all of it are ASCII letters, digits, or one of the others.
+/// Whether it consists of ASCII letters, digits and `others` alone.
 bool holdsOnly(const QString& text, const char* others)
 {
     return std::all_of(text.begin(), text.end(), [others](QChar c) {

@@ -4,7 +4,8 @@
 
 namespace ky {
 
-// Forms of texts, judged by their letters alone: nothing is asked of the host.
+// What a text has to look like. The host is not asked: whether it knows the name is another
+// question.
 
 /// Four numbers of at most three digits, up to 255, separated by dots. A number other than 0 that
 /// begins with 0 is none: some readers would take it as octal.
@@ -17,8 +18,7 @@ bool isHostName(const QString& text);
 /// What the kernel takes as a name of an interface: 1 to 15 bytes without blanks, "/" and ":", not
 /// "." or ".."; and no "-" in front.
 bool isInterfaceName(const QString& text);
-/// Words of letters, digits, "_", "+" and "-", separated by "/". Whether the host knows the zone is
-/// another question.
+/// Words of letters, digits, "_", "+" and "-", separated by "/".
 bool isZoneName(const QString& text);
 /// "yyyy-MM-dd hh:mm:ss", a time that there is.
 bool isLocalTime(const QString& text);

@@ -62,7 +62,8 @@ bool lacksRows(const QSqlDatabase& database)
         keysOf(QSqlQuery(QStringLiteral("SELECT code, '' FROM errors"), database));
     for (const CommandGroup* group : commandGroups()) {
         for (const Command& row : group->rows) {
-            if (!commands.contains(QStringLiteral("%1:%2").arg(row.port).arg(QLatin1String(row.name))))
+            if (!commands.contains(
+                    QStringLiteral("%1:%2").arg(row.port).arg(QLatin1String(row.name))))
                 return true;
         }
         for (const ErrorText& error : group->errors) {

@@ -217,8 +217,8 @@ void tst_DaemonTimeAndInventory::unknownServerIsAnError()
 
 void tst_DaemonTimeAndInventory::serverThatIsNoHostIsRefused()
 {
-    const ProgramResult result = kyctl({"time", "set", "--zone", "Etc/UTC", "--auto", "--server",
-                                        "; reboot", "--interval", "10"});
+    const ProgramResult result = kyctl(
+        {"time", "set", "--zone", "Etc/UTC", "--auto", "--server", "; reboot", "--interval", "10"});
 
     QCOMPARE(result.status, 1);
     QVERIFY2(result.errors.contains("40002: argument [url]: not an address or the name of a host"),
