@@ -9,6 +9,7 @@
 #include "wire/StreamBuffer.h"
 
 #include <QDateTime>
+#include <QMetaMethod>
 
 #include <new>
 #include <utility>
@@ -121,7 +122,8 @@ void SCStatusTcp::reportRequest(const QByteArray& frame, const QByteArray& json,
     KY_LOG_DEBUG_AS(kyClientsLog, "writeTcpData")
         << "send:" << ky::textUpToZero(frame) << "  Hex:" << ky::hexOf(frame)
         << "vantData:size:" << frame.size();
-    emit sigPrintInfo(ky::requestReport(getCurrentDateTime(), _port, frame, json, data));
+    if (isReportRead())
+        emit sigPrintInfo(ky::requestReport(getCurrentDateTime(), _port, frame, json, data));
 }
 
 bool SCStatusTcp::waitForAnswer()
@@ -202,12 +204,25 @@ void SCStatusTcp::reportFrame(const char* frame, int buffered)
         << "tempJsonData:" << QStringLiteral("[%1]").arg(ky::textUpToZero(reply.json));
     KY_LOG_DEBUG_AS(kyClientsLog, "receiveTcpReadyRead")
         << "jsonData:" << reply.json << "revByteData:" << reply.data << "  Hex:" << hex;
-    // The notice goes by everything that is buffered, so a short frame in front of a long one
-    // gets it, too.
-    const QString dataHex = ky::dataHexText(reply.data, buffered);
-    emit sigPrintInfo(ky::responseReport(getCurrentDateTime(), QByteArray(frame, ky::kHeaderSize),
-                                         reply.json, reply.data, dataHex));
+    if (isReportRead())
+        printResponse(QByteArray(frame, ky::kHeaderSize), reply.json, reply.data, buffered);
     emit sigChangedText(true, reply.head.type, reply.data, hex, reply.head.number, elapsedMs());
+}
+
+void SCStatusTcp::printResponse(const QByteArray& head, const QByteArray& json,
+                                const QByteArray& data, int buffered)
+{
+    // The notice depends on everything that is buffered, so a short frame in front of a long one
+    // gets it, too.
+    const QString dataHex = ky::dataHexText(data, buffered);
+    emit sigPrintInfo(ky::responseReport(getCurrentDateTime(), head, json, data, dataHex));
+}
+
+/// A report costs several times what its frame does: without a reader none is made.
+bool SCStatusTcp::isReportRead() const
+{
+    static const QMetaMethod report = QMetaMethod::fromSignal(&SCStatusTcp::sigPrintInfo);
+    return isSignalConnected(report);
 }
 
 void SCStatusTcp::releaseTcpSocket()

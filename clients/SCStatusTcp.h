@@ -53,7 +53,7 @@ public slots:
     void receiveTcpReadyRead();
 
 signals:
-    /// A finished report of a request or a response.
+    /// A finished report of a request or a response. None is made while nothing is connected.
     void sigPrintInfo(QString text);
     /// A response, or, with ok false, one byte that belonged to none. `elapsedMs` counts from the
     /// last request.
@@ -70,6 +70,9 @@ private:
     void giveUp(int held);
     void reportRequest(const QByteArray& frame, const QByteArray& json, const QByteArray& data);
     void reportFrame(const char* frame, int buffered);
+    void printResponse(const QByteArray& head, const QByteArray& json, const QByteArray& data,
+                       int buffered);
+    bool isReportRead() const;
 
     QTcpSocket* _tcpSocket = nullptr;
     QString _lastError;

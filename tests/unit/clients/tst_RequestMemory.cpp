@@ -55,6 +55,7 @@ private slots:
     void statusRequestThatFitsNoMemoryIsNotSent();
     void statusAnswerWithoutMemoryIsToldBehindTheWait();
     void statusAnswerLostBesideTheWriteIsTold();
+    void statusRequestThatNobodyReadsNeedsNoRoomForItsReport();
     void relayedRequestThatFitsNoMemoryFails();
     void relayedRequestThatCannotBeToldFails();
 };
@@ -235,6 +236,30 @@ void tst_RequestMemory::statusAnswerLostBesideTheWriteIsTold()
     QVERIFY(!client.writeTcpData(2000, {}, zeros(50), number));
 
     QCOMPARE(client.lastError(), QString("answer [23 bytes and more]: no memory"));
+}
+
+void tst_RequestMemory::statusRequestThatNobodyReadsNeedsNoRoomForItsReport()
+{
+    Peer peer(answerAll);
+    Owner owner;
+    SCStatusTcp client(&owner);
+    QVERIFY(!client.connectHost(kLoopback, peer.port()));
+    QVERIFY(client.tcpSocket()->waitForConnected(2000));
+    // Twice in memory as bytes, on its way to the socket; the text alone would be as much again.
+    const QByteArray data(40 * 1024 * 1024, 'x');
+    quint16 number = 1;
+
+    const auto isSent = [&] {
+        const MemoryLimit limit(110);
+        return client.writeTcpData(2000, {}, data, number);
+    };
+
+    QVERIFY(isSent());
+    client.tcpSocket()->abort();
+    QVERIFY(!client.connectHost(kLoopback, peer.port()));
+    QVERIFY(client.tcpSocket()->waitForConnected(2000));
+    connect(&client, &SCStatusTcp::sigPrintInfo, this, [] {});
+    QVERIFY(!isSent());
 }
 
 void tst_RequestMemory::relayedRequestThatFitsNoMemoryFails()
