@@ -410,13 +410,13 @@ void tst_BlockTcpObject::endedExchangeCannotTimeOut()
     BlockTcpObject client;
     client.init(kLoopback, peer.port());
     QVERIFY(send(client, "warm"));
-    client.setWaitTimeout(300);
+    client.setWaitTimeout(2000);
     int ends = 0;
     bool isToldTwice = false;
     connect(&client, &BlockTcpObject::sigFinished, this, [&] {
         // Keeps the call from returning for longer than it may wait.
         if (++ends == 1)
-            isToldTwice = QTest::qWaitFor([&ends] { return ends > 1; }, 600);
+            isToldTwice = QTest::qWaitFor([&ends] { return ends > 1; }, 2500);
     });
 
     QVERIFY2(send(client, "data"), qPrintable(client.lastError()));
