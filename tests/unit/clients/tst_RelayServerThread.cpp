@@ -5,6 +5,7 @@
 #include "LogCapture.h"
 #include "Peer.h"
 
+#include <QDeadlineTimer>
 #include <QElapsedTimer>
 #include <QSemaphore>
 #include <QtTest>
@@ -15,6 +16,7 @@
 #include <atomic>
 #include <cerrno>
 #include <future>
+#include <thread>
 
 namespace {
 
@@ -255,8 +257,12 @@ void tst_RelayServerThread::clientHandedToAnEndingThreadIsRelayed()
     log.onLine([&](const QString& line) {
         if (!line.contains("[thread finished]") || !isFirst.exchange(false))
             return;
-        // Stays in run() until the client has been handed over, or that waits for the end.
+        // Stays in run() until the client is being handed over and that has returned, or waits for
+        // the end.
         isEnding.release();
+        const QDeadlineTimer limit(20000);
+        while (thread.handle() != second.ends[1] && !limit.hasExpired())
+            std::this_thread::yield();
         isHandedOver.tryAcquire(1, 300);
     });
     thread.transaction(kLoopback, refusedPort(), first.ends[1]);
