@@ -712,6 +712,10 @@ void tst_CanDevice::loopNeverReadsFromANumberThatIsSomebodyElses()
     };
     readFd = port.device;
     onRead = &closeAndOpen;
+    const auto unhook = qScopeGuard([] {
+        readFd = -1;
+        onRead = nullptr;
+    });
     port.send(canFrame(1, "a"));
 
     loop.start();
@@ -753,6 +757,10 @@ void tst_CanDevice::writeNeverGoesToANumberThatIsSomebodyElses()
     };
     writeFd = port.device;
     onWrite = &closeAndOpen;
+    const auto unhook = qScopeGuard([] {
+        writeFd = -1;
+        onWrite = nullptr;
+    });
 
     QVERIFY(can.writeCan({{"frameId", 7}}));
 
@@ -824,6 +832,7 @@ void tst_CanDevice::closeWithinAPauseEndsTheLoop()
     LogTap log;
     const std::function<void()> close = [&] { loop.device->closeCan({}); };
     onPause = &close;
+    const auto unhook = qScopeGuard([] { onPause = nullptr; });
     loop.start();
 
     int sent = 0;
@@ -845,6 +854,7 @@ void tst_CanDevice::reopeningWithinAPauseGoesOnWithTheNewSocket()
         isOpened = loop.device->openCan({{"portName", "can0"}});
     };
     onPause = &reopen;
+    const auto unhook = qScopeGuard([] { onPause = nullptr; });
     loop.start();
     int sent = 0;
     QVERIFY(sendUntil(first, &sent, [&] { return isOpened.load(); }));
@@ -1027,6 +1037,7 @@ void tst_CanDevice::destructorLetsNoSignalOut()
         emit device->sigReadyRead({}); // as a loop may at this moment
     };
     onClose = &hook;
+    const auto unhook = qScopeGuard([] { onClose = nullptr; });
 
     can.reset();
 
