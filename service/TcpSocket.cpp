@@ -195,12 +195,12 @@ void TcpSocket::slotReadyRead()
     const qint64 size = bytesAvailable();
     try {
         resolveTcpReadData(_intptr, read(size));
+        if (_isDirect && isStreaming())
+            readStream();
     } catch (const std::bad_alloc&) {
         _buffer.clear();
         giveUp(__func__, _intptr, "a read", quint64(size));
     }
-    if (_isDirect && isStreaming())
-        readStream();
     if (!_upgradeFile.isOpen())
         _streamChunk.clear();
 }
@@ -236,8 +236,6 @@ void TcpSocket::keepForWriting(const char* operation, const char* bytes, int siz
         write(bytes, size);
         flush();
     } catch (const std::bad_alloc&) {
-        KY_WARNING_AS(operation)
-            << "[no memory for an answer of" << size << "bytes, handle:" << _intptr << "]";
-        abort();
+        giveUp(operation, _intptr, "an answer", quint64(size));
     }
 }

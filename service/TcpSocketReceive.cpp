@@ -146,12 +146,19 @@ bool TcpSocket::isStreaming()
     return Receiver(*this, _intptr).rules().isStreaming();
 }
 
-/// Where there is no memory for what the peer sends only its own connection may suffer.
+/// Where there is no memory for a connection's bytes only that connection may suffer. Its memory is
+/// given back before the line is composed, which may need what is left.
 void TcpSocket::giveUp(const char* operation, qintptr handle, const char* what, quint64 size)
 {
-    KY_WARNING_AS(operation) << "[no memory for" << what << "of" << size
-                             << "bytes, handle:" << handle << "]";
+    _buffer = QByteArray();
+    _consumed = 0;
     abort();
+    try {
+        KY_WARNING_AS(operation) << "[no memory for" << what << "of" << size
+                                 << "bytes, handle:" << handle << "]";
+    } catch (const std::bad_alloc&) {
+        // Not even for that.
+    }
 }
 
 bool TcpSocket::resolveTcpReadData(qintptr handle, const QByteArray& b)

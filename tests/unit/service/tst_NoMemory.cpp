@@ -189,6 +189,9 @@ void tst_NoMemory::readThatFitsNoMemoryEndsItsConnection()
     QVERIFY(serveUntil([&] { return socket.bytesAvailable() == kSize; }, 30000));
     const LogKeeper keeper;
     QLoggingCategory::setFilterRules(QStringLiteral("ky.service.warning=true"));
+    int linesAtTheEnd = -1;
+    connect(&socket, &QAbstractSocket::disconnected, this,
+            [&] { linesAtTheEnd = LogKeeper::linesWith("[no memory for").size(); });
     {
         const MemoryLimit limit(64);
 
@@ -202,6 +205,7 @@ void tst_NoMemory::readThatFitsNoMemoryEndsItsConnection()
     QVERIFY2(lines.first().startsWith(
                  QLatin1String("[warning][slotReadyRead][no memory for a read of 134217728 bytes")),
              qPrintable(lines.first()));
+    QCOMPARE(linesAtTheEnd, 0); // what the connection held is given back before it is told
 }
 
 namespace {
