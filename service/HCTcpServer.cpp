@@ -112,7 +112,7 @@ void HCTcpServer::KickAllClients()
 /// A server that runs out of descriptors stops accepting by itself and for good.
 void HCTcpServer::resumeLater(QAbstractSocket::SocketError error)
 {
-    KY_WARNING << "[accept:" << error << "]";
+    KY_WARNING_AS("incomingConnection") << "[accept:" << error << "]";
     QTimer::singleShot(kAcceptAgainMs, this, &HCTcpServer::resume);
 }
 
@@ -129,7 +129,7 @@ void HCTcpServer::resume()
     }
     close();
     if (!setSocketDescriptor(listener)) {
-        KY_WARNING << "[listen:" << QTcpServer::errorString() << "]";
+        KY_WARNING_AS("incomingConnection") << "[listen:" << QTcpServer::errorString() << "]";
         ::close(listener);
     }
 }
@@ -188,7 +188,8 @@ void HCTcpServer::enterConnection(qintptr handle)
     KY_DEBUG_AS("incomingConnection")
         << "[handle:" << handle << "count:" << _tcpSocketMap.size() << "]";
     auto* socket = new TcpSocket;
-    // Looks its slot up now: a relay object may have made its front before it was all of itself.
+    // Looks its slot up now: a relay object may have made its front in its base class's
+    // constructor.
     socket->setRelayObj(_relayObject);
     auto* thread = new QThread;
     socket->setThread(thread);

@@ -136,18 +136,18 @@ void tst_ServiceLimits::listenerThatCouldNotAcceptGoesOnWhenItCan()
         const FullTable table(300);
         // Only the kernel has accepted it.
         QVERIFY(waiting.connectTo(service.port()));
-        QTRY_VERIFY(!LogKeeper::linesWith("[accept:").isEmpty());
+        QTRY_VERIFY(!LogKeeper::linesWith("[warning][incomingConnection][accept:").isEmpty());
         QTest::qWait(300); // it tries again, in vain
     }
     QVERIFY(isAnswered(waiting, service, 1));
-    const int warnings = LogKeeper::linesWith("[accept:").size();
+    const int warnings = LogKeeper::linesWith("[warning][incomingConnection][accept:").size();
     RawClient next;
     QVERIFY(next.connectTo(service.port()));
     QVERIFY(isAnswered(next, service, 2));
     QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false"));
 
     // That is over and done with.
-    QCOMPARE(LogKeeper::linesWith("[accept:").size(), warnings);
+    QCOMPARE(LogKeeper::linesWith("[warning][incomingConnection][accept:").size(), warnings);
 }
 
 void tst_ServiceLimits::clientsAreServedWhileNoneCanBeAccepted()
@@ -187,7 +187,7 @@ void tst_ServiceLimits::listenerRestsWhileNoneCanBeAccepted()
     {
         const FullTable table(300);
         QVERIFY(waiting.connectTo(service.port()));
-        QTRY_VERIFY(!LogKeeper::linesWith("[accept:").isEmpty());
+        QTRY_VERIFY(!LogKeeper::linesWith("[warning][incomingConnection][accept:").isEmpty());
         const QSignalSpy turns(QAbstractEventDispatcher::instance(),
                                &QAbstractEventDispatcher::awake);
 
