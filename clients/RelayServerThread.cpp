@@ -37,7 +37,7 @@ void RelayServerThread::transaction(const QString& ip, quint16 port, qintptr han
     setNeedStop(false);
     if (isRelaying)
         return;
-    wait(); // the thread may still be ending, and takes up nothing any more
+    wait(); // the thread may still be ending, and takes no new client
     start(QThread::InheritPriority);
     if (!isRunning() && endRelay())
         ::close(int(handle));

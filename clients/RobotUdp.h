@@ -24,7 +24,7 @@ public:
     /// Sends the text in Latin-1, what that lacks as "?". True whatever came of it; false only
     /// before the first connectUdpSocket().
     bool sendMessage(QString message, QHostAddress host, quint64 port);
-    /// Gives the port free. The next connectUdpSocket() binds anew.
+    /// Releases the port. The next connectUdpSocket() binds anew.
     void releaseUdpSocket();
     bool isOpened() const;
 

@@ -65,7 +65,7 @@ void SCStatusTcp::makeSocket()
 {
     _tcpSocket = new QTcpSocket(this);
     connect(_tcpSocket, &QTcpSocket::readyRead, this, &SCStatusTcp::receiveTcpReadyRead);
-    // By name: what class the owner is, is the owner's matter.
+    // Looked up by name: the owner may be any class.
     connect(_tcpSocket, SIGNAL(stateChanged(QAbstractSocket::SocketState)), parent(),
             SLOT(stateChanged(QAbstractSocket::SocketState)));
     connect(_tcpSocket, SIGNAL(error(QAbstractSocket::SocketError)), parent(),

@@ -14,8 +14,8 @@
 ///
 /// Thread: that of the object. writeTcpData() blocks it for up to twice the time-out, and reports
 /// of the answer come out of that wait.
-/// Errors: lastError(), after false or a sigChangedText() with false. An answer that memory has no
-/// room for ends its connection, and the call that waits for it.
+/// Errors: lastError(), after false or a sigChangedText() with false. An answer that does not fit
+/// into memory ends the connection and the call that waits for it.
 class Q_DECL_EXPORT SCStatusTcp : public QObject
 {
     Q_OBJECT

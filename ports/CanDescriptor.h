@@ -26,7 +26,7 @@ using HeldDescriptor = std::shared_ptr<Descriptor>;
 /// while the loop is in a read, in a thread of its own.
 ///
 /// A number that the loop or a write still uses is not given back to the system when the port is
-/// closed: it would go to the next who opens something, and their bytes would be taken.
+/// closed: the next file or socket to be opened would get it, and lose its bytes to the port.
 class CanDescriptor
 {
 public:

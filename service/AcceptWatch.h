@@ -9,9 +9,9 @@ class QTcpServer;
 namespace ky {
 
 /// Makes a listening server tell of an accept that fails. QTcpServer keeps the first error of its
-/// socket, and after a client that is "no other one waits": every later failure then passes for
-/// that, and the server is woken for the waiting client again and again. Here such a failure pauses
-/// the server and is told by QTcpServer::acceptError().
+/// socket. After a client that first error is "would block", which then hides every later one, and
+/// the server is woken for the waiting client again and again. Here such a failure pauses the
+/// server and is told by QTcpServer::acceptError().
 ///
 /// Thread: that of the server, whose child it is.
 class AcceptWatch : public QObject

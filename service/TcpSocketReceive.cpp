@@ -176,7 +176,7 @@ void TcpSocket::resolveData(qintptr handle)
 /// by now: one copy less for each byte. A short wait for more costs less than a turn of the event
 /// loop for each piece, where the socket reads the first of it itself. The end of the stream and
 /// errors are left for the socket to find. It returns in time for the event loop to do other work.
-/// Where there is no memory for the pieces the socket goes on alone.
+/// Without memory for the pieces the upload goes through the socket's buffer, as before.
 void TcpSocket::readStream()
 {
     try {

@@ -11,7 +11,7 @@
 class QTimer;
 class QUdpSocket;
 
-/// Keeps the host's clock and time zone: by an own NTP client, or through the platform script
+/// Keeps the host's clock and time zone: by its own NTP client, or through the platform script
 /// where there is one. Which of the two is decided afresh at each operation, by whether the script
 /// may be executed.
 ///
