@@ -9,9 +9,10 @@ class QTcpSocket;
 ///
 /// Thread: that of the caller, which is blocked for up to 5 s for each of connecting, writing, the
 /// first bytes and the piece behind those: 20 s with a peer that says nothing. An answer that goes
-/// on is taken for as long as it does; 5 s without a byte end it. One that comes in one piece is
-/// taken about 5 s after it has come. One object serves one caller at a time, and runs no event
-/// loop; the signals are emitted inside the call.
+/// on is taken for as long as it does; 5 s without a byte end it. There is no limit in all: a peer
+/// that goes on dripping bytes, for noise or for an announced 4 GiB, holds the caller without end.
+/// An answer that comes in one piece is taken about 5 s after it has come. One object serves one
+/// caller at a time, and runs no event loop; the signals are emitted inside the call.
 class Q_DECL_EXPORT KyTcpClient : public QObject
 {
     Q_OBJECT
