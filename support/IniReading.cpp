@@ -1,7 +1,7 @@
 #include "support/IniReading.h"
 
-#include "support/IniFormat.h"
 #include "support/InPlaceWrite.h"
+#include "support/IniFormat.h"
 
 #include <QDataStream>
 #include <QSettings>
