@@ -34,10 +34,14 @@ void clearNetworkLeftovers()
 {
     const PublicClass* host = PublicClass::init();
     for (const QString& folder :
-         {profileFolder(), certificateFolder(), hostPath(paths::kNetplanFolder),
-          folderOf(hostPath(paths::kModuleBlacklist)), folderOf(QLatin1String(settings::kFile)),
+         {certificateFolder(), folderOf(QLatin1String(settings::kFile)),
           host->applicationDir + QStringLiteral("/appInfo/backupFile"),
           QCoreApplication::applicationDirPath() + QStringLiteral("/appInfo/setting")})
+        clearLeftovers(folder);
+    if (host->hardwareType < 0)
+        return; // the host is left as it is
+    for (const QString& folder : {profileFolder(), hostPath(paths::kNetplanFolder),
+                                  folderOf(hostPath(paths::kModuleBlacklist))})
         clearLeftovers(folder);
 }
 

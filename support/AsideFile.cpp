@@ -20,7 +20,7 @@ namespace {
 
 /// A short name of its own: one made of the target's would be too long for a target whose name has
 /// all the 255 bytes that a name may have.
-constexpr char kPrefix[] = ".new-";
+constexpr char kPrefix[] = ".kynew-";
 constexpr char kOpenPart[] = "XXXXXX";
 constexpr int kOpenPartSize = sizeof kOpenPart - 1;
 constexpr int kMaxTries = 100;

@@ -26,7 +26,7 @@ QString fileBehindLinks(QString path);
 /// The kernel's own words at the end of an error text of replaceFile().
 QString reasonIn(const QString& error);
 
-/// Whether replaceFile() makes such names for what it writes aside: ".new-" and six letters or
+/// Whether replaceFile() makes such names for what it writes aside: ".kynew-" and six letters or
 /// digits. Whoever lists a folder passes over them.
 bool isAsideName(const QString& fileName);
 

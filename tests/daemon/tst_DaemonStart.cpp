@@ -103,7 +103,7 @@ void tst_DaemonStart::whatAKilledDaemonLeftIsClearedAway()
          {daemon.home() + "/appInfo", daemon.home() + "/appInfo/setting",
           daemon.home() + "/appInfo/backupFile", QFileInfo(daemon.settingsFile()).path()}) {
         QVERIFY(QDir().mkpath(folder));
-        left << folder + "/.new-aB3xY9";
+        left << folder + "/.kynew-aB3xY9";
         QVERIFY(QFile(left.last()).open(QIODevice::WriteOnly));
     }
 

@@ -48,6 +48,8 @@ private slots:
     void everythingFailingStillMakesTheObject();
     void whatAKilledProcessLeftIsClearedAway_data();
     void whatAKilledProcessLeftIsClearedAway();
+    void unknownBoardTouchesNoFolderOfTheHost_data();
+    void unknownBoardTouchesNoFolderOfTheHost();
 
     void netplanIsCreatedFromTheStaticTemplate();
     void netplanIsCreatedWithGatewayWhileBanned();
@@ -246,11 +248,10 @@ void tst_HostPreparation::whatAKilledProcessLeftIsClearedAway_data()
     QTest::addColumn<QString>("folder");
     QTest::addColumn<int>("board");
 
+    QTest::addRow("keyfiles") << "/etc/NetworkManager/system-connections" << 2;
+    QTest::addRow("netplan") << "/etc/netplan" << 2;
+    QTest::addRow("drivers") << "/etc/modprobe.d" << 2;
     for (const int board : {-2, 2}) {
-        QTest::addRow("keyfiles, board %d", board)
-            << "/etc/NetworkManager/system-connections" << board;
-        QTest::addRow("netplan, board %d", board) << "/etc/netplan" << board;
-        QTest::addRow("drivers, board %d", board) << "/etc/modprobe.d" << board;
         QTest::addRow("settings, board %d", board) << "/appInfo/setting" << board;
         QTest::addRow("hotspot, board %d", board) << "/appInfo/backupFile" << board;
         QTest::addRow("certificates, board %d", board) << "/certificates" << board;
@@ -265,13 +266,33 @@ void tst_HostPreparation::whatAKilledProcessLeftIsClearedAway()
     PublicClass::init()->applicationDir = _fixture->path(QStringLiteral("."));
     PublicClass::init()->writeIni(PublicClass::init()->settingsFile, "AppInfo/networkBackup",
                                   _fixture->path(QStringLiteral("certificates")));
-    _fixture->write(path + QStringLiteral("/.new-aB3xY9"), "[connection]\ntype=wifi\n");
-    _fixture->write(path + QStringLiteral("/.new-ab"), "not ours");
+    _fixture->write(path + QStringLiteral("/.kynew-aB3xY9"), "[connection]\ntype=wifi\n");
+    _fixture->write(path + QStringLiteral("/.kynew-ab"), "not ours");
 
     make(board);
 
-    QVERIFY(!QFile::exists(path + QStringLiteral("/.new-aB3xY9")));
-    QVERIFY(QFile::exists(path + QStringLiteral("/.new-ab")));
+    QVERIFY(!QFile::exists(path + QStringLiteral("/.kynew-aB3xY9")));
+    QVERIFY(QFile::exists(path + QStringLiteral("/.kynew-ab")));
+}
+
+void tst_HostPreparation::unknownBoardTouchesNoFolderOfTheHost_data()
+{
+    QTest::addColumn<QString>("folder");
+
+    for (const char* folder :
+         {"/etc/NetworkManager/system-connections", "/etc/netplan", "/etc/modprobe.d"})
+        QTest::newRow(folder) << QString::fromLatin1(folder);
+}
+
+void tst_HostPreparation::unknownBoardTouchesNoFolderOfTheHost()
+{
+    QFETCH(QString, folder);
+    const QString left = _fixture->path(folder.mid(1)) + QStringLiteral("/.kynew-aB3xY9");
+    _fixture->write(left, "[connection]\ntype=wifi\n");
+
+    make(-2);
+
+    QVERIFY(QFile::exists(left));
 }
 
 void tst_HostPreparation::netplanIsCreatedFromTheStaticTemplate()

@@ -291,11 +291,11 @@ void tst_ProfileQueries::wifiProfilesAreFoundByNameWhateverTheCase()
 /// A process was killed while it changed the profile: the copy has the same UUID and type.
 void tst_ProfileQueries::whatAKilledProcessLeftIsNoProfile()
 {
-    _fixture->writeProfile(QStringLiteral(".new-aB3xY9"), wifiProfile("left", "u", "left"));
+    _fixture->writeProfile(QStringLiteral(".kynew-aB3xY9"), wifiProfile("left", "u", "left"));
     QCOMPARE(_network->getCurrentWifiUUid(), QString());
     QCOMPARE(_network->getNetworkManagerSSIDFileNameBy(QStringLiteral("u")), QString());
     QVERIFY(_network->getNetworkManagerFileInfo(QStringLiteral("left")).isEmpty());
-    QCOMPARE(_network->getWifiPassword(QStringLiteral(".new-aB3xY9")), QString());
+    QCOMPARE(_network->getWifiPassword(QStringLiteral(".kynew-aB3xY9")), QString());
 
     _fixture->writeProfile(QStringLiteral("real"), wifiProfile("real", "u", "real"));
 

@@ -1037,7 +1037,7 @@ void tst_WifiConnections::typeOfAKeyfileIsAType()
 /// It goes at the next start; until then nobody counts it, so there is nothing to reload.
 void tst_WifiConnections::leftoverIsNoProfileToRemove()
 {
-    _fixture->writeProfile(QStringLiteral(".new-aB3xY9"), kWired);
+    _fixture->writeProfile(QStringLiteral(".kynew-aB3xY9"), kWired);
     _network->_aLXB10NetworkCardName = QStringLiteral("eth1");
 
     _network->deleteConnections(QStringLiteral("eth1"));

@@ -118,11 +118,12 @@ void tst_Leftovers::whatIsNoLeftoverStays_data()
 {
     QTest::addColumn<QString>("name");
 
-    QTest::newRow("too short") << ".new-abcde";
-    QTest::newRow("too long") << ".new-abcdefg";
-    QTest::newRow("other characters") << ".new-abc.ef";
-    QTest::newRow("letters of another script") << QStringLiteral(u".new-机器人机器人");
-    QTest::newRow("visible") << "new-abcdef";
+    QTest::newRow("too short") << ".kynew-abcde";
+    QTest::newRow("too long") << ".kynew-abcdefg";
+    QTest::newRow("other characters") << ".kynew-abc.ef";
+    QTest::newRow("letters of another script") << QStringLiteral(u".kynew-机器人机器人");
+    QTest::newRow("visible") << "kynew-abcdef";
+    QTest::newRow("another program's") << ".new-config";
     QTest::newRow("another prefix") << ".old-abcdef";
     QTest::newRow("hidden profile") << ".office.nmconnection";
 }
@@ -140,7 +141,7 @@ void tst_Leftovers::whatIsNoLeftoverStays()
 
 void tst_Leftovers::linkOfSuchANameStays()
 {
-    QVERIFY(QFile::link(QStringLiteral("file"), path(QStringLiteral(".new-abcdef"))));
+    QVERIFY(QFile::link(QStringLiteral("file"), path(QStringLiteral(".kynew-abcdef"))));
 
     clearLeftovers(_folder->path());
 
@@ -149,7 +150,7 @@ void tst_Leftovers::linkOfSuchANameStays()
 
 void tst_Leftovers::folderOfSuchANameStays()
 {
-    QVERIFY(QDir(_folder->path()).mkdir(QStringLiteral(".new-abcdef")));
+    QVERIFY(QDir(_folder->path()).mkdir(QStringLiteral(".kynew-abcdef")));
 
     clearLeftovers(_folder->path());
 
