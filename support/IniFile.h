@@ -22,7 +22,7 @@ QVariant readIniValue(const QString& file, const QString& key);
 ///
 /// The new text replaces the old one only after it has been read by QSettings: with each value that
 /// was set, and with every other key as it was. On false the file is as it was and `error` (may be
-/// null) tells why.
+/// null) tells why. A device or a pipe takes no settings.
 ///
 /// Other writers that lock the file as QSettings does are waited for, 10 s at most: then nothing is
 /// stored, see SettingsLock.
@@ -30,8 +30,10 @@ QVariant readIniValue(const QString& file, const QString& key);
 bool writeIniValues(const QString& file, const IniValues& values, QString* error = nullptr);
 
 /// The words for settings that could not be stored, in the log and as last error of an object whose
-/// operation was carried out all the same; and whether a last error is one of these.
+/// operation was carried out all the same.
 QString notStored(const QString& reason);
+
+/// Whether a last error is one of notStored().
 bool isNotStored(const QString& lastError);
 
 } // namespace ky
