@@ -49,6 +49,11 @@ DaemonNetwork::WirelessCard DaemonNetwork::lookForWirelessCard(QString& card)
     return WirelessCard::Ambiguous;
 }
 
+void DaemonNetwork::roamingReported(const QString& kind, const QString& text)
+{
+    emit sigRoamingReported(kind, text);
+}
+
 bool DaemonNetwork::isPresent(const QString& card)
 {
     const QVariantList interfaces = getAllInterfaces();

@@ -4,11 +4,14 @@
 
 namespace ky {
 
-/// The network administration with a look at what link supervision goes by.
+/// The network administration, with a look at what link supervision goes by and a signal for what
+/// roaming reports.
 ///
 /// Thread: that of the object, as for all of it.
 class DaemonNetwork : public SystemNetwork
 {
+    Q_OBJECT
+
 public:
     /// What is in force now: the settings file may hold newer values that nobody has read yet, and
     /// a period too short to be taken.
@@ -30,6 +33,13 @@ public:
     bool findWirelessCard(QString& card);
     /// Empty where neither the settings nor the interface table name one.
     const QString& wiredCardName() const { return _aLXB10NetworkCardName; }
+
+signals:
+    /// A report on roaming, see SystemNetwork::roamingReported().
+    void sigRoamingReported(const QString& kind, const QString& text);
+
+protected:
+    void roamingReported(const QString& kind, const QString& text) override;
 
 private:
     bool isPresent(const QString& card);

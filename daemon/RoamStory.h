@@ -6,12 +6,12 @@
 
 namespace ky {
 
-/// What the lines of RoamTrace come to: the link and the candidates as seen last, the last decision
+/// What the reports on roaming add up to: the link and the candidates as seen last, the last decision
 /// with its reasons, and the last move that was asked for.
 class RoamStory
 {
 public:
-    /// Takes the next line; `time` is when it came.
+    /// Takes the next report; `time` is when it came.
     void add(const QString& kind, const QString& text, const QString& time);
 
     /// "CurrentAP" and "ApList" (texts), "decision" (a list of one line, or two when it was to

@@ -71,7 +71,8 @@ RoamingCommands::RoamingCommands(const DaemonContext& context, std::shared_ptr<N
     : Subsystem(context)
     , _host(std::move(host))
 {
-    connect(&_trace, &RoamTrace::sigTold, this, &RoamingCommands::take, Qt::QueuedConnection);
+    connect(&_host->network(), &DaemonNetwork::sigRoamingReported, this, &RoamingCommands::take,
+            Qt::QueuedConnection);
     addWifiCommands();
     addSupervisionCommands();
     addScanThreadCommands();

@@ -2,7 +2,6 @@
 
 #include "daemon/NetworkHost.h"
 #include "daemon/RoamStory.h"
-#include "daemon/RoamTrace.h"
 #include "daemon/Subsystem.h"
 #include "network/WifiScanThread.h"
 
@@ -26,7 +25,6 @@ private:
     Answer startScanThread(const Arguments& config);
 
     std::shared_ptr<NetworkHost> _host;
-    RoamTrace _trace;
     RoamStory _story;
     WifiScanThread _scanThread;
 };

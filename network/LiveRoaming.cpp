@@ -1,7 +1,8 @@
 #include "network/LiveRoaming.h"
 
 #include "host/PublicClass.h"
-#include "network/RoamingLog.h"
+#include "network/HostCommands.h"
+#include "network/NetworkLog.h"
 #include "network/SystemNetwork.h"
 #include "network/decisions/RoamCandidates.h"
 #include "network/tools/ToolLines.h"
@@ -13,6 +14,7 @@ namespace ky {
 
 namespace {
 
+constexpr int kLinkLimitMs = limits::kLinkMs;
 constexpr int kWpaLimitMs = limits::kToolMs;
 constexpr int kReconnectLimitMs = limits::kReconnectMs;
 
@@ -26,23 +28,52 @@ bool startScan(const QString& card)
            !isScanBusy(output);
 }
 
-/// The candidates for a link, told to the log together with the link itself.
-BandLists candidatesOf(const QVector<AccessPoint>& seen, const QString& ssid, const QString& bssid,
-                       int nowDbm)
+/// The candidates for a link, reported together with the link itself.
+BandLists candidatesFor(const LinkState& link, const QVector<AccessPoint>& seen,
+                        const RoamListener& listener)
 {
     BandLists lists;
-    QString text = QStringLiteral("%1|%2|").arg(bssid).arg(nowDbm);
+    QString text = QStringLiteral("%1|%2|").arg(link.bssid).arg(link.signalDbm);
     for (const AccessPoint& accessPoint : seen) {
-        if (!isRoamTarget(accessPoint, ssid, bssid))
+        if (!isRoamTarget(accessPoint, link.ssid, link.bssid))
             continue;
         lists.add(accessPoint);
         text += QStringLiteral("%1|%2|").arg(accessPoint.bssid).arg(accessPoint.signalDbm());
     }
-    logForFollowers(QStringLiteral("[ApList][%1]").arg(text));
+    reportRoaming(listener, kRoamApList, text);
     return lists;
 }
 
+void reportCurrentAp(const RoamListener& listener, const QString& bssid, int signalDbm)
+{
+    reportRoaming(listener, kRoamCurrentAp, QStringLiteral("%1|%2").arg(bssid).arg(signalDbm));
+}
+
 } // namespace
+
+std::optional<LinkState> readLink(SystemNetwork& network, const QString& card,
+                                  const RoamListener& listener)
+{
+    if (card.isEmpty()) {
+        network.setLastError(
+            QStringLiteral("The name of the device to query the network connection is empty"));
+        return std::nullopt;
+    }
+    QString output;
+    if (!runOnHost(network, shellLine(lines::kIwLink, card), kLinkLimitMs, output)) {
+        reportCurrentAp(listener, QStringLiteral("No-AP"), 0);
+        return std::nullopt;
+    }
+    const LinkState link = parseIwLink(output);
+    if (!link.isAssociated()) {
+        KY_LOG_WARNING_AS(kyNetworkLog, "getIwconfig")
+            << QStringLiteral("ssid:%1 bssid:%2").arg(link.ssid, link.bssid);
+        reportCurrentAp(listener, QStringLiteral("No-AP"), 0);
+        return std::nullopt;
+    }
+    reportCurrentAp(listener, link.bssid, link.signalDbm);
+    return link;
+}
 
 void reconnectWifi(SystemNetwork& network, const QString& card)
 {
@@ -51,15 +82,15 @@ void reconnectWifi(SystemNetwork& network, const QString& card)
 }
 
 // WifiScanThread decides by signs and defaults of its own: the two are apart on purpose.
-void roamOnce(SystemNetwork& network, const QString& card, const RoamLimits& limits)
+void roamOnce(SystemNetwork& network, const QString& card, const RoamLimits& limits,
+              const RoamListener& listener)
 {
-    QVariantMap link;
-    if (!network.getIwconfig(card, link)) {
+    const std::optional<LinkState> link = readLink(network, card, listener);
+    if (!link) {
         reconnectWifi(network, card);
         return;
     }
-    const int nowDbm = link.value(QStringLiteral("signalLevel")).toInt();
-    if (!needsScan(nowDbm, limits) || !startScan(card))
+    if (!needsScan(link->signalDbm, limits) || !startScan(card))
         return;
     QString output;
     if (!PublicClass::init()->processCmd(shellLine(lines::kWpaScanResult, card), output,
@@ -68,15 +99,13 @@ void roamOnce(SystemNetwork& network, const QString& card, const RoamLimits& lim
 
     const ScanTable table = parseScanTable(output);
     logScanTable(table, "slotAutoConnectEth1Ethernet");
-    const BandLists candidates =
-        candidatesOf(table.rows, link.value(QStringLiteral("ssid")).toString(),
-                     link.value(QStringLiteral("bssid")).toString(), nowDbm);
+    const BandLists candidates = candidatesFor(*link, table.rows, listener);
     const std::optional<AccessPoint> best5G = candidates.fiveGhz.strongest();
     const std::optional<AccessPoint> best24G = candidates.twoFourGhz.strongest();
-    const RoamLevels levels{nowDbm, levelOf(best5G), levelOf(best24G)};
+    const RoamLevels levels{link->signalDbm, levelOf(best5G), levelOf(best24G)};
     const RoamReason reason = chooseRoam(levels, limits);
-    for (const QString& line : roamLogLines(reason, levels, limits))
-        logForFollowers(line);
+    for (const QString& text : roamDecisionTexts(reason, levels, limits))
+        reportRoaming(listener, kRoamText, text);
     if (reason != RoamReason::Stay)
         network.switchAP(card, is5GHz(reason) ? best5G->bssid : best24G->bssid);
 }

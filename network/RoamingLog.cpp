@@ -6,51 +6,52 @@ namespace ky {
 
 namespace {
 
-QStringList stayLines(const RoamLevels& levels)
+QStringList stayTexts(const RoamLevels& levels)
 {
-    QStringList lines;
+    QStringList texts;
     if (levels.best5GDbm)
-        lines << QStringLiteral("[text][Not Switch AP:CurrentRssi:%1 Max5GRssi:%2]")
+        texts << QStringLiteral("Not Switch AP:CurrentRssi:%1 Max5GRssi:%2")
                      .arg(levels.nowDbm)
                      .arg(*levels.best5GDbm);
     if (levels.best24GDbm) // the marker %3 is its own, and is filled as the second
-        lines << QStringLiteral("[text][Not Switch AP:CurrentRssi:%1 Max2.4GRssi:%3]")
+        texts << QStringLiteral("Not Switch AP:CurrentRssi:%1 Max2.4GRssi:%3")
                      .arg(levels.nowDbm)
                      .arg(*levels.best24GDbm);
-    return lines;
+    return texts;
 }
 
-QString moveLine(const char* text, int nowDbm, std::optional<int> bestDbm, int limit)
+QString moveText(const char* pattern, int nowDbm, std::optional<int> bestDbm, int limit)
 {
-    return QString::fromLatin1(text).arg(nowDbm).arg(bestDbm.value_or(0)).arg(limit);
+    return QString::fromLatin1(pattern).arg(nowDbm).arg(bestDbm.value_or(0)).arg(limit);
 }
 
 } // namespace
 
-void logForFollowers(const QString& text)
+void reportRoaming(const RoamListener& listener, const char* kind, const QString& text)
 {
-    qCInfo(kyNetworkLog).noquote().nospace() << "[info]" << text;
+    qCInfo(kyNetworkLog).noquote().nospace() << "[info][" << kind << "][" << text << ']';
+    listener(QLatin1String(kind), text);
 }
 
-QStringList roamLogLines(RoamReason reason, const RoamLevels& levels, const RoamLimits& limits)
+QStringList roamDecisionTexts(RoamReason reason, const RoamLevels& levels, const RoamLimits& limits)
 {
     switch (reason) {
     case RoamReason::Margin5G:
-        return {moveLine("[text][Switch AP(5G):%1->%2(%3)]", levels.nowDbm, levels.best5GDbm,
+        return {moveText("Switch AP(5G):%1->%2(%3)", levels.nowDbm, levels.best5GDbm,
                          limits.switchingDb)};
     case RoamReason::Margin24G:
-        return {moveLine("[text][Switch AP(2.4G):%1->%2(%3)]", levels.nowDbm, levels.best24GDbm,
+        return {moveText("Switch AP(2.4G):%1->%2(%3)", levels.nowDbm, levels.best24GDbm,
                          limits.switchingDb)};
     case RoamReason::Floor5G: // the doubled word is what readers of the log look for
-        return {moveLine("[text][Auto Switch Switch AP(5G):%1->%2(%3)]", levels.nowDbm,
-                         levels.best5GDbm, limits.autoSwitchDbm)};
+        return {moveText("Auto Switch Switch AP(5G):%1->%2(%3)", levels.nowDbm, levels.best5GDbm,
+                         limits.autoSwitchDbm)};
     case RoamReason::Floor24G:
-        return {moveLine("[text][Auto Switch AP(2.4G):%1->%2(%3)]", levels.nowDbm,
-                         levels.best24GDbm, limits.autoSwitchDbm)};
+        return {moveText("Auto Switch AP(2.4G):%1->%2(%3)", levels.nowDbm, levels.best24GDbm,
+                         limits.autoSwitchDbm)};
     case RoamReason::Stay:
         break;
     }
-    return stayLines(levels);
+    return stayTexts(levels);
 }
 
 void logScanTable(const ScanTable& table, const char* function)

@@ -278,6 +278,13 @@ public slots:
     void slotAutoConnectEth1Ethernet();
 
 protected:
+    /// Called with each report on roaming, right after its log line `[info][kind][text]`, whether
+    /// or not that line is logged. `kind` is "CurrentAP" (`text` is "BSSID|dBm" of the access point
+    /// in use, or "No-AP|0"), "ApList" ("BSSID|dBm|" of the one in use and of each candidate) or
+    /// "text" (a decision, or a roam that is asked for). Does nothing here: for classes derived
+    /// from this one. Runs within the operation that reports, on its thread, so keep it short.
+    virtual void roamingReported(const QString& kind, const QString& text);
+
     qint64 requstHandle = 0; ///< request in progress
     int requstNumber = 0;
     QStringList _networkCardNames;            ///< in the order of their hardware addresses

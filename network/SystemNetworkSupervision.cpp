@@ -127,9 +127,11 @@ void SystemNetwork::slotAutoConnectEth1Ethernet()
         if (next == AfterProbe::Repair)
             reconnectWifi(*this, _wirelessCardName);
         else if (next == AfterProbe::Roam)
-            roamOnce(*this, _wirelessCardName,
-                     {_startScanningSignal, _switchingSignal, _autoSwitchBestAPSignal,
-                      _isSwitchOnlyTo5G});
+            roamOnce(
+                *this, _wirelessCardName,
+                {_startScanningSignal, _switchingSignal, _autoSwitchBestAPSignal,
+                 _isSwitchOnlyTo5G},
+                [this](const QString& kind, const QString& text) { roamingReported(kind, text); });
     }
     startWaitTimer();
 }

@@ -1,5 +1,6 @@
 #include "host/PublicClass.h"
 #include "network/HostCommands.h"
+#include "network/LiveRoaming.h"
 #include "network/NetworkLog.h"
 #include "network/NetworkSettings.h"
 #include "network/RoamingLog.h"
@@ -47,8 +48,10 @@ QVariantList displayList(const ScanTable& table)
 
 QVariantList SystemNetwork::getApList()
 {
-    QVariantMap link;
-    if (!getIwconfig(_wirelessCardName, link))
+    const std::optional<LinkState> link =
+        readLink(*this, _wirelessCardName,
+                 [this](const QString& kind, const QString& text) { roamingReported(kind, text); });
+    if (!link)
         return {};
     QString output;
     if (!runOnHost(*this, shellLine(lines::kWpaScan, _wirelessCardName), kWpaLimitMs) ||
@@ -56,14 +59,12 @@ QVariantList SystemNetwork::getApList()
                    output))
         return {};
 
-    const QString ssid = link.value(QStringLiteral("ssid")).toString();
-    const QString bssid = link.value(QStringLiteral("bssid")).toString();
     QVariantList list;
     const ScanTable table = parseScanTable(output);
     logScanTable(table, __func__);
     for (const AccessPoint& accessPoint : table.rows) {
-        if (accessPoint.ssid == ssid)
-            list.append(apListEntry(accessPoint, bssid));
+        if (accessPoint.ssid == link->ssid)
+            list.append(apListEntry(accessPoint, link->bssid));
     }
     return list;
 }

@@ -34,6 +34,19 @@ QString roam(const char* bssid)
     return QStringLiteral("sudo wpa_cli -i wlan0 roam '%1' ").arg(QLatin1String(bssid));
 }
 
+/// A class derived from the network, which keeps what it is told of roaming.
+class ListeningNetwork : public OpenNetwork
+{
+public:
+    QStringList reports;
+
+protected:
+    void roamingReported(const QString& kind, const QString& text) override
+    {
+        reports << kind + QLatin1Char(' ') + text;
+    }
+};
+
 } // namespace
 
 /// The roaming step within a cycle of supervision that has nothing else to do, and the queries
@@ -62,6 +75,10 @@ private slots:
     void logLinesOfEveryRule_data();
     void logLinesOfEveryRule();
     void bothBestsAreNamedWhenStaying();
+    void stepIsReportedWithTheLogOff();
+    void lostApIsReportedWithTheLogOff();
+    void queriesAndRoamsByHandAreReported();
+    void reportsAreWhatTheLogSays();
     void busyScanEndsTheStep();
     void failedScanEndsTheStep();
     void failedTableEndsTheStep();
@@ -89,13 +106,13 @@ private:
     QStringList step(const QString& linkText, const QString& rows);
 
     std::unique_ptr<NetworkFixture> _fixture;
-    std::unique_ptr<OpenNetwork> _network;
+    std::unique_ptr<ListeningNetwork> _network;
 };
 
 void tst_LiveRoaming::init()
 {
     _fixture = std::make_unique<NetworkFixture>();
-    _network = std::make_unique<OpenNetwork>();
+    _network = std::make_unique<ListeningNetwork>();
     _network->_wirelessCardName = QStringLiteral("wlan0");
     _network->_wirelessUUID = QStringLiteral("uuid-1");
     _network->_isEnabledRoaming = true;
@@ -295,6 +312,49 @@ void tst_LiveRoaming::bothBestsAreNamedWhenStaying()
              (QStringList{
                  QStringLiteral("[info][text][Not Switch AP:CurrentRssi:-70 Max5GRssi:-69]"),
                  QStringLiteral("[info][text][Not Switch AP:CurrentRssi:-70 Max2.4GRssi:-68]")}));
+}
+
+void tst_LiveRoaming::stepIsReportedWithTheLogOff() // as the fixture leaves it
+{
+    step(link(-70), row("02:05", 5200, -60));
+
+    QCOMPARE(_network->reports,
+             (QStringList{"CurrentAP 02:00|-70", "ApList 02:00|-70|02:05|-60|",
+                          "text Switch AP(5G):-70->-60(7)", "text Switch AP:02:05"}));
+}
+
+void tst_LiveRoaming::lostApIsReportedWithTheLogOff()
+{
+    step(QStringLiteral("Not connected.\n"), {});
+
+    QCOMPARE(_network->reports, QStringList("CurrentAP No-AP|0"));
+}
+
+void tst_LiveRoaming::queriesAndRoamsByHandAreReported()
+{
+    _fixture->host().answer(kLink, link(-50));
+    QVariantMap map;
+
+    _network->getIwconfig(QStringLiteral("wlan0"), map);
+    _network->getApList();
+    _network->switchAP(QStringLiteral("wlan0"), QStringLiteral("02:01"));
+
+    QCOMPARE(_network->reports,
+             (QStringList{"CurrentAP 02:00|-50", "CurrentAP 02:00|-50", "text Switch AP:02:01"}));
+}
+
+void tst_LiveRoaming::reportsAreWhatTheLogSays()
+{
+    LogCapture log;
+
+    step(link(-70), row("02:24", 2412, -68) + row("02:05", 5200, -69));
+
+    QStringList lines;
+    for (const QString& report : qAsConst(_network->reports))
+        lines << QStringLiteral("[info][%1][%2]")
+                     .arg(report.section(' ', 0, 0), report.section(' ', 1));
+    QCOMPARE(lines.size(), 4);
+    QCOMPARE(log.lines().filter(QStringLiteral("[info]")), lines);
 }
 
 void tst_LiveRoaming::busyScanEndsTheStep()
