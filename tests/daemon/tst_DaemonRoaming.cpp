@@ -12,10 +12,12 @@
 namespace {
 
 constexpr int kWifiStatus = 2351;
+constexpr int kWifiLink = 2355;
 constexpr int kSupervisionSet = 2357;
 constexpr int kSupervisionPause = 2359;
 constexpr int kSubscribe = 2003;
 constexpr int kLinkEvent = 2900;
+constexpr int kRoamingEvent = 2925;
 
 } // namespace
 
@@ -41,6 +43,7 @@ private slots:
     void pauseWaitsItsTurnOnTheNetworkThread();
     void statusTellsWhatIsInForce();
     void reportOfALostLinkReachesWhoAskedForIt();
+    void roamingIsPublishedWithTheLogOff();
     void runningScanThreadKeepsNoDaemon();
 
 private:
@@ -272,6 +275,24 @@ void tst_DaemonRoaming::reportOfALostLinkReachesWhoAskedForIt()
     QCOMPARE(event.type, kLinkEvent);
     QCOMPARE(event.map().value("state").toString(), QString("lost"));
     QCOMPARE(host.lines().filter("ping -c 1 203.0.113.9").size(), 1);
+}
+
+void tst_DaemonRoaming::roamingIsPublishedWithTheLogOff()
+{
+    DaemonFixture daemon;
+    SimulatedHost host;
+    daemon.runUnder({"env", "QT_LOGGING_RULES=ky.network=false", programPath("hostsim"), "run",
+                     "--state", host.folder(), "--"});
+    QVERIFY2(daemon.start(), qPrintable(daemon.errorText()));
+    FrameClient client(daemon.port());
+    QCOMPARE(client.ask(kSubscribe, {}, R"({"events":["event_roaming"]})").code(), 0);
+
+    QCOMPARE(FrameClient(daemon.port()).ask(kWifiLink).code(), 0); // the card is on no network
+
+    const WireFrame event = client.receive();
+    QCOMPARE(event.type, kRoamingEvent);
+    QCOMPARE(event.map().value("kind").toString(), QString("CurrentAP"));
+    QCOMPARE(event.map().value("text").toString(), QString("No-AP|0"));
 }
 
 void tst_DaemonRoaming::runningScanThreadKeepsNoDaemon()
