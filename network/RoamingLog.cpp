@@ -13,7 +13,7 @@ QStringList stayTexts(const RoamLevels& levels)
         texts << QStringLiteral("Not Switch AP:CurrentRssi:%1 Max5GRssi:%2")
                      .arg(levels.nowDbm)
                      .arg(*levels.best5GDbm);
-    if (levels.best24GDbm) // the marker %3 is its own, and is filled as the second
+    if (levels.best24GDbm) // arg() fills %3 second: there is no %2
         texts << QStringLiteral("Not Switch AP:CurrentRssi:%1 Max2.4GRssi:%3")
                      .arg(levels.nowDbm)
                      .arg(*levels.best24GDbm);

@@ -225,7 +225,7 @@ bool SystemNetwork::initFactorySettingsIP()
     if (!readMACNameForTxt() || _wiredMacName.isEmpty())
         return false;
     const auto card = namesByMac.find(_wiredMacName);
-    // Without the card an empty request goes its way: it still removes the old profile.
+    // Without the card an empty request is made all the same: it still removes the old profile.
     setWiredNetworkIPconfig(card == namesByMac.end() ? QVariantMap()
                                                      : internalAddressRequest(*card));
     return true;

@@ -23,7 +23,7 @@ constexpr int kWireless = 1;
 
 constexpr char kWiredStartFile[] = "appInfo/setting/wiredNetworkCard.json";
 
-constexpr char kSwitching[] = "setWirelessCardStatus"; ///< as the log calls all of it
+constexpr char kSwitching[] = "setWirelessCardStatus"; ///< function name in all its log lines
 
 /// Whether the platform script switches Wi-Fi cards on this board.
 bool hasWirelessFunction(SystemNetwork& network)

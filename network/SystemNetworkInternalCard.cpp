@@ -59,8 +59,8 @@ void SystemNetwork::dispLocalWiredNetInfo(const char* name, QVariantMap& info)
     std::printf("%s:\n", name);
     _wiredCardName = QString::fromUtf8(name);
     KernelCard card;
-    // The socket stays open for a name that is no card: callers only ever pass names of cards, and
-    // what they may rely on is that nothing else happens on this path.
+    // The socket stays open if no card has this name. Callers only pass names of cards, and rely on
+    // nothing else happening on this path.
     if (!readHardwareAddress(socketFd, name, card))
         return;
     readAddresses(socketFd, name, card);

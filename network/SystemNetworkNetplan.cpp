@@ -23,7 +23,7 @@ constexpr char kStaticTemplate[] = "%1/appInfo/setting/00-installer-config-stati
 constexpr char kGatewayTemplate[] = "%1/appInfo/setting/00-installer-config-gateway4.yaml";
 constexpr char kWifiTemplate[] = "%1/wifiConfig.yaml";
 
-constexpr char kCopying[] = "copyNetplanYaml"; ///< as the log calls all of it
+constexpr char kCopying[] = "copyNetplanYaml"; ///< function name in all its log lines
 
 QString besideProgram(const char* path)
 {

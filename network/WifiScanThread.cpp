@@ -25,7 +25,7 @@ constexpr int kRoamLimitMs = limits::kToolMs;
 constexpr char kLinkFile[] = "1.txt";
 constexpr qint64 kSliceMs = 50; ///< of a pause: how long it takes to notice an interruption
 
-constexpr char kRun[] = "run"; ///< what the log calls the whole of a cycle
+constexpr char kRun[] = "run"; ///< function name in all log lines of a cycle
 
 IwconfigState readLink()
 {
@@ -164,8 +164,8 @@ void WifiScanThread::run()
     const Parameters parameters{queryTime,       isSwitchOnlyTo5G,       startScanningSignal,
                                 switchingSignal, autoSwitchBestAPSignal, wirelessCardName};
     locker.unlock();
-    // The sense of the flag is what it is: a thread that nobody has asked to stop makes one cycle,
-    // one that is asked to stop goes on. Interruption is what ends it.
+    // The flag works backwards, and callers know: a thread that nobody has asked to stop makes one
+    // cycle, one that was asked to stop goes on. Interruption ends it.
     do {
         pauseFor(parameters.queryTimeMs);
     } while (!isInterruptionRequested() && runCycle(parameters) && isNeedStop());

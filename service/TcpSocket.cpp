@@ -198,7 +198,6 @@ void TcpSocket::slotReadyRead()
         if (_isDirect && isStreaming())
             readStream();
     } catch (const std::bad_alloc&) {
-        _buffer.clear();
         giveUp(__func__, _intptr, "a read", quint64(size));
     }
     if (!_upgradeFile.isOpen())

@@ -4,8 +4,8 @@
 
 namespace ky {
 
-/// What the report for the robot software is made from: what is known of the two cards and of the
-/// link, and the address of the operator panel.
+/// Sources of the report for the robot software: the two cards, the link, and the address of the
+/// operator panel.
 struct HalyardSources
 {
     bool hasWifi = false; ///< the wireless card could be read
@@ -17,8 +17,8 @@ struct HalyardSources
     QString hmiIp;
 };
 
-/// The report: "ip", "ssid", "rssi", "ap_mac", "mac", "local_mac", "connection_status". What is
-/// not known is left out. "connection_status" is 0 only with neither card connected and the
+/// The report: "ip", "ssid", "rssi", "ap_mac", "mac", "local_mac", "connection_status". Unknown
+/// values are left out. "connection_status" is 0 only with neither card connected and the
 /// address of a panel set.
 QVariantMap halyardReport(const HalyardSources& sources);
 

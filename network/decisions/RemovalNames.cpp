@@ -18,7 +18,7 @@ bool isLetterOrDigitOfAnyScript(QChar c)
     return c.isLetterOrNumber();
 }
 
-/// The kernel allows it in a card's name, and grep takes it for the character that it is.
+/// The kernel accepts it in a name, and grep takes it literally.
 bool fitsCardName(QChar c)
 {
     return c.unicode() > 0x20 && c.unicode() != 0x7f && !c.isSpace() &&

@@ -8,9 +8,9 @@ namespace ky {
 struct RoamLimits
 {
     int startScanningDbm = 0; ///< a link above this level is left alone
-    int switchingDb = 0;      ///< what a candidate must be better by
+    int switchingDb = 0;      ///< smallest gain worth a move
     int autoSwitchDbm = 0;    ///< at this level or below any gain will do
-    bool isOnlyTo5G = false;  ///< 2.4 GHz candidates are passed over
+    bool isOnlyTo5G = false;  ///< 2.4 GHz candidates are ignored
 };
 
 /// Levels in dBm: of the link, and of the strongest candidate of each band.

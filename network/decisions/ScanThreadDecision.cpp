@@ -51,7 +51,7 @@ QString scanThreadLine(ScanThreadMove move, const ScanThreadInput& input)
         return switchText.arg(best24G).arg(input.nowDbm).arg(input.switchingDb);
     case ScanThreadMove::AutoSwitch5G:
         return QStringLiteral("Auto Switch AP:[%1>%2]").arg(best5G).arg(input.nowDbm);
-    case ScanThreadMove::ReportOnly24G: // the marker %3 is its own, and is filled as the second
+    case ScanThreadMove::ReportOnly24G: // arg() fills %3 second: there is no %2
         return QStringLiteral("Not Switch AP:[CurrentRssi:%1 Max2.4GRssi:%3]")
             .arg(input.nowDbm)
             .arg(best24G);

@@ -37,7 +37,7 @@ struct ScanThreadDecision
 /// only, and the test at the floor does not compare the two levels.
 ScanThreadDecision decideScanThread(const ScanThreadInput& input);
 
-/// What the log tells of a move; empty for staying.
+/// The log line of a move; empty for Stay.
 QString scanThreadLine(ScanThreadMove move, const ScanThreadInput& input);
 
 } // namespace ky

@@ -13,7 +13,7 @@ struct SupervisionState
     int method = 0; ///< 0 no check, 1 ping, 2 HTTP
     bool hasPingTarget = false;
     bool hasUrlTarget = false;
-    bool isReporting = false;        ///< tells the daemon how each probe went
+    bool isReporting = false;        ///< the daemon hears how each probe went
     bool isRepairingByReset = false; ///< a lost link is connected anew
 };
 
@@ -61,7 +61,7 @@ Probe chooseProbe(const SupervisionState& state);
 /// What a probe of a working cycle leads to.
 ProbeOutcome judgeProbe(const SupervisionState& state, bool isLinkGood);
 
-/// What is told of a probe, in a watching cycle as in a working one.
+/// The report of a probe, the same in watching and working cycles.
 LinkReport reportOf(const SupervisionState& state, bool isLinkGood);
 
 /// Whether the settings alone ask for a cycle that watches and reports. Such a cycle starts by

@@ -10,8 +10,7 @@ namespace ky {
 QByteArray rewrittenHostapdConf(const QByteArray& text, const QString& ssid,
                                 const QString& passPhrase);
 
-/// Whether a value can stand in one line of such a file. One with a line end would bring settings
-/// of its own into it.
+/// Whether a value fits into one line of such a file: a line end in it would smuggle in settings.
 bool fitsHostapdConf(const QString& value);
 
 } // namespace ky

@@ -28,7 +28,7 @@ QStringList uuidsIn(const QString& output);
 struct DeviceShow
 {
     QVector<QPair<QString, QString>> rows;
-    QStringList unreadable; ///< lines without the gap that parts label and value
+    QStringList unreadable; ///< lines without the gap between label and value
 };
 
 /// Reads the rows whose label and value are 15 to 29 blanks apart; the tool aligns values in one

@@ -9,8 +9,8 @@ namespace ky {
 /// Folder of NetworkManager's keyfiles.
 QString profileFolder();
 
-/// File names in a folder of keyfiles, hidden ones too, by name whatever the case, without
-/// what a killed process has left beside them. Empty if there is no such folder.
+/// Names of the files in a folder of keyfiles, hidden ones included, sorted by name ignoring case.
+/// Leftovers of a killed process are skipped. Empty if there is no such folder.
 QStringList profileFiles(const QString& folder);
 
 /// A keyfile and what it is called, without its folder.
@@ -22,8 +22,8 @@ struct Profile
     bool isFound() const { return !fileName.isEmpty(); }
 };
 
-/// The keyfile of this name in profileFolder(). Empty for a name with a folder in it
-/// and for a file that a killed process has left there.
+/// The keyfile of this name in profileFolder(). A name with a folder in it, or that of a leftover,
+/// gives an empty one.
 KeyFile profileNamed(const QString& fileName);
 
 /// The first profile, in the order of profileFiles(), whose key has this value. An empty value does

@@ -15,11 +15,11 @@ struct ScanTable
     bool isSingleRow = false; ///< a text without a line feed is one row without a header
 };
 
-/// Reads a scan table; SSIDs are decoded. Rows with fewer than five fields are dropped without a
-/// word.
+/// Reads a scan table; SSIDs are decoded. Rows with fewer than five fields are
+/// silently dropped.
 ScanTable parseScanTable(const QString& text);
 
-/// The answer of `wpa_cli scan` while another scan is on its way, with exit status 0.
+/// The answer of `wpa_cli scan` while another scan is running; its exit status is 0.
 bool isScanBusy(const QString& text);
 
 } // namespace ky
