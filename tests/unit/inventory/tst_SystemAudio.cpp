@@ -1,5 +1,6 @@
-#include "../ClosedFolder.h"
+#include "ClosedFolder.h"
 #include "HostFolder.h"
+#include "LogCapture.h"
 
 #include "inventory/SystemAudio.h"
 
@@ -17,14 +18,6 @@ constexpr char kReadPlayback[] = "amixer get Playback | grep -Po '[0-9][0-9]%'";
 RecordedHost& host()
 {
     return RecordedHost::instance();
-}
-
-QString lastDebugLine;
-
-void keepDebugLine(QtMsgType type, const QMessageLogContext& context, const QString& text)
-{
-    if (type == QtDebugMsg && QByteArray(context.category) == "ky.inventory")
-        lastDebugLine = text;
 }
 
 QByteArray confOf(const QByteArray& index)
@@ -568,13 +561,12 @@ void tst_SystemAudio::allDevicesAreReadByCat()
 void tst_SystemAudio::cardIsNotedInTheLog()
 {
     QVERIFY(QDir().mkpath(_host->path("/etc")));
-    lastDebugLine.clear();
-    const QtMessageHandler before = qInstallMessageHandler(keepDebugLine);
+    const LogCapture log("ky.inventory");
 
     QVERIFY(_audio->setAudioCard("2"));
 
-    qInstallMessageHandler(before);
-    QVERIFY2(lastDebugLine.endsWith("/etc/asound.conf cardIndex: 2"), qPrintable(lastDebugLine));
+    const QString line = log.of("ky.inventory").value(log.of("ky.inventory").size() - 1);
+    QVERIFY2(line.endsWith("/etc/asound.conf cardIndex: 2"), qPrintable(line));
 }
 
 QTEST_GUILESS_MAIN(tst_SystemAudio)

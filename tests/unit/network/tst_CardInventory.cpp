@@ -238,7 +238,7 @@ void tst_CardInventory::namesStandInTheOrderOfTheAddresses()
 
 void tst_CardInventory::namesAreLogged()
 {
-    const LogCapture log;
+    const LogCapture log("ky.network");
 
     _network->getNetworkWifiMap();
 
@@ -258,7 +258,7 @@ void tst_CardInventory::flagsOfAnInterfaceAreTested()
 
 void tst_CardInventory::flagTestIsLogged()
 {
-    const LogCapture log;
+    const LogCapture log("ky.network");
 
     _network->isNetworkInterfaceFlag(QStringLiteral("lo"), QNetworkInterface::IsLoopBack);
 
@@ -409,7 +409,7 @@ void tst_CardInventory::profileOfAnotherUuidLeavesDhcpAlone()
 void tst_CardInventory::unreadableRowsAreLogged()
 {
     _fixture->host().answer(kShow, QStringLiteral("A: b\nGENERAL.DEVICE:                wlan0\n"));
-    const LogCapture log;
+    const LogCapture log("ky.network");
     QVariantMap info;
 
     _network->getNetInfo(QStringLiteral("wlan0"), info);
@@ -423,7 +423,7 @@ void tst_CardInventory::unreadableRowsAreLogged()
 void tst_CardInventory::outputWithoutLineFeedIsLogged()
 {
     _fixture->host().fail(kShow, QStringLiteral("sh: nmcli: not found"));
-    const LogCapture log;
+    const LogCapture log("ky.network");
     QVariantMap info;
 
     _network->getNetInfo(QStringLiteral("wlan0"), info);
@@ -438,7 +438,7 @@ void tst_CardInventory::eachCardOperationLogsInItsOwnName()
     _fixture->host().answer(kCards, QStringLiteral("wlan0\n"));
     _fixture->host().fail(kShow, QStringLiteral("no"));
     _network->_aLXB10NetworkCardName = QStringLiteral("wlan0");
-    const LogCapture log;
+    const LogCapture log("ky.network");
     QVariantMap info;
 
     _network->getNetworkCardInfo(QStringLiteral("wlan0"), info);
@@ -665,7 +665,7 @@ void tst_CardInventory::examinedCardIsPrintedAndLogged()
     if (isInOwnNetwork)
         QVERIFY(setLoopback("127.0.0.1"));
     QVariantMap info;
-    const LogCapture log;
+    const LogCapture log("ky.network");
     QByteArray printed;
     {
         const TakenOutput output(stdout);

@@ -212,7 +212,7 @@ void tst_CardSwitching::onThatFails()
 
 void tst_CardSwitching::scriptBans()
 {
-    LogCapture log;
+    LogCapture log("ky.network");
     useScript(QStringLiteral("audio wireless time\n"));
     const QString ban = QStringLiteral("sudo %1 wireless ban wlan0").arg(script());
     _fixture->host().answer(ban, QStringLiteral("done"));
@@ -230,7 +230,7 @@ void tst_CardSwitching::scriptBans()
 
 void tst_CardSwitching::scriptSwitchesOn()
 {
-    LogCapture log;
+    LogCapture log("ky.network");
     useScript(QStringLiteral("wireless"));
     _network->_autoConnectSSIDTimer->stop();
 
@@ -307,7 +307,7 @@ void tst_CardSwitching::changedWiredCardIsStored()
 
 void tst_CardSwitching::changedWirelessCardIsStored()
 {
-    LogCapture log;
+    LogCapture log("ky.network");
 
     QVERIFY(_network->changedNetworkCardStatus(1, true));
     QVERIFY(_network->_isDisableWirelessNetworkCard);

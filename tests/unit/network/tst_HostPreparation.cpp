@@ -1,4 +1,4 @@
-#include "../ClosedFolder.h"
+#include "ClosedFolder.h"
 #include "LogCapture.h"
 #include "NetworkFixture.h"
 
@@ -364,7 +364,7 @@ void tst_HostPreparation::netplanWithoutTemplateFails()
     if (isThere)
         _fixture->write(live(), "gateway4\n");
     const auto network = make(-2);
-    LogCapture log;
+    LogCapture log("ky.network");
 
     QVERIFY(!network->copyNetplanYaml());
 
@@ -378,7 +378,7 @@ void tst_HostPreparation::netplanThatIsAFolderFails()
 {
     QVERIFY(QDir().mkpath(live()));
     const auto network = make(-2);
-    LogCapture log;
+    LogCapture log("ky.network");
 
     QVERIFY(!network->copyNetplanYaml());
 
@@ -395,7 +395,7 @@ void tst_HostPreparation::netplanThatCannotBeWrittenFails()
     QVERIFY(QFile::setPermissions(live(), QFile::ReadOwner));
     const auto network = make(-2);
     network->_isDisableWirelessNetworkCard = true;
-    LogCapture log;
+    LogCapture log("ky.network");
     {
         const ClosedFolder closed(ky::hostPath("/etc/netplan"));
         QVERIFY(!network->copyNetplanYaml());

@@ -1,4 +1,4 @@
-#include "../ClosedFolder.h"
+#include "ClosedFolder.h"
 #include "NetworkFixture.h"
 
 #include <QTest>

@@ -140,7 +140,7 @@ void tst_LinkSupervision::startNeedsTheDaemonsPermission()
 
 void tst_LinkSupervision::startArmsASingleShot()
 {
-    LogCapture log;
+    LogCapture log("ky.network");
     _network->_autoConnectWaitTime = 7000;
 
     _network->setAutoConnect(true);
@@ -445,7 +445,7 @@ void tst_LinkSupervision::pingWithoutAddressRoams()
 
 void tst_LinkSupervision::urlGoodIsLoggedAndReported()
 {
-    LogCapture log;
+    LogCapture log("ky.network");
     _network->_disconnectionMethod = 2;
     _network->_pingUrl = kUrl;
     _network->_isDisconnectionSendError = true;
@@ -575,7 +575,7 @@ void tst_LinkSupervision::bannedCardIsSwitchedOffAtInit()
 
 void tst_LinkSupervision::initStartsTheCycleWithACard()
 {
-    LogCapture log;
+    LogCapture log("ky.network");
     _network->_wirelessCardName = QStringLiteral("old");
 
     _network->initAutoConnect();

@@ -135,7 +135,7 @@ QStringList tst_LiveRoaming::step(const QString& linkText, const QString& rows)
 
 void tst_LiveRoaming::currentApIsReadAndLogged()
 {
-    LogCapture log;
+    LogCapture log("ky.network");
     _fixture->host().answer(kLink, NetworkFixture::capture("iw/link-connected.c.out"));
     QVariantMap map{{QStringLiteral("other"), 1}};
 
@@ -166,7 +166,7 @@ void tst_LiveRoaming::emptyCardNameRunsNothing()
 
 void tst_LiveRoaming::lostApIsLoggedAsNoAp()
 {
-    LogCapture log;
+    LogCapture log("ky.network");
     _fixture->host().answer(kLink, NetworkFixture::capture("iw/link-ap-lost.c.out"));
     QVariantMap map;
 
@@ -179,7 +179,7 @@ void tst_LiveRoaming::lostApIsLoggedAsNoAp()
 
 void tst_LiveRoaming::failedLinkCommandIsTheLastError()
 {
-    LogCapture log;
+    LogCapture log("ky.network");
     _fixture->host().fail(kLink, QStringLiteral("command failed: No such device (-19)"));
     QVariantMap map;
 
@@ -212,7 +212,7 @@ void tst_LiveRoaming::gainOneBelowTheMarginStays()
 
 void tst_LiveRoaming::currentApAloneLogsOnlyTheList()
 {
-    LogCapture log;
+    LogCapture log("ky.network");
 
     step(link(-80), row("02:00", 5180, -79) + row("02:09", 5200, -40, "other"));
 
@@ -224,7 +224,7 @@ void tst_LiveRoaming::currentApAloneLogsOnlyTheList()
 
 void tst_LiveRoaming::laterRowOfOneLevelIsTaken()
 {
-    LogCapture log;
+    LogCapture log("ky.network");
 
     const QStringList lines = step(link(-80), row("02:01", 5200, -60) + row("02:02", 5220, -60));
 
@@ -235,7 +235,7 @@ void tst_LiveRoaming::laterRowOfOneLevelIsTaken()
 void tst_LiveRoaming::only5GStaysAtTheFloorWith24GCandidates()
 {
     _network->_isSwitchOnlyTo5G = true;
-    LogCapture log;
+    LogCapture log("ky.network");
 
     QCOMPARE(step(link(-85), row("02:01", 2412, -40)).last(), kScanResult);
 
@@ -252,7 +252,7 @@ void tst_LiveRoaming::fiveGhzIsTakenBeforeAStronger24G()
 
 void tst_LiveRoaming::frequencyOf5000Is5G()
 {
-    LogCapture log;
+    LogCapture log("ky.network");
 
     step(link(-70), row("02:01", 4999, -60) + row("02:02", 5000, -61));
 
@@ -292,7 +292,7 @@ void tst_LiveRoaming::logLinesOfEveryRule()
     QFETCH(QString, rows);
     QFETCH(QString, text);
     QFETCH(QString, bssid);
-    LogCapture log;
+    LogCapture log("ky.network");
 
     step(link(nowDbm), rows);
 
@@ -304,7 +304,7 @@ void tst_LiveRoaming::logLinesOfEveryRule()
 
 void tst_LiveRoaming::bothBestsAreNamedWhenStaying()
 {
-    LogCapture log;
+    LogCapture log("ky.network");
 
     step(link(-70), row("02:24", 2412, -68) + row("02:05", 5200, -69));
 
@@ -414,7 +414,7 @@ void tst_LiveRoaming::lostApWithBusyScanDoesNotConnect()
 void tst_LiveRoaming::ssidBeyondAsciiNeverMatchesTheLink()
 {
     const char* const escaped = "\\xe4\\xb8\\xad";
-    LogCapture log;
+    LogCapture log("ky.network");
 
     const QStringList lines = step(link(-80, escaped), row("02:01", 5200, -40, escaped));
 
@@ -452,7 +452,7 @@ void tst_LiveRoaming::apListMarksTheOneInUse()
                                              row("02:09", 5180, -40, "other") +
                                              row("02:01", 2412, -60));
 
-    LogCapture log;
+    LogCapture log("ky.network");
 
     const QVariantList list = _network->getApList();
 
@@ -513,7 +513,7 @@ void tst_LiveRoaming::displayListCarriesEverything()
     _fixture->host().answer(QStringLiteral("sudo wpa_cli -i wlan0 status"),
                             NetworkFixture::capture("wpa_cli/status-connected.c.out"));
     QVariantMap result;
-    LogCapture log;
+    LogCapture log("ky.network");
 
     QVERIFY(_network->getWinApiWifiList(result));
 

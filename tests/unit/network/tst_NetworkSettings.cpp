@@ -167,7 +167,7 @@ void tst_NetworkSettings::missingCardNamesHaveDefaults()
 
 void tst_NetworkSettings::interfaceTableIsLogged()
 {
-    const LogCapture log;
+    const LogCapture log("ky.network");
 
     const OpenNetwork network(nullptr);
 
@@ -189,7 +189,7 @@ void tst_NetworkSettings::interfaceTableIsLogged()
 
 void tst_NetworkSettings::namesAreLoggedLast()
 {
-    const LogCapture log;
+    const LogCapture log("ky.network");
     PublicClass::init()->hardwareType = kSomeBoard;
 
     const OpenNetwork network(nullptr);
@@ -341,7 +341,7 @@ void tst_NetworkSettings::whatCannotBeStoredIsToldByEachOperation()
     QFETCH(Operation, operation);
     _fixture->write(QStringLiteral("appInfo"), "a file in the place of the folder");
     OpenNetwork network(nullptr);
-    const LogCapture log;
+    const LogCapture log("ky.network");
 
     operation(network);
 
@@ -457,7 +457,7 @@ void tst_NetworkSettings::removedKeysReadAsEmpty()
 void tst_NetworkSettings::settingsAreLoggedInOrder()
 {
     OpenNetwork network(nullptr);
-    const LogCapture log;
+    const LogCapture log("ky.network");
 
     network.resetAPSetting();
 

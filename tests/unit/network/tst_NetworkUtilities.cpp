@@ -113,7 +113,7 @@ void tst_NetworkUtilities::failedListIsTheLastError()
 
 void tst_NetworkUtilities::cardListIsLogged()
 {
-    const LogCapture log;
+    const LogCapture log("ky.network");
     _fixture->host().answer(kCardsLine, QStringLiteral("wlan0\n"));
     QString name;
 
@@ -327,7 +327,7 @@ void tst_NetworkUtilities::olderDecoderLeavesTheLastDigits()
 
 void tst_NetworkUtilities::olderDecoderLogs()
 {
-    const LogCapture log;
+    const LogCapture log("ky.network");
 
     _network->hexStringToStr2(QStringLiteral("\\x41\\x42"));
 

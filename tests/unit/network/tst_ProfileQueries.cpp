@@ -387,7 +387,7 @@ void tst_ProfileQueries::profileIsFoundById()
 {
     _fixture->writeProfile(QStringLiteral("a.nmconnection"), wifiProfile("first", "u1", "a"));
     _fixture->writeProfile(QStringLiteral("b.nmconnection"), wifiProfile("a;b,c", "u2", "a"));
-    const LogCapture log;
+    const LogCapture log("ky.network");
 
     const QVariantMap info = _network->getNetworkManagerFileInfo(QStringLiteral("a;b,c"));
 
@@ -420,7 +420,7 @@ void tst_ProfileQueries::profileIsFoundByUuid()
     const QByteArray content = wifiProfile("b", "u2", "b");
     _fixture->writeProfile(QStringLiteral("a.nmconnection"), wifiProfile("a", "u1", "a"));
     _fixture->writeProfile(QStringLiteral("b %1.nmconnection"), content);
-    const LogCapture log;
+    const LogCapture log("ky.network");
 
     QCOMPARE(_network->getNetworkManagerSSIDFileNameBy(QStringLiteral("u2")),
              QStringLiteral("b %1.nmconnection"));

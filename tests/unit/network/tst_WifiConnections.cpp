@@ -1,4 +1,4 @@
-#include "../ClosedFolder.h"
+#include "ClosedFolder.h"
 #include "LogCapture.h"
 #include "NetworkFixture.h"
 
@@ -320,7 +320,7 @@ void tst_WifiConnections::refusalInWordsNeverRestarts()
 void tst_WifiConnections::connectionIsLogged()
 {
     _fixture->writeProfile(QStringLiteral("r"), kWifi);
-    const LogCapture log;
+    const LogCapture log("ky.network");
 
     _network->connectWifi(8000, false);
 
@@ -552,7 +552,7 @@ void tst_WifiConnections::describedProfileEndsAtTheFirstFailure()
 void tst_WifiConnections::backupFolderIsMade()
 {
     const QString folder = setBackupFolder();
-    const LogCapture log;
+    const LogCapture log("ky.network");
 
     _network->runIwconfig(request(plainWifi()));
 
@@ -710,7 +710,7 @@ void tst_WifiConnections::profilesOfACardAreRemovedAndReloaded()
     _fixture->writeProfile(QStringLiteral("r"), kWifi);
     _fixture->writeProfile(QStringLiteral("w"), kWired);
     _fixture->host().answer(kListEth1, captured("nmcli/connection-show-grep-eth1.c.out"));
-    const LogCapture log;
+    const LogCapture log("ky.network");
 
     _network->deleteConnections(QStringLiteral("eth1"));
 
@@ -728,7 +728,7 @@ void tst_WifiConnections::nothingRemovedIsNothingToReload()
 {
     _fixture->writeProfile(QStringLiteral("r"), kWifi);
     _network->_aLXB10NetworkCardName = QStringLiteral("eth1");
-    const LogCapture log;
+    const LogCapture log("ky.network");
 
     _network->deleteConnections(QStringLiteral("eth1"));
 
@@ -812,7 +812,7 @@ void tst_WifiConnections::failedReloadGoesOn()
 void tst_WifiConnections::removalsAreLogged()
 {
     _fixture->writeProfile(QStringLiteral("r"), kWifi);
-    const LogCapture log;
+    const LogCapture log("ky.network");
 
     _network->deleteByConnectionType(QStringLiteral("wifi"));
 
@@ -1133,7 +1133,7 @@ void tst_WifiConnections::absentBlacklistIsMade()
 void tst_WifiConnections::disablingIsLogged()
 {
     _network->_wirelessCardName = QStringLiteral("wlan7");
-    const LogCapture log;
+    const LogCapture log("ky.network");
 
     _network->setPermanentlyDisabled(1, true);
 
@@ -1144,7 +1144,7 @@ void tst_WifiConnections::profileThatStaysIsWarnedOf()
 {
     _fixture->writeProfile(QStringLiteral("w"), "[connection]\ntype=wifi\n");
     const ClosedFolder locked(_fixture->profileFolder());
-    const LogCapture log;
+    const LogCapture log("ky.network");
 
     _network->deleteByConnectionType(QStringLiteral("wifi"));
 

@@ -209,7 +209,7 @@ void tst_WifiScanThread::emptyFileEndsTheFirstCycle()
     WifiScanThread thread;
     thread.init(config());
     thread.setNeedStop(true); // would go on if the link were weak
-    LogCapture log;
+    LogCapture log("ky.network");
 
     thread.start();
     QVERIFY(thread.wait(kLimitMs));
@@ -424,7 +424,7 @@ void tst_WifiScanThread::negativeQueryTimeIsNoWait()
 void tst_WifiScanThread::linesOfTheLog()
 {
     writeLink(-79);
-    LogCapture log;
+    LogCapture log("ky.network");
 
     runOnce(config());
 
@@ -455,7 +455,7 @@ void tst_WifiScanThread::linesOfTheOtherMoves()
     QFETCH(QVariantMap, parameters);
     QFETCH(QString, line);
     writeLink(-66);
-    LogCapture log;
+    LogCapture log("ky.network");
 
     runOnce(parameters);
 

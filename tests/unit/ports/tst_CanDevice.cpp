@@ -1,6 +1,6 @@
 #include "ports/CanDevice.h"
 
-#include "LogTap.h"
+#include "LogCapture.h"
 #include "canbus/CanBus.h"
 
 #include <QScopeGuard>
@@ -288,7 +288,7 @@ void tst_CanDevice::kernelWithoutCanIsASocketError()
 {
     if (kernelHasCan())
         QSKIP("this kernel has CAN: the text of a kernel without it cannot show");
-    LogTap log;
+    LogCapture log("ky.ports");
     CanDevice can;
 
     QVERIFY(!can.openCan({{"portName", "can0"}}));
@@ -296,8 +296,8 @@ void tst_CanDevice::kernelWithoutCanIsASocketError()
     const QString text = "Socket error: Address family not supported by protocol";
     QCOMPARE(can.lastError(), text);
     QCOMPARE(can.socketId(), -1);
-    QVERIFY(log.has("[debug][openCan]portName: can0"));
-    QVERIFY(log.has("[warning][setLastError]" + text));
+    QVERIFY(log.holds("[debug][openCan]portName: can0"));
+    QVERIFY(log.holds("[warning][setLastError]" + text));
 }
 
 void tst_CanDevice::emptyMapFailsButClosesAnOpenSocket()
@@ -331,7 +331,7 @@ void tst_CanDevice::opensInterfaceByName()
 {
     CanBusFolder folder;
     CanBus bus(folder.path());
-    LogTap log;
+    LogCapture log("ky.ports");
     CanDevice can;
     can.setStop(true);
 
@@ -343,7 +343,7 @@ void tst_CanDevice::opensInterfaceByName()
     QCOMPARE(can.canName(), QString());
     QCOMPARE(fcntl(can.socketId(), F_GETFL) & O_NONBLOCK, 0);
     QVERIFY(fcntl(can.socketId(), F_GETFD) & FD_CLOEXEC);
-    QVERIFY(log.has(QString("[debug][openCan]_socketId %1").arg(can.socketId())));
+    QVERIFY(log.holds(QString("[debug][openCan]_socketId %1").arg(can.socketId())));
     QVERIFY(can.writeCan({{"frameId", 0x42}, {"data", QByteArray("hi")}}));
     QCOMPARE(bus.receive().can_id, 0x42u);
 }
@@ -495,7 +495,7 @@ void tst_CanDevice::writeOnClosedDeviceFails()
 
 void tst_CanDevice::shortWriteFails()
 {
-    LogTap log; // keeps the log out of files while their size is limited
+    LogCapture log("ky.ports"); // keeps the log out of files while their size is limited
     QTemporaryFile carrier;
     QVERIFY(carrier.open());
     signal(SIGXFSZ, SIG_IGN);
@@ -522,7 +522,7 @@ void tst_CanDevice::busThatTakesNoFrameFailsInTime()
 {
     CanBusFolder folder;
     CanBus bus(folder.path());
-    LogTap log; // not a line for each frame
+    LogCapture log("ky.ports"); // not a line for each frame
     CanDevice can;
     QVERIFY(can.openCan({{"portName", "can0"}}));
     bus.accept();
@@ -570,7 +570,7 @@ void tst_CanDevice::reportsFramesInOrderWithNameAndTime()
 {
     Pair pair;
     Loop loop(pair.device);
-    LogTap log;
+    LogCapture log("ky.ports");
     loop.start();
     QVERIFY(loop.waitForReading(true));
     const QDateTime before = QDateTime::currentDateTime().addMSecs(-1);
@@ -593,7 +593,7 @@ void tst_CanDevice::reportsFramesInOrderWithNameAndTime()
         QVERIFY2(time >= before && time <= QDateTime::currentDateTime(),
                  qPrintable(frame["time"].toString()));
     }
-    QVERIFY(log.has(QString("[debug][readCan]readCan: %1 _isStop: false").arg(pair.device)));
+    QVERIFY(log.holds(QString("[debug][readCan]readCan: %1 _isStop: false").arg(pair.device)));
 }
 
 void tst_CanDevice::reportsAtMostEightBytesOfData()
@@ -614,7 +614,7 @@ void tst_CanDevice::reportsAtMostEightBytesOfData()
 void tst_CanDevice::framesOfBothDirectionsAreLogged()
 {
     Pair pair;
-    LogTap log;
+    LogCapture log("ky.ports");
     Loop loop(pair.device);
     loop.start();
 
@@ -622,16 +622,16 @@ void tst_CanDevice::framesOfBothDirectionsAreLogged()
     pair.send(canFrame(291, "abc"));
 
     QVERIFY(loop.waitForFrames(1));
-    QVERIFY2(log.hasPart("[debug][writeCan]map: ", "(frameId, QVariant(int, 291))"),
-             qPrintable(log.all().join('\n')));
-    QVERIFY2(log.hasPart("[debug][readCan]Received CAN frame: ", "(frameId, QVariant(int, 291))"),
-             qPrintable(log.all().join('\n')));
+    QVERIFY2(log.holdsPart("[debug][writeCan]map: ", "(frameId, QVariant(int, 291))"),
+             qPrintable(log.lines().join('\n')));
+    QVERIFY2(log.holdsPart("[debug][readCan]Received CAN frame: ", "(frameId, QVariant(int, 291))"),
+             qPrintable(log.lines().join('\n')));
 }
 
 void tst_CanDevice::incompleteFrameIsSkipped()
 {
     Pair pair;
-    LogTap log;
+    LogCapture log("ky.ports");
     Loop loop(pair.device);
     loop.start();
 
@@ -829,7 +829,7 @@ void tst_CanDevice::closeWithinAPauseEndsTheLoop()
 {
     Pair pair;
     Loop loop(pair.device);
-    LogTap log;
+    LogCapture log("ky.ports");
     const std::function<void()> close = [&] { loop.device->closeCan({}); };
     onPause = &close;
     const auto unhook = qScopeGuard([] { onPause = nullptr; });
@@ -839,7 +839,7 @@ void tst_CanDevice::closeWithinAPauseEndsTheLoop()
     QVERIFY(sendUntil(pair, &sent, [&] { return loop.device->isStop(); }));
 
     QVERIFY(loop.waitForReading(false));
-    QVERIFY(!log.hasPart("[warning]", "Read error"));
+    QVERIFY(!log.holdsPart("[warning]", "Read error"));
 }
 
 void tst_CanDevice::reopeningWithinAPauseGoesOnWithTheNewSocket()
@@ -933,7 +933,7 @@ void tst_CanDevice::failedReopeningIsOneReadErrorUntilThePortOpens()
 {
     CanBusFolder folder;
     CanBus bus(folder.path());
-    LogTap log;
+    LogCapture log("ky.ports");
     Pair pair;
     Loop loop(pair.device);
     const auto wake = qScopeGuard([&] { pair.hangUp(); });
@@ -959,7 +959,7 @@ void tst_CanDevice::failedReopeningIsOneReadErrorUntilThePortOpens()
 void tst_CanDevice::closeEndsALoopThatHasNoSocket()
 {
     CanBusFolder folder;
-    LogTap log;
+    LogCapture log("ky.ports");
     Pair pair;
     Loop loop(pair.device);
     const auto wake = qScopeGuard([&] { pair.hangUp(); });
@@ -980,7 +980,7 @@ void tst_CanDevice::failedReadIsWarnedOfAndRepeatedAtOnce()
 {
     Pair pair;
     const int unreadable = open("/dev/null", O_WRONLY | O_CLOEXEC);
-    LogTap log;
+    LogCapture log("ky.ports");
     Loop loop(unreadable);
     loop.start();
 
@@ -997,7 +997,7 @@ void tst_CanDevice::failedReadIsWarnedOfAndRepeatedAtOnce()
 void tst_CanDevice::peerThatGoesAwayIsAnEndlessIncompleteFrame()
 {
     Pair pair;
-    LogTap log;
+    LogCapture log("ky.ports");
     Loop loop(pair.device);
     loop.start();
     pair.send(canFrame(1, "a"));

@@ -1,6 +1,6 @@
 #include "ports/CanObject.h"
 
-#include "LogTap.h"
+#include "LogCapture.h"
 #include "canbus/CanBus.h"
 #include "host/PublicClass.h"
 #include "ports/CanDevice.h"
@@ -358,7 +358,7 @@ void tst_CanObject::readRequestWaitsUntilTheLoopHasLeft()
 
 void tst_CanObject::oneReadRequestAtMostWaitsForAPort()
 {
-    LogTap log;
+    LogCapture log("ky.ports");
     CanBusFolder folder;
     CanBus bus(folder.path());
     Manager can;
@@ -386,7 +386,7 @@ void tst_CanObject::oneReadRequestAtMostWaitsForAPort()
 /// and opened.
 void tst_CanObject::portThatLostItsInterfaceReadsAgainOnceOpened()
 {
-    LogTap log;
+    LogCapture log("ky.ports");
     CanBusFolder folder;
     auto bus = std::make_unique<CanBus>(folder.path());
     Manager can;
@@ -433,7 +433,7 @@ void tst_CanObject::portReopenedUnderLoadStaysAlive()
 
 void tst_CanObject::frameLeavesAsJsonAndAsMap()
 {
-    LogTap log;
+    LogCapture log("ky.ports");
     Manager can;
     QSignalSpy messages(&can, &CanObject::sigMsg);
     QSignalSpy frames(&can, &CanObject::sigFrame);
@@ -453,7 +453,7 @@ void tst_CanObject::frameLeavesAsJsonAndAsMap()
              QByteArray(R"({"data":"abc","dataLength":3,"frameFormat":0,"frameId":536870911,)"
                         R"("frameType":1,"portName":"can0","time":"2024-02-29 12:00:00.001"})"));
     QCOMPARE(frames[0][0].toMap(), frame);
-    QCOMPARE(log.all(), QStringList("[debug][slotReadyRead]canRevData"));
+    QCOMPARE(log.lines(), QStringList("[debug][slotReadyRead]canRevData"));
 }
 
 void tst_CanObject::frameWithBytesThatAreNoTextIsIntactInTheMap()
@@ -566,7 +566,7 @@ void tst_CanObject::savingWithApplySetsUpEachPortInOrder()
 
 void tst_CanObject::badBaudRateCountsAsZeroAndIsAWarning()
 {
-    LogTap log;
+    LogCapture log("ky.ports");
     Manager can(_file);
     can.setLastError("of an earlier call");
     PublicClass::init()->tbxName = "TBX880";
@@ -576,7 +576,7 @@ void tst_CanObject::badBaudRateCountsAsZeroAndIsAWarning()
 
     PublicClass::init()->tbxName.clear();
     QCOMPARE(_host.lines().value(1), QString("ip link set can0 type can bitrate 0"));
-    QVERIFY(log.has("[warning][saveCanPortsToFile]baud rate of CAN port [can0]: not a number"));
+    QVERIFY(log.holds("[warning][saveCanPortsToFile]baud rate of CAN port [can0]: not a number"));
     QCOMPARE(can.lastError(), QString("of an earlier call")); // it has not failed
 }
 

@@ -1,7 +1,7 @@
 #include "ports/CanObject.h"
 #include "ports/CanSetup.h"
 
-#include "LogTap.h"
+#include "LogCapture.h"
 #include "host/PublicClass.h"
 #include "recorded/RecordedHost.h"
 
@@ -95,10 +95,10 @@ void tst_CanSetup::configuresInterface()
     QFETCH(QString, tail);
     CanObject can;
 
-    LogTap log;
+    LogCapture log("ky.ports");
     const Observed seen = observe([&] { can.config("can0", baudrate, model); });
     QCOMPARE(
-        log.all(),
+        log.lines(),
         QStringList(
             QString("[debug][config]dev: can0 baudrate: %1 tbxName: %2").arg(baudrate, model)));
 

@@ -1,6 +1,6 @@
 #include "ports/SerialMessage.h"
 
-#include "LogTap.h"
+#include "LogCapture.h"
 #include "ports/SystemSerialPort.h"
 
 #include <QtTest>
@@ -105,11 +105,11 @@ void tst_SerialMessage::reportsInTheLogOnly()
     QFETCH(QByteArray, hex);
     QFETCH(QString, line);
     SystemSerialPort port;
-    LogTap log;
+    LogCapture log("ky.ports");
 
     port.parseMessage(QByteArray::fromHex(hex));
 
-    QCOMPARE(log.all(), QStringList(line));
+    QCOMPARE(log.lines(), QStringList(line));
     QCOMPARE(port.getLastError(), QString());
 }
 

@@ -1,6 +1,6 @@
 #include "ports/SocketCan.h"
 
-#include "LogTap.h"
+#include "LogCapture.h"
 #include "ports/CanFrame.h"
 
 #include <QTcpServer>
@@ -98,7 +98,7 @@ void tst_SocketCan::emptyMapFailsOnOpenAndWrite()
 
 void tst_SocketCan::bindIsDoneLaterInTheEventLoop()
 {
-    LogTap log;
+    LogCapture log("ky.ports");
     SocketCan can;
     auto* const socket = can.findChild<QTcpSocket*>();
 
@@ -106,15 +106,15 @@ void tst_SocketCan::bindIsDoneLaterInTheEventLoop()
     QCOMPARE(socket->state(), QAbstractSocket::UnconnectedState);
     QTRY_COMPARE(socket->state(), QAbstractSocket::BoundState);
     QCOMPARE(socket->localAddress(), QHostAddress(QHostAddress::LocalHost));
-    QVERIFY(log.has("[debug][openCan]portName: 127.0.0.1"));
-    QVERIFY(log.has("[debug][openCan]Successfully bound to CAN interface:  127.0.0.1"));
+    QVERIFY(log.holds("[debug][openCan]portName: 127.0.0.1"));
+    QVERIFY(log.holds("[debug][openCan]Successfully bound to CAN interface:  127.0.0.1"));
     QCOMPARE(can.canName(), QString());
     QVERIFY(!can.isReading());
 }
 
 void tst_SocketCan::openPortIsNotBoundAgain()
 {
-    LogTap log;
+    LogCapture log("ky.ports");
     SocketCan can;
     QVERIFY(can.openCan({{"portName", "127.0.0.1"}}));
     QVERIFY(can.openCan({{"portName", "127.0.0.1"}})); // asked twice before the first bind
@@ -202,19 +202,19 @@ void tst_SocketCan::closedPortCanBeBoundAgain()
 
 void tst_SocketCan::writeToUnconnectedSocketIsTrue()
 {
-    LogTap log;
+    LogCapture log("ky.ports");
     SocketCan can;
 
     QVERIFY(can.writeCan({{"frameId", 1}, {"data", QByteArray("ab")}}));
 
     QCOMPARE(can.lastError(), QString("Socket is not connected"));
-    QVERIFY(log.has("[debug][writeCan]Socket is not connected"));
-    QVERIFY(log.has("[debug][writeCan]Write size: 0 state: QAbstractSocket::UnconnectedState"));
+    QVERIFY(log.holds("[debug][writeCan]Socket is not connected"));
+    QVERIFY(log.holds("[debug][writeCan]Write size: 0 state: QAbstractSocket::UnconnectedState"));
 }
 
 void tst_SocketCan::writesWholeFrame()
 {
-    LogTap log;
+    LogCapture log("ky.ports");
     Line line;
 
     QVERIFY(line.can.writeCan({{"frameId", 0x123},
@@ -227,7 +227,7 @@ void tst_SocketCan::writesWholeFrame()
     QCOMPARE(line.peer->readAll().toHex(), QByteArray("230100c0"
                                                       "08000000"
                                                       "3132333435363738"));
-    QVERIFY(log.has("[debug][writeCan]Write size: 16 state: QAbstractSocket::ConnectedState"));
+    QVERIFY(log.holds("[debug][writeCan]Write size: 16 state: QAbstractSocket::ConnectedState"));
 }
 
 void tst_SocketCan::lengthCodeIsEightUnlessSizeIsAMultipleOfEight_data()
@@ -298,7 +298,7 @@ void tst_SocketCan::firstNotificationHasNoReader()
 
 void tst_SocketCan::eachNotificationAddsAReader()
 {
-    LogTap log;
+    LogCapture log("ky.ports");
     Line line;
     QSignalSpy frames(&line.can, &SocketCan::sigReadyRead);
 
@@ -308,8 +308,8 @@ void tst_SocketCan::eachNotificationAddsAReader()
 
     QCOMPARE(frames.count(), 3);
     QVERIFY2(
-        log.hasPart("[debug][readCan]Received CAN frame: ", "(frameId, QVariant(int, 536870911))"),
-        qPrintable(log.all().join('\n')));
+        log.holdsPart("[debug][readCan]Received CAN frame: ", "(frameId, QVariant(int, 536870911))"),
+        qPrintable(log.lines().join('\n')));
     QCOMPARE(log.count(kIncomplete), 0 + 0 + 1 + 2);
     QCOMPARE(frames[2][0].toMap()["frameId"].toInt(), 0x1FFFFFFF);
     QCOMPARE(frames[2][0].toMap()["frameType"].toInt(), 1);
@@ -331,7 +331,7 @@ void tst_SocketCan::bytesBehindTheFirstFrameAreDropped()
 
 void tst_SocketCan::tooFewBytesGiveAWarningOnly()
 {
-    LogTap log;
+    LogCapture log("ky.ports");
     Line line;
     QSignalSpy frames(&line.can, &SocketCan::sigReadyRead);
     line.can.readCan();

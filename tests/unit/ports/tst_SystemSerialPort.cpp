@@ -1,7 +1,7 @@
 #include "ports/SystemSerialPort.h"
 
 #include "HostPorts.h"
-#include "LogTap.h"
+#include "LogCapture.h"
 #include "host/PublicClass.h"
 #include "pty/Pty.h"
 
@@ -410,18 +410,18 @@ void tst_SystemSerialPort::writesWithoutWaiting()
 
 void tst_SystemSerialPort::exchangeWithoutPortIsEmpty()
 {
-    LogTap log;
+    LogCapture log("ky.ports");
     SystemSerialPort port;
 
     QCOMPARE(port.writeSerial("x"), QByteArray());
 
-    QCOMPARE(log.all(), QStringList("[debug][writeSerial]Serial port is not open"));
+    QCOMPARE(log.lines(), QStringList("[debug][writeSerial]Serial port is not open"));
     QCOMPARE(port.getLastError(), QString());
 }
 
 void tst_SystemSerialPort::receiverTakesTheAnswerFirst()
 {
-    LogTap log;
+    LogCapture log("ky.ports");
     Line line;
     QVERIFY(line.open());
 
@@ -429,8 +429,8 @@ void tst_SystemSerialPort::receiverTakesTheAnswerFirst()
 
     QCOMPARE(line.allReceived(), QByteArray("whole"));
     QCOMPARE(rest, QByteArray());
-    QVERIFY(log.has("[debug][writeSerial]Sending data to serial port: 0102"));
-    QVERIFY(log.has("[debug][writeSerial]Waiting for response..."));
+    QVERIFY(log.holds("[debug][writeSerial]Sending data to serial port: 0102"));
+    QVERIFY(log.holds("[debug][writeSerial]Waiting for response..."));
 }
 
 void tst_SystemSerialPort::exchangeInAHandlerReturnsTheAnswer_data()
@@ -451,7 +451,7 @@ void tst_SystemSerialPort::exchangeInAHandlerReturnsTheAnswer_data()
 void tst_SystemSerialPort::exchangeInAHandlerReturnsTheAnswer()
 {
     QFETCH(Pieces, pieces);
-    LogTap log;
+    LogCapture log("ky.ports");
     Line line;
     QVERIFY(line.open());
     QByteArray answer;
@@ -472,7 +472,7 @@ void tst_SystemSerialPort::exchangeInAHandlerReturnsTheAnswer()
 
     QTRY_VERIFY(isDone);
     QTEST(answer, "answer");
-    QVERIFY(log.has("[debug][writeSerial]Received data from serial port: " + answer.toHex()));
+    QVERIFY(log.holds("[debug][writeSerial]Received data from serial port: " + answer.toHex()));
     if (pieces.last().gapMs == 300) // came after the end, so it leaves as a message
         QTRY_COMPARE(line.allReceived(), QByteArray("!late"));
 }
@@ -494,7 +494,7 @@ void tst_SystemSerialPort::exchangeDropsWhatIsPending()
 
 void tst_SystemSerialPort::peerThatNeverAnswersIsATimeout()
 {
-    LogTap log;
+    LogCapture log("ky.ports");
     Line line;
     QVERIFY(line.open());
     QElapsedTimer clock;
@@ -505,7 +505,7 @@ void tst_SystemSerialPort::peerThatNeverAnswersIsATimeout()
     QCOMPARE(answer, QByteArray());
     QVERIFY2(clock.elapsed() >= 10000 && clock.elapsed() < 11500,
              qPrintable(QString::number(clock.elapsed())));
-    QVERIFY(log.has("[debug][writeSerial]Timeout occurred while waiting for serial port response"));
+    QVERIFY(log.holds("[debug][writeSerial]Timeout occurred while waiting for serial port response"));
     QCOMPARE(line.port.getLastError(), QString());
     QVERIFY(line.received.isEmpty());
     line.pty.write("late"); // the port works on
@@ -514,7 +514,7 @@ void tst_SystemSerialPort::peerThatNeverAnswersIsATimeout()
 
 void tst_SystemSerialPort::peerThatVanishesIsAnErrorMessage()
 {
-    LogTap log;
+    LogCapture log("ky.ports");
     Line line;
     QVERIFY(line.open());
     line.errors.clear();
@@ -526,7 +526,7 @@ void tst_SystemSerialPort::peerThatVanishesIsAnErrorMessage()
     QCOMPARE(answer, QByteArray());
     QVERIFY2(clock.elapsed() < 5000, "the wait ends with the device");
     QVERIFY(!line.errors.isEmpty());
-    QVERIFY(log.has("[debug][writeSerial]Timeout occurred while waiting for serial port response"));
+    QVERIFY(log.holds("[debug][writeSerial]Timeout occurred while waiting for serial port response"));
     QCOMPARE(line.port.getLastError(), QString());
 }
 
@@ -550,7 +550,7 @@ void tst_SystemSerialPort::peerThatVanishesWhileIdleIsReportedUntilThePortIsClos
 /// The other side has stopped it: nothing leaves, and nothing is wrong with the port.
 void tst_SystemSerialPort::lineThatIsStalledIsATimeoutOfTheWrite()
 {
-    LogTap log;
+    LogCapture log("ky.ports");
     Line line;
     const int stopped = open(line.pty.path().toLocal8Bit(), O_RDWR | O_NOCTTY | O_CLOEXEC);
     const auto end = qScopeGuard([&] { close(stopped); });
@@ -564,7 +564,7 @@ void tst_SystemSerialPort::lineThatIsStalledIsATimeoutOfTheWrite()
 
     QVERIFY2(clock.elapsed() >= 10000 && clock.elapsed() < 20000,
              qPrintable(QString::number(clock.elapsed())));
-    QCOMPARE(log.all().last(),
+    QCOMPARE(log.lines().last(),
              QString("[debug][writeSerial]Timeout occurred while writing data to serial port"));
     QCOMPARE(line.port.getLastError(), QString());
     tcflow(stopped, TCOON);
@@ -587,7 +587,7 @@ void tst_SystemSerialPort::failedWriteEndsTheExchange_data()
 void tst_SystemSerialPort::failedWriteEndsTheExchange()
 {
     QFETCH(qint64, taken);
-    LogTap log;
+    LogCapture log("ky.ports");
     Line line;
     QVERIFY(line.open());
     QElapsedTimer clock;
@@ -596,7 +596,7 @@ void tst_SystemSerialPort::failedWriteEndsTheExchange()
 
     QCOMPARE(line.port.writeSerial("ask"), QByteArray());
 
-    QTEST(log.all().last().remove("[debug][writeSerial]"), "text");
+    QTEST(log.lines().last().remove("[debug][writeSerial]"), "text");
     QVERIFY2(clock.elapsed() < 5000, "nothing is waited for");
     QCOMPARE(line.port.getLastError(), QString());
     QVERIFY(line.port.isPortOpen());
@@ -605,7 +605,7 @@ void tst_SystemSerialPort::failedWriteEndsTheExchange()
 /// The device is gone, what is pending cannot be dropped, and whoever hears of it closes the port.
 void tst_SystemSerialPort::portClosedByItsOwnErrorFailsTheWrite()
 {
-    LogTap log;
+    LogCapture log("ky.ports");
     Line line;
     QVERIFY(line.open());
     connect(&line.port, &SystemSerialPort::sigMsg, &line.port, &SystemSerialPort::closeSerialPort);
@@ -613,19 +613,19 @@ void tst_SystemSerialPort::portClosedByItsOwnErrorFailsTheWrite()
 
     QCOMPARE(line.port.writeSerial("ask"), QByteArray());
 
-    QCOMPARE(log.all().last(), QString("[debug][writeSerial]Failed to write data to serial port"));
+    QCOMPARE(log.lines().last(), QString("[debug][writeSerial]Failed to write data to serial port"));
     QCOMPARE(line.port.getLastError(), QString());
 }
 
 void tst_SystemSerialPort::writingNothingIsAFailedExchange()
 {
-    LogTap log;
+    LogCapture log("ky.ports");
     Line line;
     QVERIFY(line.open());
 
     QCOMPARE(line.port.writeSerial(QByteArray()), QByteArray());
 
-    QVERIFY(log.has("[debug][writeSerial]Timeout occurred while writing data to serial port"));
+    QVERIFY(log.holds("[debug][writeSerial]Timeout occurred while writing data to serial port"));
 }
 
 void tst_SystemSerialPort::savesListIndented()

@@ -1,13 +1,12 @@
 #pragma once
 
+#include "LogCapture.h"
 #include "RawClient.h"
 #include "RelayRecorder.h"
 
 #include "service/HCTcpServer.h"
 
 #include <QDeadlineTimer>
-#include <QMutex>
-#include <QStringList>
 #include <QVector>
 
 #include <chrono>
@@ -17,56 +16,12 @@
 #include <sys/resource.h>
 #include <thread>
 
-/// Keeps every log line, from whatever thread, for as long as it lives.
-class LogKeeper
+/// How often Qt said that a socket was touched from a thread that is not its own.
+inline int threadWarnings()
 {
-public:
-    LogKeeper()
-    {
-        const QMutexLocker locker(&mutex());
-        kept().clear();
-        _before = qInstallMessageHandler(keep);
-    }
-    ~LogKeeper() { qInstallMessageHandler(_before); }
-    LogKeeper(const LogKeeper&) = delete;
-    LogKeeper& operator=(const LogKeeper&) = delete;
-
-    static QStringList lines()
-    {
-        const QMutexLocker locker(&mutex());
-        return kept();
-    }
-    static QStringList linesWith(const char* text)
-    {
-        return lines().filter(QString::fromUtf8(text));
-    }
-    static QString last() { return lines().value(lines().size() - 1); }
-    /// What Qt says when a socket is touched from a thread that is not its own.
-    static int warningsOfQt()
-    {
-        return linesWith("notifier").size() + linesWith("another thread").size() +
-               linesWith("QThread").size();
-    }
-
-private:
-    static QMutex& mutex()
-    {
-        static QMutex instance;
-        return instance;
-    }
-    static QStringList& kept()
-    {
-        static QStringList instance;
-        return instance;
-    }
-    static void keep(QtMsgType, const QMessageLogContext&, const QString& text)
-    {
-        const QMutexLocker locker(&mutex());
-        kept() << text;
-    }
-
-    QtMessageHandler _before;
-};
+    return LogCapture::with("notifier").size() + LogCapture::with("another thread").size() +
+           LogCapture::with("QThread").size();
+}
 
 /// A listener whose connections can be given to it directly.
 class OpenServer : public HCTcpServer

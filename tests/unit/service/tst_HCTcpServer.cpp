@@ -112,22 +112,22 @@ void tst_HCTcpServer::clientThatGoesAtOnceLeavesNoEntry()
 void tst_HCTcpServer::logsCountsWhenAClientComesAndGoes()
 {
     EchoService service;
-    const LogKeeper keeper;
+    const LogCapture log;
     QLoggingCategory::setFilterRules(QStringLiteral("ky.service.debug=true"));
 
     for (int i = 0; i < 2; ++i) {
         {
             RawClient client;
             QVERIFY(client.connectTo(service.port()));
-            QTRY_COMPARE(LogKeeper::linesWith("[incomingConnection]").size(), i + 1);
+            QTRY_COMPARE(LogCapture::with("[incomingConnection]").size(), i + 1);
         }
-        QTRY_COMPARE(LogKeeper::linesWith("[disconnected:hand:").size(), i + 1);
+        QTRY_COMPARE(LogCapture::with("[disconnected:hand:").size(), i + 1);
     }
     QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false"));
 
-    const QString come = LogKeeper::linesWith("[incomingConnection]").last();
-    const QString gone = LogKeeper::linesWith("[disconnected:hand:").last();
-    const QString peer = LogKeeper::linesWith("[disconnected][handle:").last();
+    const QString come = LogCapture::with("[incomingConnection]").last();
+    const QString gone = LogCapture::with("[disconnected:hand:").last();
+    const QString peer = LogCapture::with("[disconnected][handle:").last();
     QVERIFY2(come.endsWith(QStringLiteral("count: 0 ]")), qPrintable(come));
     QVERIFY2(gone.endsWith(QStringLiteral("count: 0 ]")), qPrintable(gone));
     QVERIFY2(peer.contains(QStringLiteral("][IP:127.0.0.1][port:")), qPrintable(peer));
@@ -136,14 +136,14 @@ void tst_HCTcpServer::logsCountsWhenAClientComesAndGoes()
 void tst_HCTcpServer::sendToAnUnknownHandleIsRefusedWithItsText()
 {
     HCTcpServer server(nullptr);
-    const LogKeeper keeper;
+    const LogCapture log;
     QLoggingCategory::setFilterRules(QStringLiteral("ky.service.warning=true"));
 
     QVERIFY(!server.sendDataToClient(4711, "x"));
 
     QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false"));
     QCOMPARE(server.errorString(), QStringLiteral("[Tcpsocket[handle:4711] is null]"));
-    QCOMPARE(LogKeeper::last(),
+    QCOMPARE(LogCapture::last(),
              QStringLiteral("[warning][sendDataToClient][Tcpsocket[handle:4711] is null]"));
 }
 
@@ -209,16 +209,16 @@ void tst_HCTcpServer::sendToAPeerThatHasGoneIsRefusedWithAWarning()
     client.send(buildFrame(2000, 1, {}, {}));
     QTRY_COMPARE(relay.requests.size(), size_t(1));
     const qintptr handle = relay.requests[0].handle;
-    const LogKeeper keeper;
+    const LogCapture log;
     QLoggingCategory::setFilterRules(QStringLiteral("ky.service=true"));
     client.close();
-    QTRY_COMPARE(LogKeeper::linesWith("[disconnected:hand:").size(), 1);
+    QTRY_COMPARE(LogCapture::with("[disconnected:hand:").size(), 1);
 
     QVERIFY(!server.sendDataToClient(handle, "late"));
-    const QString afterSend = LogKeeper::last();
+    const QString afterSend = LogCapture::last();
     server.setErrorString({});
     QVERIFY(!server.waitWrite2Client(handle, "later"));
-    const QString afterWait = LogKeeper::last();
+    const QString afterWait = LogCapture::last();
     QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false"));
 
     const QString text = QStringLiteral("[Tcpsocket[handle:%1] is null]").arg(handle);
@@ -269,7 +269,7 @@ void tst_HCTcpServer::hundredClientsMakeHundredThreads()
 
 void tst_HCTcpServer::kickDisconnectsEveryClientAndEntriesLeave()
 {
-    const LogKeeper keeper;
+    const LogCapture log;
     RelayRecorder relay;
     HCTcpServer server(nullptr);
     server.setRelayObject(&relay);
@@ -288,7 +288,7 @@ void tst_HCTcpServer::kickDisconnectsEveryClientAndEntriesLeave()
         QVERIFY(client->isEndedByPeer());
     for (qintptr handle : seenHandles(relay))
         QTRY_VERIFY(!server.sendDataToClient(handle, "x"));
-    QCOMPARE(LogKeeper::warningsOfQt(), 0);
+    QCOMPARE(threadWarnings(), 0);
 }
 
 void tst_HCTcpServer::kickedClientStillGetsWhatWasWritten()
@@ -333,7 +333,7 @@ void tst_HCTcpServer::kickEndsAClientThatKeepsAsking()
 
 void tst_HCTcpServer::stopCutsEveryClientAndEndsTheirThreads()
 {
-    const LogKeeper keeper;
+    const LogCapture log;
     EchoService service;
     std::vector<std::unique_ptr<RawClient>> clients;
     for (int i = 0; i < 10; ++i) {
@@ -349,33 +349,26 @@ void tst_HCTcpServer::stopCutsEveryClientAndEndsTheirThreads()
     for (const auto& client : clients)
         QVERIFY(client->isEndedByPeer());
     QTRY_COMPARE(threadCount(), _threadsAtRest);
-    QCOMPARE(LogKeeper::warningsOfQt(), 0);
+    QCOMPARE(threadWarnings(), 0);
 }
-
-namespace {
-
-QSemaphore logGate;
-
-/// Holds up whoever tells of a request, which is the thread of its connection.
-void waitAtTheGate(QtMsgType, const QMessageLogContext&, const QString& text)
-{
-    if (!text.contains(QStringLiteral("[Receive")))
-        return;
-    logGate.release();
-    logGate.tryAcquire(2, 20000);
-}
-
-} // namespace
 
 void tst_HCTcpServer::stopDoesNotWaitForABusyConnection()
 {
     EchoService service;
     RawClient client;
     QVERIFY(client.connectTo(service.port()));
-    const QtMessageHandler before = qInstallMessageHandler(waitAtTheGate);
-    QLoggingCategory::setFilterRules(QStringLiteral("ky.service.debug=true"));
+    // Holds up the thread of the connection, which is the one that logs a request.
+    QSemaphore reached;
+    QSemaphore gate;
+    LogCapture log("ky.service");
+    log.onLine([&](const QString& line) {
+        if (line.contains(QStringLiteral("[Receive"))) {
+            reached.release();
+            gate.tryAcquire(1, 20000);
+        }
+    });
     client.send(buildFrame(2000, 1, {}, "x"));
-    QTRY_COMPARE(logGate.available(), 1);
+    QTRY_COMPARE(reached.available(), 1);
 
     QElapsedTimer clock;
     clock.start();
@@ -383,10 +376,8 @@ void tst_HCTcpServer::stopDoesNotWaitForABusyConnection()
     const qint64 spent = clock.elapsed();
 
     QVERIFY2(threadCount() > _threadsAtRest, "the connection's thread is still held up");
-    logGate.release();
+    gate.release();
     QTRY_COMPARE(threadCount(), _threadsAtRest);
-    QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false"));
-    qInstallMessageHandler(before);
     QVERIFY2(spent < 10000, qPrintable(QString::number(spent)));
 }
 
@@ -447,7 +438,7 @@ void tst_HCTcpServer::stopLeavesTheCallsOfOthersAlone()
 
 void tst_HCTcpServer::destructorUnderLoadLeavesNoThread()
 {
-    const LogKeeper keeper;
+    const LogCapture log;
     std::atomic<int> ended{0};
     auto service = std::make_unique<EchoService>();
     const quint16 port = service->port();
@@ -465,7 +456,7 @@ void tst_HCTcpServer::destructorUnderLoadLeavesNoThread()
 
     QTRY_COMPARE(ended.load(), 8);
     QTRY_COMPARE(threadCount(), _threadsAtRest);
-    QCOMPARE(LogKeeper::warningsOfQt(), 0);
+    QCOMPARE(threadWarnings(), 0);
 }
 
 void tst_HCTcpServer::clientsThatVanishInMidFrameLeaveNothing()
@@ -508,38 +499,38 @@ void tst_HCTcpServer::clientsThatVanishInMidAnswerLeaveNothing()
 void tst_HCTcpServer::countsInTheLogFollowTheConnections()
 {
     EchoService service;
-    const LogKeeper keeper;
+    const LogCapture log;
     QLoggingCategory::setFilterRules(QStringLiteral("ky.service.debug=true"));
     RawClient first;
     RawClient second;
 
     QVERIFY(first.connectTo(service.port()));
-    QTRY_COMPARE(LogKeeper::linesWith("[incomingConnection]").size(), 1);
+    QTRY_COMPARE(LogCapture::with("[incomingConnection]").size(), 1);
     QVERIFY(second.connectTo(service.port()));
-    QTRY_COMPARE(LogKeeper::linesWith("[incomingConnection]").size(), 2);
+    QTRY_COMPARE(LogCapture::with("[incomingConnection]").size(), 2);
     first.close();
-    QTRY_COMPARE(LogKeeper::linesWith("[disconnected:hand:").size(), 1);
+    QTRY_COMPARE(LogCapture::with("[disconnected:hand:").size(), 1);
     QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false"));
 
-    const QStringList come = LogKeeper::linesWith("[incomingConnection]");
+    const QStringList come = LogCapture::with("[incomingConnection]");
     QVERIFY2(come.at(0).endsWith(QStringLiteral("count: 0 ]")), qPrintable(come.at(0)));
     QVERIFY2(come.at(1).endsWith(QStringLiteral("count: 1 ]")), qPrintable(come.at(1)));
-    const QString gone = LogKeeper::linesWith("[disconnected:hand:").at(0);
+    const QString gone = LogCapture::with("[disconnected:hand:").at(0);
     QVERIFY2(gone.endsWith(QStringLiteral("count: 1 ]")), qPrintable(gone));
 }
 
 void tst_HCTcpServer::listeningAndStoppingAreLogged()
 {
-    const LogKeeper keeper;
+    const LogCapture log;
     QLoggingCategory::setFilterRules(QStringLiteral("ky.service.debug=true"));
     HCTcpServer server(nullptr);
     QVERIFY(server.startListen(0));
     server.stopListen();
     QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false"));
 
-    QCOMPARE(LogKeeper::lines().value(0),
+    QCOMPARE(LogCapture::lines().value(0),
              QStringLiteral("[debug][startListen][listen:0 is listenning now]"));
-    QCOMPARE(LogKeeper::lines().value(1),
+    QCOMPARE(LogCapture::lines().value(1),
              QStringLiteral("[debug][stopListen][_tcpSocketMap.keys.size: 0 ]"));
 }
 
@@ -583,7 +574,7 @@ void tst_HCTcpServer::bothWritesReachThePeer()
 
 void tst_HCTcpServer::socketErrorIsLoggedAndLeavesTheConnection()
 {
-    const LogKeeper keeper;
+    const LogCapture log;
     QLoggingCategory::setFilterRules(QStringLiteral("ky.service.warning=true"));
     TcpSocket socket;
     socket.setIntptr(77);
@@ -591,7 +582,7 @@ void tst_HCTcpServer::socketErrorIsLoggedAndLeavesTheConnection()
     socket.slotError(QAbstractSocket::NetworkError);
 
     QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false"));
-    QCOMPARE(LogKeeper::last(), QStringLiteral("[warning][slotError][socket_id: 77 socketError: "
+    QCOMPARE(LogCapture::last(), QStringLiteral("[warning][slotError][socket_id: 77 socketError: "
                                                "QAbstractSocket::NetworkError ]"));
 }
 
@@ -643,14 +634,14 @@ void tst_HCTcpServer::abortEndsOneClientWithWhatWaits()
 void tst_HCTcpServer::abortOfAnUnknownHandleIsRefused()
 {
     HCTcpServer server(nullptr);
-    const LogKeeper keeper;
+    const LogCapture log;
     QLoggingCategory::setFilterRules(QStringLiteral("ky.service.warning=true"));
 
     QVERIFY(!server.abortClient(4711));
 
     QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false"));
     QCOMPARE(server.errorString(), QStringLiteral("[Tcpsocket[handle:4711] is null]"));
-    QCOMPARE(LogKeeper::last(),
+    QCOMPARE(LogCapture::last(),
              QStringLiteral("[warning][abortClient][Tcpsocket[handle:4711] is null]"));
 }
 

@@ -61,18 +61,6 @@ private:
     int _threadsAtRest = 0;
 };
 
-namespace {
-
-QString lastWarning;
-
-void keepWarning(QtMsgType type, const QMessageLogContext&, const QString& text)
-{
-    if (type == QtWarningMsg)
-        lastWarning = text;
-}
-
-} // namespace
-
 /// A port between 1 and 32767 that nobody listens on.
 quint16 tst_KyNetworkObject::freePort()
 {
@@ -250,17 +238,6 @@ void tst_KyNetworkObject::portsOutside1To32767AreRefused()
     QVERIFY(!front.isTcpListening());
 }
 
-namespace {
-
-QStringList logged;
-
-void keepLog(QtMsgType, const QMessageLogContext&, const QString& text)
-{
-    logged << text;
-}
-
-} // namespace
-
 void tst_KyNetworkObject::highestPortIsAccepted()
 {
     QTcpServer probe;
@@ -293,17 +270,13 @@ void tst_KyNetworkObject::refusalsAreSilent()
 {
     QObject relay;
     KyNetworkObject front(&relay);
-    logged.clear();
-    QLoggingCategory::setFilterRules(QStringLiteral("ky.service=true"));
-    const auto before = qInstallMessageHandler(keepLog);
+    const LogCapture log("ky.service");
 
     const bool isListening = front.startTcpListenning() || front.listenTcp(40000, 1, 0, true) ||
                              front.listenTcp(freePort(), 0, 0, true);
 
-    qInstallMessageHandler(before);
-    QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false"));
     QVERIFY(!isListening);
-    QCOMPARE(logged, QStringList());
+    QCOMPARE(log.lines(), QStringList());
 }
 
 void tst_KyNetworkObject::startAndStopAreLogged()
@@ -311,18 +284,14 @@ void tst_KyNetworkObject::startAndStopAreLogged()
     QObject relay;
     KyNetworkObject front(&relay);
     const quint16 port = freePort();
-    logged.clear();
-    QLoggingCategory::setFilterRules(QStringLiteral("ky.service=true"));
-    const auto before = qInstallMessageHandler(keepLog);
+    const LogCapture log("ky.service");
 
     front.listenTcp(port, 3, 9, true);
     front.listenTcp(port, 3, 9, true);
 
-    qInstallMessageHandler(before);
-    QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false"));
     const QString start = QStringLiteral("[debug][listenTcp][starting listenning : port: %1 ]");
     const QString values = QStringLiteral("port:%1 threadCount: 3  dataSize：9]").arg(port);
-    QCOMPARE(logged, (QStringList{start.arg(port), "[debug][listenTcp][Tcp " + values,
+    QCOMPARE(log.lines(), (QStringList{start.arg(port), "[debug][listenTcp][Tcp " + values,
                                   "[debug][listenTcp][Stop listenn Tcp " + values}));
 }
 
@@ -424,15 +393,12 @@ void tst_KyNetworkObject::portInUseWarnsWithTheStoredText()
     QVERIFY(first.listenTcp(port, 1, 0, true));
     KyNetworkObject second(&relay);
     QVERIFY(!second.sendDataToClient(99, "x"));
-    QLoggingCategory::setFilterRules(QStringLiteral("ky.service.warning=true"));
-    const auto before = qInstallMessageHandler(keepWarning);
+    const LogCapture log("ky.service", QtWarningMsg);
 
     const bool isListening = second.listenTcp(port, 1, 0, true);
 
-    qInstallMessageHandler(before);
-    QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false"));
     QVERIFY(!isListening);
-    QCOMPARE(lastWarning,
+    QCOMPARE(log.last(),
              QStringLiteral("[warning][listenTcp][Error: [Tcpsocket[handle:99] is null] ]"));
 }
 

@@ -50,7 +50,7 @@ void tst_NoMemory::announcedSizesSetLittleAside()
     std::vector<std::unique_ptr<TcpSocket>> sockets;
     for (int i = 0; i < kSockets; ++i)
         sockets.push_back(std::make_unique<TcpSocket>());
-    const LogKeeper keeper;
+    const LogCapture log;
     QLoggingCategory::setFilterRules(QStringLiteral("ky.service.warning=true"));
     const long before = virtualKib();
 
@@ -61,7 +61,7 @@ void tst_NoMemory::announcedSizesSetLittleAside()
 
     // 1 MiB each, and what the allocator needs for itself.
     QVERIFY2(grownKib < kSockets * 1536L, qPrintable(QString::number(grownKib)));
-    QCOMPARE(LogKeeper::linesWith("no memory"), QStringList());
+    QCOMPARE(LogCapture::with("no memory"), QStringList());
 }
 
 void tst_NoMemory::frameThatFitsNoMemoryEndsOnlyItsConnection()
@@ -78,7 +78,7 @@ void tst_NoMemory::frameThatFitsNoMemoryEndsOnlyItsConnection()
     QCOMPARE(greedy.receiveFrame(), answer);
     QCOMPARE(other.receiveFrame(), answer);
     const QByteArray piece(1024 * 1024, 'g');
-    const LogKeeper keeper;
+    const LogCapture log;
     QLoggingCategory::setFilterRules(QStringLiteral("ky.service.warning=true"));
     {
         const MemoryLimit limit(200);
@@ -94,7 +94,7 @@ void tst_NoMemory::frameThatFitsNoMemoryEndsOnlyItsConnection()
     }
     QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false"));
 
-    QCOMPARE(LogKeeper::linesWith("[warning][resolveTcpReadData][no memory for a frame of "
+    QCOMPARE(LogCapture::with("[warning][resolveTcpReadData][no memory for a frame of "
                                   "1073741824 bytes, handle:")
                  .size(),
              1);
@@ -133,7 +133,7 @@ void tst_NoMemory::answerThatFitsNoMemoryEndsItsConnection()
     QVERIFY(area != MAP_FAILED);
     const auto unmap = qScopeGuard([area] { munmap(area, kSize); });
     const auto answer = QByteArray::fromRawData(static_cast<const char*>(area), kSize);
-    const LogKeeper keeper;
+    const LogCapture log;
     QLoggingCategory::setFilterRules(QStringLiteral("ky.service.warning=true"));
     QSignalSpy finished(&socket, &TcpSocket::sigFinished);
     {
@@ -146,7 +146,7 @@ void tst_NoMemory::answerThatFitsNoMemoryEndsItsConnection()
     QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false"));
 
     QCOMPARE(socket.state(), QAbstractSocket::UnconnectedState);
-    const QStringList lines = LogKeeper::linesWith("[no memory for");
+    const QStringList lines = LogCapture::with("[no memory for");
     QCOMPARE(lines.size(), 1);
     QVERIFY2(lines.first().startsWith(QString::fromUtf8(lineStart)), qPrintable(lines.first()));
     QCOMPARE(finished.count(), isAwaited ? 1 : 0);
@@ -187,11 +187,11 @@ void tst_NoMemory::readThatFitsNoMemoryEndsItsConnection()
             connection.client.send(piece);
     });
     QVERIFY(serveUntil([&] { return socket.bytesAvailable() == kSize; }, 30000));
-    const LogKeeper keeper;
+    const LogCapture log;
     QLoggingCategory::setFilterRules(QStringLiteral("ky.service.warning=true"));
     int linesAtTheEnd = -1;
     connect(&socket, &QAbstractSocket::disconnected, this,
-            [&] { linesAtTheEnd = LogKeeper::linesWith("[no memory for").size(); });
+            [&] { linesAtTheEnd = LogCapture::with("[no memory for").size(); });
     {
         const MemoryLimit limit(64);
 
@@ -200,7 +200,7 @@ void tst_NoMemory::readThatFitsNoMemoryEndsItsConnection()
     QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false"));
 
     QCOMPARE(socket.state(), QAbstractSocket::UnconnectedState);
-    const QStringList lines = LogKeeper::linesWith("[no memory for");
+    const QStringList lines = LogCapture::with("[no memory for");
     QCOMPARE(lines.size(), 1);
     QVERIFY2(lines.first().startsWith(
                  QLatin1String("[warning][slotReadyRead][no memory for a read of 134217728 bytes")),

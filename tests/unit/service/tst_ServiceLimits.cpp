@@ -130,24 +130,24 @@ void tst_ServiceLimits::listenerThatCouldNotAcceptGoesOnWhenItCan()
     EchoService service;
     RawClient waiting;
     QVERIFY(waiting.prepare());
-    const LogKeeper keeper;
+    const LogCapture log;
     QLoggingCategory::setFilterRules(QStringLiteral("ky.service.warning=true"));
     {
         const FullTable table(300);
         // Only the kernel has accepted it.
         QVERIFY(waiting.connectTo(service.port()));
-        QTRY_VERIFY(!LogKeeper::linesWith("[warning][incomingConnection][accept:").isEmpty());
+        QTRY_VERIFY(!LogCapture::with("[warning][incomingConnection][accept:").isEmpty());
         QTest::qWait(300); // it tries again, in vain
     }
     QVERIFY(isAnswered(waiting, service, 1));
-    const int warnings = LogKeeper::linesWith("[warning][incomingConnection][accept:").size();
+    const int warnings = LogCapture::with("[warning][incomingConnection][accept:").size();
     RawClient next;
     QVERIFY(next.connectTo(service.port()));
     QVERIFY(isAnswered(next, service, 2));
     QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false"));
 
     // That is over and done with.
-    QCOMPARE(LogKeeper::linesWith("[warning][incomingConnection][accept:").size(), warnings);
+    QCOMPARE(LogCapture::with("[warning][incomingConnection][accept:").size(), warnings);
 }
 
 void tst_ServiceLimits::clientsAreServedWhileNoneCanBeAccepted()
@@ -182,12 +182,12 @@ void tst_ServiceLimits::listenerRestsWhileNoneCanBeAccepted()
     QVERIFY(isAnswered(first, service, 1));
     RawClient waiting;
     QVERIFY(waiting.prepare());
-    const LogKeeper keeper;
+    const LogCapture log;
     QLoggingCategory::setFilterRules(QStringLiteral("ky.service.warning=true"));
     {
         const FullTable table(300);
         QVERIFY(waiting.connectTo(service.port()));
-        QTRY_VERIFY(!LogKeeper::linesWith("[warning][incomingConnection][accept:").isEmpty());
+        QTRY_VERIFY(!LogCapture::with("[warning][incomingConnection][accept:").isEmpty());
         const QSignalSpy turns(QAbstractEventDispatcher::instance(),
                                &QAbstractEventDispatcher::awake);
 
@@ -211,13 +211,13 @@ void tst_ServiceLimits::clientThatGetsNoThreadIsEnded()
     QVERIFY(first.connectTo(service.port()));
     QVERIFY(isAnswered(first, service, 1));
     RawClient refused;
-    const LogKeeper keeper;
+    const LogCapture log;
     QLoggingCategory::setFilterRules(QStringLiteral("ky.service.warning=true"));
     {
         const NoMoreThreads noThreads;
         QVERIFY(noThreads.isInForce());
         QVERIFY(refused.connectTo(service.port()));
-        QTRY_VERIFY(!LogKeeper::linesWith("[no thread for another connection, handle:").isEmpty());
+        QTRY_VERIFY(!LogCapture::with("[no thread for another connection, handle:").isEmpty());
         QVERIFY(refused.isEndedByPeer());
         QVERIFY(isAnswered(first, service, 2));
     }
@@ -237,7 +237,7 @@ void tst_ServiceLimits::failedThreadsLeaveTheRoomForOthers()
     {
         const NoMoreThreads noThreads;
         QVERIFY(noThreads.isInForce());
-        const LogKeeper keeper; // takes what Qt says of each
+        const LogCapture log; // takes what Qt says of each
         for (int i = 0; i < 20; ++i) {
             RawClient refused;
             QVERIFY(refused.connectTo(service.port()));
@@ -254,7 +254,7 @@ void tst_ServiceLimits::failedThreadsLeaveTheRoomForOthers()
 
 void tst_ServiceLimits::descriptorThatCannotBeTakenStaysAnIdleEntry()
 {
-    const LogKeeper keeper; // takes what Qt says of it
+    const LogCapture log; // takes what Qt says of it
     EchoService service;
     OpenServer server;
     QVERIFY(server.startListen(0));
@@ -280,7 +280,7 @@ void tst_ServiceLimits::descriptorThatCannotBeTakenStaysAnIdleEntry()
 
 void tst_ServiceLimits::numberOfADeadEntryServesItsNextOwner()
 {
-    const LogKeeper keeper; // takes what Qt says of the first
+    const LogCapture log; // takes what Qt says of the first
     RelayRecorder relay;
     OpenServer server;
     server.setRelayObject(&relay);

@@ -1,3 +1,4 @@
+#include "LogCapture.h"
 #include "RelayRecorder.h"
 
 #include "host/PublicClass.h"
@@ -61,37 +62,6 @@ private:
     RelayRecorder _relay;
     std::unique_ptr<TcpSocket> _socket;
 };
-
-namespace {
-
-QStringList logged;
-
-void keepLog(QtMsgType, const QMessageLogContext&, const QString& text)
-{
-    logged << text;
-}
-
-/// Collects all log lines while it lives.
-class LogKeeper
-{
-public:
-    explicit LogKeeper(const char* rules = "ky.*=true")
-    {
-        logged.clear();
-        QLoggingCategory::setFilterRules(QString::fromLatin1(rules));
-        _before = qInstallMessageHandler(keepLog);
-    }
-    ~LogKeeper()
-    {
-        qInstallMessageHandler(_before);
-        QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false"));
-    }
-
-private:
-    QtMessageHandler _before;
-};
-
-} // namespace
 
 void tst_TcpSocketReceive::init()
 {
@@ -220,15 +190,15 @@ void tst_TcpSocketReceive::syncPairInsideABodyIsHarmless()
 
 void tst_TcpSocketReceive::noiseIsDroppedByteByByteWithAWarningEach()
 {
-    const LogKeeper keeper("ky.*.debug=false\nky.*.warning=true");
+    const LogCapture log("ky.", QtWarningMsg);
 
     read(QByteArray("\x5a\x02\x00", 3) + buildFrame(2000, 3, {}, "d"));
 
     QCOMPARE(requests().size(), size_t(1));
-    QCOMPARE(logged.size(), 3);
-    QCOMPARE(logged.at(0),
+    QCOMPARE(log.lines().size(), 3);
+    QCOMPARE(log.lines().at(0),
              QStringLiteral("[warning][resolveTcpReadData][Network packet loss: 19 ]"));
-    QVERIFY(logged.at(2).contains(QStringLiteral("loss: 17 ")));
+    QVERIFY(log.lines().at(2).contains(QStringLiteral("loss: 17 ")));
 }
 
 void tst_TcpSocketReceive::noiseIsDroppedWithoutAWordWhenWarningsAreOff()
@@ -315,25 +285,25 @@ void tst_TcpSocketReceive::needStopKeepsBytesForTheNextRead()
 
 void tst_TcpSocketReceive::missingRelayObjectIsWarnedAbout()
 {
-    const LogKeeper keeper("ky.*.debug=false\nky.*.warning=true");
+    const LogCapture log("ky.", QtWarningMsg);
     _socket->setRelayObj(nullptr);
 
     read(buildFrame(7, 1, {}, {}));
 
     QVERIFY(requests().empty());
-    QCOMPARE(logged.size(), 1);
-    QVERIFY(logged.at(0).endsWith(QStringLiteral("[QMetaObject::invokeMethod:other fail]")));
+    QCOMPARE(log.lines().size(), 1);
+    QVERIFY(log.lines().at(0).endsWith(QStringLiteral("[QMetaObject::invokeMethod:other fail]")));
 }
 
 void tst_TcpSocketReceive::relayWithoutTheSlotIsWarnedAbout()
 {
-    const LogKeeper keeper("ky.*.debug=false\nky.*.warning=true");
+    const LogCapture log("ky.", QtWarningMsg);
     QObject plain;
     _socket->setRelayObj(&plain);
 
     read(buildFrame(7, 1, {}, {}));
 
-    QVERIFY(logged.last().endsWith(QStringLiteral("[QMetaObject::invokeMethod:other fail]")));
+    QVERIFY(log.last().endsWith(QStringLiteral("[QMetaObject::invokeMethod:other fail]")));
     _socket->setRelayObj(nullptr);
 }
 
@@ -352,11 +322,11 @@ void tst_TcpSocketReceive::announced4GiBReserveLittle()
 
 void tst_TcpSocketReceive::logShowsTheRequestWithTheDigitTrick()
 {
-    const LogKeeper keeper;
+    const LogCapture log("ky.");
 
     read(buildFrame(7, 16, {}, "he%1llo"));
 
-    const QString line = logged.filter(QStringLiteral("[Receive")).value(0);
+    const QString line = log.with(QStringLiteral("[Receive")).value(0);
     QVERIFY2(line.startsWith(QStringLiteral("[debug][setResolveClientData][Receive  Local:")),
              qPrintable(line));
     QVERIFY2(line.endsWith(
@@ -366,11 +336,11 @@ void tst_TcpSocketReceive::logShowsTheRequestWithTheDigitTrick()
 
 void tst_TcpSocketReceive::logShowsTheJsonArea()
 {
-    const LogKeeper keeper;
+    const LogCapture log("ky.");
 
     read(buildFrame(7, 1, "{\"a\":1}", "x"));
 
-    QCOMPARE(logged.filter(QStringLiteral("jsonSize:")).value(0),
+    QCOMPARE(log.with(QStringLiteral("jsonSize:")).value(0),
              QStringLiteral("[debug][resolveData]>>>>>>>>>>>>>>>>>>>>>>jsonSize: 7 55543 7 "
                             "tempJsonData: [{\"a\":1}]"));
 }
@@ -391,24 +361,24 @@ void tst_TcpSocketReceive::lastBytesOfTheHeaderAreIgnored()
 
 void tst_TcpSocketReceive::logHidesDataOver1024Bytes()
 {
-    const LogKeeper keeper;
+    const LogCapture log("ky.");
 
     read(buildFrame(7, 1, {}, QByteArray(1025, 'x')));
     read(buildFrame(7, 1, {}, QByteArray(1024, 'y')));
 
-    const QStringList lines = logged.filter(QStringLiteral("[Receive"));
+    const QStringList lines = log.with(QStringLiteral("[Receive"));
     QVERIFY(lines.at(0).endsWith(QStringLiteral("size:1025: 数据区过大不显示]")));
     QVERIFY(lines.at(1).endsWith(QStringLiteral("y]")));
 }
 
 void tst_TcpSocketReceive::logShowsDataUpToItsFirstZero()
 {
-    const LogKeeper keeper;
+    const LogCapture log("ky.");
 
     read(buildFrame(7, 1, {}, QByteArray("ab\0cd", 5)));
 
     QVERIFY(
-        logged.filter(QStringLiteral("[Receive")).at(0).endsWith(QStringLiteral("size:5: ab]")));
+        log.with(QStringLiteral("[Receive")).at(0).endsWith(QStringLiteral("size:5: ab]")));
 }
 
 QTEST_GUILESS_MAIN(tst_TcpSocketReceive)

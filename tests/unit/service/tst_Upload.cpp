@@ -1,4 +1,5 @@
 #include "EchoService.h"
+#include "LogCapture.h"
 #include "RawClient.h"
 #include "RelayRecorder.h"
 
@@ -125,30 +126,15 @@ void tst_Upload::incompleteJsonAreaWritesNothingYet()
     QCOMPARE(_relay->requests.size(), size_t(1));
 }
 
-namespace {
-
-QStringList logged;
-
-void keepLog(QtMsgType, const QMessageLogContext&, const QString& text)
-{
-    logged << text;
-}
-
-} // namespace
-
 void tst_Upload::uploadIsLogged()
 {
-    logged.clear();
-    QLoggingCategory::setFilterRules(QStringLiteral("ky.service.debug=true"));
-    const auto before = qInstallMessageHandler(keepLog);
+    const LogCapture log("ky.service");
 
     read(buildFrame(5104, 1, {}, "content"));
 
-    qInstallMessageHandler(before);
-    QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false"));
-    QCOMPARE(logged.value(0),
+    QCOMPARE(log.lines().value(0),
              QStringLiteral("[debug][resolveTcpReadData]upgradeFilePath: ") + path());
-    QCOMPARE(logged.value(1), QStringLiteral("[debug][resolveData]Save File"));
+    QCOMPARE(log.lines().value(1), QStringLiteral("[debug][resolveData]Save File"));
 }
 
 void tst_Upload::secondUploadEmptiesTheSameFile()

@@ -1,4 +1,4 @@
-#include "../ClosedFolder.h"
+#include "ClosedFolder.h"
 
 #include "support/AtomicFile.h"
 

@@ -1,30 +1,12 @@
+#include "LogCapture.h"
+
 #include "support/Log.h"
 
 #include <QTest>
 
+#include <memory>
+
 Q_LOGGING_CATEGORY(testLog, "ky.test")
-
-namespace {
-
-struct Line
-{
-    QtMsgType type = QtFatalMsg;
-    QString category;
-    QString text;
-};
-
-QList<Line>& lines()
-{
-    static QList<Line> all;
-    return all;
-}
-
-void keep(QtMsgType type, const QMessageLogContext& context, const QString& text)
-{
-    lines().append({type, QString::fromLatin1(context.category), text});
-}
-
-} // namespace
 
 class tst_Log : public QObject
 {
@@ -42,19 +24,20 @@ private slots:
     void isOneStatementBehindAnIf();
 
 private:
-    QtMessageHandler _before = nullptr;
+    static QList<LogCapture::Line> lines() { return LogCapture::entries(); }
+
+    std::unique_ptr<LogCapture> _log;
 };
 
 void tst_Log::init()
 {
     QLoggingCategory::setFilterRules(QStringLiteral("ky.test=true"));
-    lines().clear();
-    _before = qInstallMessageHandler(keep);
+    _log = std::make_unique<LogCapture>();
 }
 
 void tst_Log::cleanup()
 {
-    qInstallMessageHandler(_before);
+    _log.reset();
 }
 
 void tst_Log::lineBeginsWithLevelAndFunction()
@@ -63,7 +46,7 @@ void tst_Log::lineBeginsWithLevelAndFunction()
 
     QCOMPARE(lines().size(), 1);
     QCOMPARE(lines().first().text, QStringLiteral("[debug][lineBeginsWithLevelAndFunction]hello"));
-    QCOMPARE(lines().first().category, QStringLiteral("ky.test"));
+    QCOMPARE(lines().first().category, QByteArray("ky.test"));
 }
 
 void tst_Log::levelsGoToTheirOwnMessageType()

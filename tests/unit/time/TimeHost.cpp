@@ -11,22 +11,6 @@ namespace {
 
 constexpr char kSettingsFile[] = "appInfo/setting/WirelessCard.ini";
 
-QStringList& lines()
-{
-    static QStringList lines;
-    return lines;
-}
-
-QtMessageHandler otherLines = nullptr;
-
-void keepLine(QtMsgType type, const QMessageLogContext& context, const QString& text)
-{
-    if (QByteArray(context.category) == "ky.time")
-        lines() << text;
-    else if (otherLines)
-        otherLines(type, context, text);
-}
-
 } // namespace
 
 TimeHost::TimeHost()
@@ -36,13 +20,10 @@ TimeHost::TimeHost()
     QDir().mkpath(QStringLiteral("appInfo/setting"));
     PublicClass::init()->halShPath = script();
     RecordedHost::instance().reset();
-    lines().clear();
-    otherLines = qInstallMessageHandler(keepLine);
 }
 
 TimeHost::~TimeHost()
 {
-    qInstallMessageHandler(otherLines);
     PublicClass::init()->halShPath.clear();
     QDir::setCurrent(_before);
 }
@@ -76,11 +57,11 @@ void TimeHost::removeScript()
 
 QStringList TimeHost::logLines()
 {
-    return lines();
+    return LogCapture::of("ky.time");
 }
 
 QString TimeHost::logLine(const QString& text)
 {
-    const QStringList found = lines().filter(text);
+    const QStringList found = logLines().filter(text);
     return found.isEmpty() ? QString() : found.last();
 }

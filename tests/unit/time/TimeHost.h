@@ -1,5 +1,7 @@
 #pragma once
 
+#include "LogCapture.h"
+
 #include <QByteArray>
 #include <QStringList>
 #include <QTemporaryDir>
@@ -24,7 +26,7 @@ public:
     void removeScript();
     QString script() const { return _folder.filePath(QStringLiteral("hal.sh")); }
 
-    /// The log lines of this category prefix so far, without level and time.
+    /// The log lines of the time service so far.
     static QStringList logLines();
     /// The last log line that holds `text`, or an empty one.
     static QString logLine(const QString& text);
@@ -32,4 +34,5 @@ public:
 private:
     QTemporaryDir _folder;
     QString _before;
+    LogCapture _log{"ky.time"};
 };
