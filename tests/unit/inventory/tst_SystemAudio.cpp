@@ -72,9 +72,8 @@ private slots:
 
     void resetWritesThePchCard();
     void resetRewritesTheSameContent();
-    void resetWithoutConfFails();
-    void resetWithoutPchFails();
-    void resetWithoutCardsFails();
+    void resetWithoutWhatItNeedsFails_data();
+    void resetWithoutWhatItNeedsFails();
     void resetSucceedsThoughNothingIsWritten();
     void allDevicesAreNone();
     void allDevicesAreReadByCat();
@@ -492,34 +491,34 @@ void tst_SystemAudio::resetRewritesTheSameContent()
     QCOMPARE(_host->read(kConf), confOf("0"));
 }
 
-void tst_SystemAudio::resetWithoutConfFails()
+void tst_SystemAudio::resetWithoutWhatItNeedsFails_data()
 {
-    _host->write(kCards, capture("sound/cards.c.out"));
+    QTest::addColumn<QByteArray>("cards");
+    QTest::addColumn<QByteArray>("conf");
+    QTest::addColumn<QString>("error");
+    const QByteArray absent;
+    const QByteArray noPch = " 0 [Dummy          ]: Dummy - Dummy\n                      Dummy 1\n";
 
-    QVERIFY(!_audio->resetAsoundConf());
-
-    QCOMPARE(_audio->getLastError(), QStringLiteral("Open failed:No such file or directory"));
-    QCOMPARE(_host->read(kConf), QByteArray("(absent)"));
+    QTest::newRow("no configuration")
+        << capture("sound/cards.c.out") << absent << "Open failed:No such file or directory";
+    QTest::newRow("no PCH") << noPch << QByteArray("old content\n") << "Not found PCH";
+    QTest::newRow("no cards") << absent << QByteArray("old content\n")
+                              << "Open failed:No such file or directory";
 }
 
-void tst_SystemAudio::resetWithoutPchFails()
+void tst_SystemAudio::resetWithoutWhatItNeedsFails()
 {
-    _host->write(kCards, " 0 [Dummy          ]: Dummy - Dummy\n                      Dummy 1\n");
-    _host->write(kConf, "old content\n");
+    QFETCH(QByteArray, cards);
+    QFETCH(QByteArray, conf);
+    if (!cards.isNull())
+        _host->write(kCards, cards);
+    if (!conf.isNull())
+        _host->write(kConf, conf);
 
     QVERIFY(!_audio->resetAsoundConf());
 
-    QCOMPARE(_audio->getLastError(), QStringLiteral("Not found PCH"));
-    QCOMPARE(_host->read(kConf), QByteArray("old content\n"));
-}
-
-void tst_SystemAudio::resetWithoutCardsFails()
-{
-    _host->write(kConf, "old content\n");
-
-    QVERIFY(!_audio->resetAsoundConf());
-
-    QCOMPARE(_audio->getLastError(), QStringLiteral("Open failed:No such file or directory"));
+    QTEST(_audio->getLastError(), "error");
+    QCOMPARE(_host->read(kConf), conf.isNull() ? QByteArray("(absent)") : conf);
 }
 
 void tst_SystemAudio::resetSucceedsThoughNothingIsWritten()
