@@ -58,7 +58,7 @@ void keep(QtMsgType type, const QMessageLogContext& context, const QString& text
         heard(text);
 }
 
-template<typename Condition>
+template <typename Condition>
 QStringList linesThat(Condition isMet)
 {
     const QMutexLocker locker(&mutex);

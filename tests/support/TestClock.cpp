@@ -7,14 +7,14 @@
 namespace {
 
 std::atomic<bool> isStopped{false};
-std::atomic<qint64> stoppedAtUs{0};
-std::atomic<qint64> shiftUs{0};
+std::atomic<std::int64_t> stoppedAtUs{0};
+std::atomic<std::int64_t> shiftUs{0};
 
-qint64 machineUs()
+std::int64_t machineUs()
 {
     timespec now = {};
     clock_gettime(CLOCK_REALTIME, &now);
-    return qint64(now.tv_sec) * 1000000 + now.tv_nsec / 1000;
+    return std::int64_t(now.tv_sec) * 1000000 + now.tv_nsec / 1000;
 }
 
 } // namespace
@@ -23,7 +23,7 @@ qint64 machineUs()
 extern "C" __attribute__((visibility("default"))) int gettimeofday(timeval* __restrict time,
                                                                    void* __restrict) noexcept
 {
-    const qint64 us = isStopped ? stoppedAtUs.load() : machineUs() + shiftUs;
+    const std::int64_t us = isStopped ? stoppedAtUs.load() : machineUs() + shiftUs;
     time->tv_sec = time_t(us / 1000000);
     time->tv_usec = suseconds_t(us % 1000000);
     return 0;
@@ -31,19 +31,19 @@ extern "C" __attribute__((visibility("default"))) int gettimeofday(timeval* __re
 
 namespace TestClock {
 
-void stopAt(qint64 epochMs)
+void stopAt(std::int64_t epochMs)
 {
     stoppedAtUs = epochMs * 1000;
     isStopped = true;
 }
 
-void runWith(qint64 shiftMs)
+void runWith(std::int64_t shiftMs)
 {
     isStopped = false;
     shiftUs = shiftMs * 1000;
 }
 
-qint64 machineMs()
+std::int64_t machineMs()
 {
     return machineUs() / 1000;
 }

@@ -208,7 +208,7 @@ void tst_BlockTcpObject::timeoutOfAGoodExchangeIsStopped()
     QVERIFY(send(client, "data"));
     QSignalSpy finished(&client, &BlockTcpObject::sigFinished);
 
-    QVERIFY(!finished.wait(600));
+    QVERIFY(!finished.wait(600)); // the limit of 400 ms must not strike later
 
     QVERIFY(client.isOk());
     QVERIFY(client.lastError().isEmpty());

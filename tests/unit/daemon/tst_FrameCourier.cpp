@@ -1,3 +1,5 @@
+#include "TaskState.h"
+
 #include "daemon/FrameCourier.h"
 #include "daemon/PeerExchange.h"
 
@@ -136,8 +138,8 @@ void tst_FrameCourier::endDropsWhatWaits()
 
     QThread* ending = QThread::create([courier] { delete courier; });
     ending->start();
-    // The end has begun once a wait for it does not succeed any more without the gate.
-    QVERIFY(!ending->wait(100));
+    QVERIFY(TaskState::waitUntilOthersSleep()); // in the end, which waits for the gate
+    QVERIFY(!ending->isFinished());
     gate.release(2);
     QVERIFY(ending->wait(5000));
     delete ending;

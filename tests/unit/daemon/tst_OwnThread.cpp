@@ -1,7 +1,11 @@
+#include "TaskState.h"
+
 #include "daemon/OwnThread.h"
 
 #include <QSemaphore>
 #include <QTest>
+
+#include <unistd.h>
 
 class tst_OwnThread : public QObject
 {
@@ -40,7 +44,7 @@ void tst_OwnThread::endDropsWhatHasNotBegun()
         thread.post([&] { seen << "waiting"; });
     begun.acquire();
     QScopedPointer<QThread> opener(QThread::create([&] {
-        QThread::msleep(50); // the end waits by then; if not, the test shows less
+        TaskState::waitUntilAsleep(getpid()); // in end()
         release.release();
     }));
     opener->start();
@@ -59,7 +63,7 @@ void tst_OwnThread::destructorDropsWhatHasNotBegun()
     QSemaphore release;
     int count = 0;
     QScopedPointer<QThread> opener(QThread::create([&] {
-        QThread::msleep(50);
+        TaskState::waitUntilAsleep(getpid()); // in the destructor
         release.release();
     }));
     {

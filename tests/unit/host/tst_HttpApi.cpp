@@ -1,3 +1,5 @@
+#include "TaskState.h"
+
 #include "host/HttpApi.h"
 
 #include <QElapsedTimer>
@@ -16,6 +18,7 @@
 #include <functional>
 #include <memory>
 #include <thread>
+#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -298,7 +301,7 @@ void tst_HttpApi::dripOfBytesIsGivenUpAfterFiveSeconds()
         while (!isDone && socket->state() == QAbstractSocket::ConnectedState) {
             socket->write("x");
             socket->waitForBytesWritten(50);
-            QThread::msleep(20);
+            QThread::msleep(20); // a drip that never pauses for as long as the limit
         }
     }));
     listener.moveToThread(dripper.data());
@@ -318,7 +321,7 @@ void tst_HttpApi::dripOfBytesIsGivenUpAfterFiveSeconds()
 void tst_HttpApi::eventLoopOfTheCallerDoesNotRun()
 {
     HttpServer server([](const QByteArray&) {
-        QThread::msleep(50);
+        TaskState::waitUntilAsleep(getpid()); // an event loop would have run by then
         return page("200 OK", "");
     });
     bool hasRun = false;

@@ -1,3 +1,5 @@
+#include "TaskState.h"
+
 #include "host/PublicClass.h"
 
 #include <QDir>
@@ -472,7 +474,7 @@ void tst_ProcessCmd::childGetsNoDescriptorOfOurs()
 void tst_ProcessCmd::noDescriptorIsLeftOpenHere()
 {
     run(QStringLiteral("(sleep 0.01; echo late) & true")); // starts the drain
-    QTest::qWait(1);
+    QVERIFY(TaskState::waitUntilOthersSleep());
     const int before = openDescriptors();
 
     for (int i = 0; i < 30; ++i) {

@@ -1,3 +1,5 @@
+#include "TaskState.h"
+
 #include "ports/CanDevice.h"
 
 #include "LogCapture.h"
@@ -649,13 +651,14 @@ void tst_CanDevice::closeDoesNotWakeTheRead()
     Loop loop(pair.device);
     loop.start();
     QVERIFY(loop.waitForReading(true));
-    QTest::qWait(50); // time to block in the read
+    QVERIFY(TaskState::waitUntilOthersSleep()); // in the read
 
     loop.device->closeCan({});
 
     QCOMPARE(loop.device->socketId(), -1);
     QVERIFY(loop.device->isStop());
-    QVERIFY(!QTest::qWaitFor([&] { return !loop.device->isReading(); }, 200));
+    QVERIFY(TaskState::waitUntilOthersSleep());
+    QVERIFY(loop.device->isReading());
     pair.send(canFrame(1, "a")); // the socket is still there for the read that holds it
     QVERIFY(loop.waitForReading(false));
 }
@@ -667,7 +670,7 @@ void tst_CanDevice::frameThatComesAfterCloseIsDropped()
     loop.start();
     pair.send(canFrame(1, "a"));
     QVERIFY(loop.waitForFrames(1));
-    QTest::qWait(50);
+    QVERIFY(TaskState::waitUntilOthersSleep());
 
     loop.device->closeCan({});
     pair.send(canFrame(2, "b"));
@@ -817,7 +820,7 @@ void tst_CanDevice::framesOfABusyBusGatherAndAllArrive()
     int sent = 0;
     QVERIFY(sendUntil(pair, &sent, [] { return pauses >= 3; }));
     QVERIFY(loop.waitForFrames(sent));
-    QTest::qWait(20);
+    QVERIFY(TaskState::waitUntilOthersSleep());
     pair.send(canFrame(quint32(sent++), "last")); // the bus is quiet again
 
     QVERIFY(loop.waitForFrames(sent));

@@ -1,6 +1,7 @@
 #include "ports/CanObject.h"
 
 #include "LogCapture.h"
+#include "TaskState.h"
 #include "canbus/CanBus.h"
 #include "host/PublicClass.h"
 #include "ports/CanDevice.h"
@@ -344,7 +345,7 @@ void tst_CanObject::readRequestWaitsUntilTheLoopHasLeft()
     busA.accept();
     CanDevice* const device = can._canDevices["can0"];
     QTRY_VERIFY(device->isReading());
-    QTest::qWait(50); // time to block in the read
+    QVERIFY(TaskState::waitUntilOthersSleep()); // in the read
 
     can.openCan(port("can1")); // emits sigRead, which can0 cannot serve yet
     emit can.sigClose(port("can0"));
@@ -487,7 +488,7 @@ void tst_CanObject::threadOutlivesTheManager()
     QVERIFY(device->thread()->isRunning());
     QVERIFY(device->isReading());
     bus.send(1, "nobody listens"); // and nothing breaks
-    QTest::qWait(50);
+    QVERIFY(TaskState::waitUntilOthersSleep());
     QVERIFY(device->isReading());
     device->closeCan({}); // the test's own end: lets the loop leave
     bus.hangUp();

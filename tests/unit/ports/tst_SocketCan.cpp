@@ -307,9 +307,9 @@ void tst_SocketCan::eachNotificationAddsAReader()
         line.arrive(frameBytes(0x9FFFFFFF, 'c'));
 
     QCOMPARE(frames.count(), 3);
-    QVERIFY2(
-        log.holdsPart("[debug][readCan]Received CAN frame: ", "(frameId, QVariant(int, 536870911))"),
-        qPrintable(log.lines().join('\n')));
+    QVERIFY2(log.holdsPart("[debug][readCan]Received CAN frame: ",
+                           "(frameId, QVariant(int, 536870911))"),
+             qPrintable(log.lines().join('\n')));
     QCOMPARE(log.count(kIncomplete), 0 + 0 + 1 + 2);
     QCOMPARE(frames[2][0].toMap()["frameId"].toInt(), 0x1FFFFFFF);
     QCOMPARE(frames[2][0].toMap()["frameType"].toInt(), 1);

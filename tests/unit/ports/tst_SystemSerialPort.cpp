@@ -5,6 +5,7 @@
 #include "host/PublicClass.h"
 #include "pty/Pty.h"
 
+#include <QDeadlineTimer>
 #include <QScopeGuard>
 #include <QSerialPort>
 #include <QtTest>
@@ -13,6 +14,7 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <optional>
+#include <sys/ioctl.h>
 #include <termios.h>
 #include <thread>
 #include <unistd.h>
@@ -138,6 +140,18 @@ struct Line
                 {"parity", 0}};
     }
     QByteArray allReceived() const { return received.join(); }
+    /// Waits until so many bytes lie at the port, which has not read them.
+    bool waitUntilWaiting(int count) const
+    {
+        const int fd =
+            ::open(pty.path().toLocal8Bit(), O_RDONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+        const QDeadlineTimer limit(5000);
+        int waiting = -1;
+        while (ioctl(fd, FIONREAD, &waiting) == 0 && waiting != count && !limit.hasExpired())
+            std::this_thread::yield();
+        ::close(fd);
+        return waiting == count;
+    }
 
     Pty pty;
     SystemSerialPort port;
@@ -191,7 +205,6 @@ void tst_SystemSerialPort::opensAndForwardsWhatArrives()
     line.pty.write(QByteArray("\xAA\0\xFF", 3));
 
     QTRY_COMPARE(line.allReceived(), QByteArray("\xAA\0\xFF", 3));
-    QTest::qWait(20);
     line.pty.write("more");
     QTRY_COMPARE(line.allReceived(), QByteArray("\xAA\0\xFF", 3) + "more");
     QVERIFY(line.received.size() >= 2); // as it comes, not gathered
@@ -461,7 +474,7 @@ void tst_SystemSerialPort::exchangeInAHandlerReturnsTheAnswer()
             isDone = true;
             answer = exchange(line, "ask", [&](Pty& pty) {
                 for (const Piece& piece : pieces) {
-                    QThread::msleep(ulong(piece.gapMs));
+                    QThread::msleep(ulong(piece.gapMs)); // the gap decides where it ends
                     pty.write(piece.bytes);
                 }
             });
@@ -482,10 +495,10 @@ void tst_SystemSerialPort::exchangeDropsWhatIsPending()
     Line line;
     QVERIFY(line.open());
     line.pty.write("stale");
-    QTest::qWait(0);
+    QTRY_COMPARE(line.allReceived(), QByteArray("stale"));
     line.received.clear();
-    line.pty.write("stale too"); // in the kernel, not yet read
-    QThread::msleep(50);
+    line.pty.write("stale too");
+    QVERIFY(line.waitUntilWaiting(9)); // in the kernel, not yet read
 
     exchange(line, "ask", [](Pty& pty) { pty.write("fresh"); });
 
@@ -505,7 +518,8 @@ void tst_SystemSerialPort::peerThatNeverAnswersIsATimeout()
     QCOMPARE(answer, QByteArray());
     QVERIFY2(clock.elapsed() >= 10000 && clock.elapsed() < 11500,
              qPrintable(QString::number(clock.elapsed())));
-    QVERIFY(log.holds("[debug][writeSerial]Timeout occurred while waiting for serial port response"));
+    QVERIFY(
+        log.holds("[debug][writeSerial]Timeout occurred while waiting for serial port response"));
     QCOMPARE(line.port.getLastError(), QString());
     QVERIFY(line.received.isEmpty());
     line.pty.write("late"); // the port works on
@@ -526,7 +540,8 @@ void tst_SystemSerialPort::peerThatVanishesIsAnErrorMessage()
     QCOMPARE(answer, QByteArray());
     QVERIFY2(clock.elapsed() < 5000, "the wait ends with the device");
     QVERIFY(!line.errors.isEmpty());
-    QVERIFY(log.holds("[debug][writeSerial]Timeout occurred while waiting for serial port response"));
+    QVERIFY(
+        log.holds("[debug][writeSerial]Timeout occurred while waiting for serial port response"));
     QCOMPARE(line.port.getLastError(), QString());
 }
 
@@ -542,7 +557,7 @@ void tst_SystemSerialPort::peerThatVanishesWhileIdleIsReportedUntilThePortIsClos
     QCOMPARE(QSet<QByteArray>(line.errors.begin(), line.errors.end()).size(), 1);
     line.port.closeSerialPort();
     const int reported = line.errors.size();
-    QTest::qWait(50);
+    QCoreApplication::processEvents(); // the terminal is readable: whoever listens hears it now
     QCOMPARE(line.errors.size(), reported);
     QVERIFY(line.received.isEmpty());
 }
@@ -613,7 +628,8 @@ void tst_SystemSerialPort::portClosedByItsOwnErrorFailsTheWrite()
 
     QCOMPARE(line.port.writeSerial("ask"), QByteArray());
 
-    QCOMPARE(log.lines().last(), QString("[debug][writeSerial]Failed to write data to serial port"));
+    QCOMPARE(log.lines().last(),
+             QString("[debug][writeSerial]Failed to write data to serial port"));
     QCOMPARE(line.port.getLastError(), QString());
 }
 

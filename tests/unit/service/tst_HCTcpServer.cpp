@@ -1,5 +1,6 @@
 #include "EchoService.h"
 #include "ListenerTools.h"
+#include "TaskState.h"
 
 #include "service/TcpSocket.h"
 
@@ -395,7 +396,7 @@ void tst_HCTcpServer::lateNoticesAfterStopMeetNothing()
     // Their ends are queued here by the time the listener stops.
     for (const auto& client : clients)
         client->reset();
-    QThread::msleep(20);
+    QVERIFY(TaskState::waitUntilOthersSleep());
     service.server.stopListen();
     QCoreApplication::processEvents();
 
@@ -583,7 +584,7 @@ void tst_HCTcpServer::socketErrorIsLoggedAndLeavesTheConnection()
 
     QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false"));
     QCOMPARE(LogCapture::last(), QStringLiteral("[warning][slotError][socket_id: 77 socketError: "
-                                               "QAbstractSocket::NetworkError ]"));
+                                                "QAbstractSocket::NetworkError ]"));
 }
 
 void tst_HCTcpServer::debugTextCarriesTheLastError()

@@ -1,5 +1,7 @@
 #include "EchoService.h"
+#include "FreePort.h"
 #include "ListenerTools.h"
+#include "TaskState.h"
 
 #include "host/PublicClass.h"
 #include "service/FernoProClass.h"
@@ -15,6 +17,7 @@
 
 #include <atomic>
 #include <thread>
+#include <unistd.h>
 
 using ky::buildFrame;
 
@@ -55,23 +58,9 @@ private slots:
     void releasedStorageIsNull();
 
 private:
-    static quint16 freePort();
-
     std::unique_ptr<QTemporaryDir> _dir;
     int _threadsAtRest = 0;
 };
-
-/// A port between 1 and 32767 that nobody listens on.
-quint16 tst_KyNetworkObject::freePort()
-{
-    static quint16 next = quint16(20000 + QCoreApplication::applicationPid() % 10000);
-    for (int i = 0; i < 1000; ++i) {
-        QTcpServer probe;
-        if (probe.listen(QHostAddress::AnyIPv4, ++next))
-            return next;
-    }
-    return 0;
-}
 
 void tst_KyNetworkObject::initTestCase()
 {
@@ -292,7 +281,7 @@ void tst_KyNetworkObject::startAndStopAreLogged()
     const QString start = QStringLiteral("[debug][listenTcp][starting listenning : port: %1 ]");
     const QString values = QStringLiteral("port:%1 threadCount: 3  dataSize：9]").arg(port);
     QCOMPARE(log.lines(), (QStringList{start.arg(port), "[debug][listenTcp][Tcp " + values,
-                                  "[debug][listenTcp][Stop listenn Tcp " + values}));
+                                       "[debug][listenTcp][Stop listenn Tcp " + values}));
 }
 
 void tst_KyNetworkObject::acceptsWithoutAnApplicationProxy()
@@ -451,7 +440,7 @@ void tst_KyNetworkObject::waitingWriteBlocksUntilThePeerReads()
     QByteArray received;
 
     std::thread reader([&] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        TaskState::waitUntilAsleep(getpid()); // in the write
         isReading = true;
         received = client.receive(filling.size() + message.size());
     });

@@ -95,7 +95,7 @@ void tst_NoMemory::frameThatFitsNoMemoryEndsOnlyItsConnection()
     QLoggingCategory::setFilterRules(QStringLiteral("ky.*=false"));
 
     QCOMPARE(LogCapture::with("[warning][resolveTcpReadData][no memory for a frame of "
-                                  "1073741824 bytes, handle:")
+                              "1073741824 bytes, handle:")
                  .size(),
              1);
     RawClient next;

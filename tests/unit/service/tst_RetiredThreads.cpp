@@ -1,3 +1,5 @@
+#include "TaskState.h"
+
 #include "service/HCTcpServer.h"
 #include "service/RetiredThreads.h"
 #include "service/TcpSocket.h"
@@ -37,7 +39,7 @@ public:
     {
         if (QThread::currentThread() == thread())
             return;
-        // From here on this object may be gone.
+        // From here on this object may be gone. Nothing tells when it is not: a fixed time.
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
         if (hasDispatcherGone)
             isWokenAfterItsEnd = true;
@@ -127,7 +129,8 @@ void tst_RetiredThreads::answersQueuedBeforeTheStopGoOut()
         int ends[2];
         QCOMPARE(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
         server.incomingConnection(ends[0]);
-        QThread::msleep(i % 2 * 2); // the thread has not begun, or waits for something to do
+        if (i % 2 != 0) // otherwise the thread has not begun yet
+            QVERIFY(TaskState::waitUntilOthersSleep());
         QVERIFY(server.sendDataToClient(ends[0], "answer"));
         server.stopListen();
 

@@ -112,7 +112,7 @@ void tst_ServiceLimits::descriptorsRunningOutOnlyTurnsNewClientsAway()
         // All of them wait in the backlog, so they are accepted before a thread of theirs has run.
         for (const auto& client : clients)
             client->connectTo(service.port());
-        QTest::qWait(300);
+        QTest::qWait(300); // accepted or turned away: neither is told of
         QVERIFY(isAnswered(first, service, 2));
     }
 
@@ -137,7 +137,7 @@ void tst_ServiceLimits::listenerThatCouldNotAcceptGoesOnWhenItCan()
         // Only the kernel has accepted it.
         QVERIFY(waiting.connectTo(service.port()));
         QTRY_VERIFY(!LogCapture::with("[warning][incomingConnection][accept:").isEmpty());
-        QTest::qWait(300); // it tries again, in vain
+        QTest::qWait(300); // it tries again, in vain and without a word
     }
     QVERIFY(isAnswered(waiting, service, 1));
     const int warnings = LogCapture::with("[warning][incomingConnection][accept:").size();

@@ -1,4 +1,5 @@
 #include "EchoService.h"
+#include "FreePort.h"
 #include "LogCapture.h"
 #include "RawClient.h"
 
@@ -138,7 +139,7 @@ void tst_ServiceLoad::kickAndRestartUnderChurn()
 
 namespace {
 
-/// A relay object with the daemon's front as its child, and an eye on Qt's own warnings.
+/// A relay object with the daemon's front as its child.
 class FrontEcho : public QObject
 {
     Q_OBJECT
@@ -153,16 +154,6 @@ public slots:
         front->sendDataToClient(handle, ky::buildFrame(answerType, number, {}, data));
     }
 };
-
-quint16 freePort()
-{
-    for (quint16 port = 21000; port < 31000; ++port) {
-        QTcpServer probe;
-        if (probe.listen(QHostAddress::AnyIPv4, port))
-            return port;
-    }
-    return 0;
-}
 
 } // namespace
 
@@ -179,7 +170,7 @@ void tst_ServiceLoad::frontIsToggledUnderLoad()
             while (!isOver) {
                 RawClient client;
                 if (!client.connectTo(port, 2 + t))
-                    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+                    std::this_thread::yield();
                 else
                     while (!isOver && isEchoed(client, 1, "load"))
                         ++served;

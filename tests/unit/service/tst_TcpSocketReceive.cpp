@@ -377,8 +377,7 @@ void tst_TcpSocketReceive::logShowsDataUpToItsFirstZero()
 
     read(buildFrame(7, 1, {}, QByteArray("ab\0cd", 5)));
 
-    QVERIFY(
-        log.with(QStringLiteral("[Receive")).at(0).endsWith(QStringLiteral("size:5: ab]")));
+    QVERIFY(log.with(QStringLiteral("[Receive")).at(0).endsWith(QStringLiteral("size:5: ab]")));
 }
 
 QTEST_GUILESS_MAIN(tst_TcpSocketReceive)
