@@ -4,15 +4,12 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QJsonDocument>
-#include <QTcpServer>
 
 #include <csignal>
 
 namespace {
 
 constexpr int kStartLimitMs = 20000;
-constexpr quint16 kFirstPort = 12000;
-constexpr quint16 kPortCount = 16000;
 
 } // namespace
 
@@ -44,20 +41,6 @@ ProgramResult runProgram(const QString& name, const QStringList& arguments, int 
     result.output = process.readAllStandardOutput();
     result.errors = process.readAllStandardError();
     return result;
-}
-
-quint16 freePort()
-{
-    // Apart from the ports that the kernel gives to clients; each process begins elsewhere.
-    static quint16 next = quint16(QCoreApplication::applicationPid() * 37 % kPortCount);
-    for (int i = 0; i < kPortCount; ++i) {
-        const quint16 port = quint16(kFirstPort + next);
-        next = quint16((next + 1) % kPortCount);
-        QTcpServer probe;
-        if (probe.listen(QHostAddress::AnyIPv4, port))
-            return port;
-    }
-    qFatal("no port is free");
 }
 
 /// The environment of this process, with a `sudo` first on the PATH that always fails.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "FreePort.h"
+
 #include <QProcess>
 #include <QStringList>
 #include <QTemporaryDir>
@@ -22,10 +24,6 @@ ProgramResult runProgram(const QString& name, const QStringList& arguments, int 
 
 /// The path of one of our programs.
 QString programPath(const QString& name);
-
-/// A port of loopback that nobody listens on, in the range that the service takes. Neighbouring
-/// calls, also of tests that run at the same time, give different ones.
-quint16 freePort();
 
 /// The real daemon in a temporary home on free ports. Ends with the fixture.
 class DaemonFixture

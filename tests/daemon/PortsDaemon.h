@@ -8,6 +8,7 @@
 #include <QtTest>
 
 #include <csignal>
+#include <functional>
 
 /// A program that goes on while the test acts.
 class Watcher
@@ -29,6 +30,16 @@ public:
     {
         return QTest::qWaitFor([&] { return (_output += _process.readAll()).contains(text); },
                                10000);
+    }
+    /// Calls `send` again and again until so many lines are printed: what is sent before the
+    /// watcher is subscribed reaches nobody.
+    bool waitForLines(int lines, const std::function<void()>& send)
+    {
+        for (int i = 0; i < 200 && output().count('\n') < lines; ++i) {
+            send();
+            _process.waitForReadyRead(50);
+        }
+        return output().count('\n') >= lines;
     }
     bool waitEnd()
     {

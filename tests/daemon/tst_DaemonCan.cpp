@@ -1,5 +1,6 @@
 #include "PortsDaemon.h"
 #include "SimulatedHost.h"
+#include "TaskState.h"
 
 #include <atomic>
 #include <memory>
@@ -194,10 +195,7 @@ void tst_DaemonCan::framesFlowWhileAnInterfaceIsSetUp()
     QCOMPARE(daemon.kyctl({"can", "open", "can0"}).status, 0);
     bus.accept();
     Watcher watcher(daemon, {"can", "watch"});
-    for (int i = 0; i < 100 && watcher.output().isEmpty(); ++i) {
-        bus.send(1, "first");
-        QTest::qWait(50);
-    }
+    QVERIFY(watcher.waitForLines(1, [&] { bus.send(1, "first"); }));
 
     Watcher setup(daemon, {"can", "config", "cab1", "250000"});
     QTRY_VERIFY(tools.lines().contains("ifconfig cab1 down"));
@@ -223,7 +221,8 @@ void tst_DaemonCan::furtherSignalsCutNoWorkShort()
 
     for (int i = 0; i < 10; ++i) {
         ::kill(pid_t(daemon.pid()), SIGTERM);
-        QTest::qWait(30); // all but the first meet a daemon that is ending
+        QTRY_VERIFY(
+            !TaskState::isSignalPending(daemon.pid(), SIGTERM)); // each is handled by itself
     }
     QVERIFY(daemon.isRunning());
     tools.release();
@@ -244,10 +243,7 @@ void tst_DaemonCan::watcherThatStopsReadingIsCutOff()
     QCOMPARE(daemon.kyctl({"can", "open", "can0"}).status, 0);
     bus.accept();
     Watcher stopped(daemon, {"can", "watch"});
-    for (int i = 0; i < 100 && stopped.output().isEmpty(); ++i) {
-        bus.send(1, "first");
-        QTest::qWait(50);
-    }
+    QVERIFY(stopped.waitForLines(1, [&] { bus.send(1, "first"); }));
 
     stopped.signal(SIGSTOP);
     std::atomic<bool> isOver{false};
@@ -265,10 +261,7 @@ void tst_DaemonCan::watcherThatStopsReadingIsCutOff()
     QVERIFY(stopped.waitEnd());
     QCOMPARE(stopped.status(), 3); // what it was told is that the connection is gone
     Watcher next(daemon, {"can", "watch", "--count", "1"});
-    for (int i = 0; i < 100 && next.output().isEmpty(); ++i) {
-        bus.send(0x42, "next");
-        QTest::qWait(50);
-    }
+    QVERIFY(next.waitForLines(1, [&] { bus.send(0x42, "next"); }));
     QVERIFY(next.waitEnd());
     QCOMPARE(next.status(), 0);
     QCOMPARE(daemon.stop(SIGTERM), 0);

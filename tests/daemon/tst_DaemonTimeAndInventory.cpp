@@ -14,17 +14,9 @@ namespace {
 constexpr qint64 kYearMs = 365LL * 86400 * 1000;
 constexpr int kClientLimitMs = 20000;
 
-/// For 256 seconds in every 18 hours a byte of the seconds is zero and every request is cut. The
-/// daemon has the machine's clock, so that time has to pass.
-void waitUntilRequestsAreWhole()
-{
-    const qint64 seconds = QDateTime::currentSecsSinceEpoch() + 2208988800;
-    const qint64 intoCut = seconds % 65536;
-    if (intoCut < 256)
-        QTest::qWait(int(256 - intoCut) * 1000);
-    else if (intoCut > 65536 - 10)
-        QTest::qWait(int(65536 + 256 - intoCut) * 1000);
-}
+/// The daemon's clock stands still here. A request that holds a zero byte is cut there: on the
+/// machine's clock that would be each one for 256 seconds in every 18 hours.
+constexpr char kTimeWithoutZeroByteMs[] = "1795262400100";
 
 } // namespace
 
@@ -100,7 +92,14 @@ void tst_DaemonTimeAndInventory::startDaemon(const QString& hostGroup)
     _daemon->runUnder({programPath("hostsim"), "run", "--state", _host->folder(), "--"});
     QString group = hostGroup;
     group.replace("SCRIPT", _host->platformScript());
-    QVERIFY2(_daemon->start(group), qPrintable(_daemon->errorText()));
+    const QString clock = QCoreApplication::applicationDirPath() + "/../lib/libkytestclock.so";
+    QVERIFY2(QFile::exists(clock), qPrintable(clock));
+    qputenv("LD_PRELOAD", QFile::encodeName(clock));
+    qputenv("KY_CLOCK_STOPPED_AT_MS", kTimeWithoutZeroByteMs);
+    const bool isStarted = _daemon->start(group);
+    qunsetenv("LD_PRELOAD");
+    qunsetenv("KY_CLOCK_STOPPED_AT_MS");
+    QVERIFY2(isStarted, qPrintable(_daemon->errorText()));
 }
 
 std::unique_ptr<QProcess> tst_DaemonTimeAndInventory::startKyctl(const QStringList& arguments)
@@ -293,7 +292,6 @@ void tst_DaemonTimeAndInventory::requestsThatWaitEndInTheirOrder()
 
 void tst_DaemonTimeAndInventory::exchangeSetsTheClockAndKeepsTheInterval()
 {
-    waitUntilRequestsAreWhole();
     TimeServer server;
     server.answerWithShift(0);
     QCOMPARE(setAutomatic(server, "30").status, 0);
@@ -308,7 +306,6 @@ void tst_DaemonTimeAndInventory::exchangeSetsTheClockAndKeepsTheInterval()
 
 void tst_DaemonTimeAndInventory::exchangeWithAnInvalidReplyIsMadeAgain()
 {
-    waitUntilRequestsAreWhole();
     TimeServer server;
     server.answerWithShift(0);
     QCOMPARE(setAutomatic(server, "30").status, 0);
@@ -343,7 +340,6 @@ void tst_DaemonTimeAndInventory::exchangeWithoutAValidReplyIsAnError()
 
 void tst_DaemonTimeAndInventory::exchangeThatCannotSetTheClockIsAnError()
 {
-    waitUntilRequestsAreWhole();
     TimeServer server;
     server.answerWithShift(0);
     QCOMPARE(setAutomatic(server, "30").status, 0);
