@@ -4,8 +4,11 @@
 function(ky_test name)
     cmake_parse_arguments(ARG "SERIAL" "DATA;TIMEOUT" "SOURCES;LINK;LIBS;LABELS;WRAPPER" ${ARGN})
     add_executable(${name} ${ARG_SOURCES})
-    target_link_libraries(${name} PRIVATE ${ARG_LINK} ky_test_support ${ARG_LIBS} Qt5::Test)
+    target_link_libraries(${name} PRIVATE ${ARG_LINK} ky_test_support ${ARG_LIBS} Qt5::Network
+        Qt5::Test)
+    target_compile_options(${name} PRIVATE ${KY_TEST_OPTIONS})
     ky_warnings(${name})
+    ky_precompile(${name} test)
     set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
     if(ARG_DATA)
         target_compile_definitions(${name} PRIVATE KY_TEST_DATA="${ARG_DATA}")

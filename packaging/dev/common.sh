@@ -1,8 +1,8 @@
 # Shared by the verbs: packages of the host, and building.
 
 build_packages="g++ cmake ninja-build ccache pkg-config qtbase5-dev libqt5serialport5-dev
-    libqt5sql5-sqlite nlohmann-json3-dev rapidjson-dev git"
-test_packages="clang libclang-rt-dev openssl chrony can-utils curl"
+    libqt5sql5-sqlite rapidjson-dev git"
+test_packages="lld clang libclang-rt-dev openssl chrony can-utils curl"
 run_packages="socat"
 
 # value_of OPTION [VALUE …]: ends the command where an option that takes a value has none.
@@ -27,7 +27,7 @@ need() {
 }
 
 # The cache serves every checkout of the project on this machine.
-export CCACHE_BASEDIR=$PWD CCACHE_NOHASHDIR=1
+export CCACHE_BASEDIR=$PWD CCACHE_NOHASHDIR=1 CCACHE_SLOPPINESS=pch_defines,time_macros
 
 # build PRESET [TARGET …]
 build() {

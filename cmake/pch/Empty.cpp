@@ -1,0 +1,1 @@
+// The precompiled headers beside this file belong to a target, and a target needs a source.
