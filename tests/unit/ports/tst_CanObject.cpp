@@ -378,9 +378,11 @@ void tst_CanObject::oneReadRequestAtMostWaitsForAPort()
         device, [&isServed] { isServed = true; }, Qt::QueuedConnection);
 
     QTRY_VERIFY(isServed);
-    QCOMPARE(log.count("[warning][setLastError]socketId < 0"), 1);
+    // The one that waited, and at most one that was asked for while that one was being taken up.
+    const int served = log.count("[warning][setLastError]socketId < 0");
+    QVERIFY2(served == 1 || served == 2, qPrintable(QString::number(served)));
     emit can.sigRead(); // none waits now, so this one is served
-    QTRY_COMPARE(log.count("[warning][setLastError]socketId < 0"), 2);
+    QTRY_COMPARE(log.count("[warning][setLastError]socketId < 0"), served + 1);
 }
 
 /// As the daemon does it for a client: the adapter is pulled out, asked for too early, plugged in
