@@ -9,7 +9,9 @@ function(ky_test name)
     target_compile_options(${name} PRIVATE ${KY_TEST_OPTIONS})
     ky_warnings(${name})
     ky_precompile(${name} test)
-    set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
+    # What a test puts in the place of a library's function has to be seen by other libraries.
+    set_target_properties(${name} PROPERTIES ENABLE_EXPORTS ON
+        RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
     if(ARG_DATA)
         target_compile_definitions(${name} PRIVATE KY_TEST_DATA="${ARG_DATA}")
     endif()

@@ -11,7 +11,7 @@ namespace ky {
 class ToolProcess : public QProcess
 {
 public:
-    static constexpr qint64 kMaxOutput = 64 * 1024 * 1024;
+    static constexpr qint64 kMaxOutput = 64LL * 1024 * 1024;
 
     ToolProcess();
 

@@ -98,7 +98,7 @@ void tst_Catalogue::errorCodesHaveOneTextEach()
 
 void tst_Catalogue::everyErrorIsAnsweredBySomeCommand()
 {
-    QSet<int> answered{40001, 40002, 40004, 40005}; // these may come from any command
+    QSet<int> answered{40001, 40002, 40004, 40005, 40007}; // these may come from any command
     forEachRow([&](const ky::Command& row) {
         for (const int code : row.errors)
             answered.insert(code);

@@ -345,7 +345,7 @@ void tst_LiveRoaming::queriesAndRoamsByHandAreReported()
 
 void tst_LiveRoaming::reportsAreWhatTheLogSays()
 {
-    LogCapture log;
+    LogCapture log("ky.network");
 
     step(link(-70), row("02:24", 2412, -68) + row("02:05", 5200, -69));
 
