@@ -81,11 +81,14 @@ bool HCTcpServer::startListen(quint16 port)
 
 void HCTcpServer::stopListen()
 {
+    const QMap<qintptr, TcpSocket*> sockets = _tcpSocketMap;
+    // While both ends exist: Qt leaks a connection whose two ends are destroyed at the same time.
+    for (TcpSocket* socket : sockets)
+        QObject::disconnect(socket, nullptr, _notices, nullptr);
     // Notices that are queued already go with their receiver: they name connections that will no
     // longer be in the map.
     delete _notices;
     _notices = new QObject(this);
-    const QMap<qintptr, TcpSocket*> sockets = _tcpSocketMap;
     for (TcpSocket* socket : sockets) {
         // After this no thread touches the relay object, which may be on its way out.
         socket->setRelayObj(nullptr);
